@@ -1,6 +1,6 @@
 // Fuzzes the records of a corpus file. Any bytes that replace one record are either read or refused
 // with a known error. A message that cannot be read ends a walk; a message that can be read is the
-// same after it was written again.
+// same after it was written again, and can be converted to an mlMessage and back.
 //
 // The two lowest bits of the first byte choose the record: 0 or 1 the second of three messages, 2
 // GlobalInfo, 3 ZqeInfo. The fifth bit makes a file of version 1, and the next two bits choose the
@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "zandrel/foundation/ml/mlMessage.h"
+#include "zandrel/foundation/ml/mlx.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtScrambler.h"
 #include "zandrel/messages/zeCacheCorpus.h"
@@ -132,11 +134,26 @@ void check_infos(zeCacheCorpus& corpus, Kind kind) {
             "a ZqeInfo is read again");
 }
 
+void check_conversion(zeMsg msg) {
+    mlMessage message;
+    try {
+        msg.make_mlMessage(message, nullptr);
+        const zeMsg back(message, nullptr);
+        require(msg.categories.empty() || back.categories == msg.categories, "labels come back");
+    } catch (const qtXbase& raised) {
+        require(raised.message() == qtString("Invalid nvp value"), raised.what());
+    } catch (const mlxNvpType& raised) {
+        require(raised.name().view().starts_with("_SML"), raised.what());
+    }
+}
+
 // Returns the record of each message that a walk meets.
 std::vector<std::string> walked(zeCacheCorpus& corpus) {
     std::vector<std::string> records;
     for (auto position = corpus.start_msgs(); !corpus.end(position); corpus.next(position)) {
-        records.push_back(record_of(*corpus.get_msg(position)));
+        const qtPtrLight<zeMsg> msg = corpus.get_msg(position);
+        records.push_back(record_of(*msg));
+        check_conversion(*msg);
     }
     return records;
 }

@@ -1,5 +1,6 @@
 // Fuzzes the text form of a tree. Any text is either loaded or refused with a known message, and a
-// loaded tree is written as a text that loads to the same text again.
+// loaded tree is written as a text that loads to the same text again. Each node of a loaded tree is
+// found by its path, and the queries of its rules agree with each other.
 //
 // Bit 0 of the first byte accepts the rule "default". The other bytes are the text, so most inputs
 // in the corpus begin with "1".
@@ -12,10 +13,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/fixed_names.h"
@@ -97,9 +103,46 @@ bool has_white_space_in_fields(std::string_view text) {
     return text.find_first_of("\v\f") != std::string_view::npos;
 }
 
+void check_paths(const zeLogicalTree& tree) {
+    for (const auto& [id, node] : tree.nodes) {
+        qtString path;
+        tree.GetNodePath(id, path);
+        require(tree.FindNodeByPath(path).id == id, "a node is found by its path");
+    }
+}
+
+// A loaded rule has been parsed, so no query fails.
+void check_rules(const zeLogicalTree& tree) {
+    std::vector<RuleInfo> rules;
+    tree.GetAllRules(rules);
+    std::map<qtString, char> keys;
+    tree.GetRuleNvps(keys, 0);
+    std::set<qtString> keys_of_rules;
+    for (const RuleInfo& rule : rules) {
+        require(tree.GetNode(rule.id).rule == rule.checker->text(), "a rule is that of its node");
+        std::map<qtString, char> of_rule;
+        tree.GetRuleNvps(of_rule, rule.id);
+        for (const auto& [key, datatype] : of_rule) {
+            keys_of_rules.insert(key);
+        }
+    }
+    require(keys.size() == keys_of_rules.size(), "each key is that of a rule");
+    std::set<Concept> words;
+    tree.CollectWordRules(words, false);
+    std::set<Concept> phrases;
+    tree.CollectWordRules(phrases, true);
+    require(std::includes(words.begin(), words.end(), phrases.begin(), phrases.end()),
+            "each phrase is a word");
+    std::ostringstream printed;
+    tree.PrintConceptRules(printed);
+    require(printed.view().empty() == words.empty(), "rules with words are printed");
+}
+
 void check_text(const qtString& text, Tree_text::Default_rule default_rule) {
     zeManager manager;
     load(manager, text, default_rule);  // the nodes before a refused line remain
+    check_paths(*manager.m_logical_tree);
+    check_rules(*manager.m_logical_tree);
     const std::string first = written(manager);
     if (has_white_space_in_fields(text.view())) {
         return;

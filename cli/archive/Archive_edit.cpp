@@ -1,11 +1,11 @@
 // All checks come before the first change: files are read as a whole, and each message is compared
 // with the archive. Then only the system can fail. A file that is marked after such a failure is
-// repaired by zandrel rebuild-index.
+// repaired by zandrel rebuild-index. Only messages of data files are written one by one; all other
+// changes are made in memory first (Archive_writes).
 #include "cli/archive/Archive_edit.h"
 
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <string_view>
@@ -187,16 +187,13 @@ void check_categories(const std::vector<std::string>& categories) {
     }
 }
 
-// If the newest learned message is no longer there, the library learns all messages again. So the
-// message before it takes its place.
-void keep_place_of_learning(zeSmlArchive& archive, unsigned int deleted) {
+// Call it before a message is deleted.
+void keep_place_of_learning(zeSmlArchive& archive, unsigned int to_delete) {
     SmlArchiveManager& summary = archive.m_manager;
-    if (deleted != summary.last_learned_sml || deleted == 0) {
-        return;
+    if (to_delete == summary.last_learned_sml && to_delete != 0) {
+        summary.last_learned_sml = newest_before(summary, to_delete);
+        summary.modified = true;
     }
-    const auto next = summary.sml_dates.lower_bound(deleted);
-    summary.last_learned_sml = next == summary.sml_dates.begin() ? 0 : std::prev(next)->first;
-    summary.modified = true;
 }
 
 void finish(Archive_to_change& change, Add_summary& summary) {
@@ -210,7 +207,7 @@ Add_summary add_files(const Archive_target& target, const Added_files& added) {
     Add_summary summary;
     summary.file = target.file;
     const std::vector<Read_file> files = read_files(target, added, summary.skipped);
-    Archive_to_change change(target.file, wait_of(target));
+    Archive_to_change change(target.file, wait_of(target), Archive_writes::kMessagesAtOnce);
     Message_maker maker(analysis_of_archive(target.file, change.analysis(), added.analysis));
     check_ids(target.file, change.archive(), files, added.id_pair);
     add_all(change, files, added, maker, target, summary);
@@ -236,8 +233,8 @@ Add_summary add_text(const Archive_target& target, const Added_text& added) {
             change.archive().AddSml(msg, added.id);
         } else {
             const unsigned int replaced = ids.find(added.replaced_id)->second;
-            change.archive().AddSml(msg, added.id, added.replaced_id);
             keep_place_of_learning(change.archive(), replaced);
+            change.archive().AddSml(msg, added.id, added.replaced_id);
         }
     });
     summary.added = 1;
@@ -282,9 +279,9 @@ std::size_t delete_messages(const Archive_target& target, const Deleted_messages
     }
     with_archive_errors(target.file, [&] {
         for (const unsigned int number : numbers) {
+            keep_place_of_learning(archive, number);
             archive.ReleaseOneSml(number);
             archive.DelSml(number);
-            keep_place_of_learning(archive, number);
         }
     });
     const std::size_t left = archive.m_manager.sml_dates.size();

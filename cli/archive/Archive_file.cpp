@@ -1,12 +1,13 @@
 // Two ways to change an archive. A few messages are changed in place, since an archive can be
-// large: the library marks the file before the first write, so a process that is killed leaves a
-// file that all commands refuse until zandrel rebuild-index has repaired it. A change of all
-// messages is made in a copy.
+// large: the file is marked before the first write, so a process that is killed leaves a file that
+// all commands refuse until zandrel rebuild-index has repaired it (Deferred_archive). A change of
+// all messages is made in a copy.
 #include "cli/archive/Archive_file.h"
 
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <iterator>
 #include <unistd.h>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/errors.h"
+#include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_header.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/model/Interruption.h"
@@ -191,6 +193,11 @@ void raise_as_archive_write_error(const std::string& name) {
     }
 }
 
+unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number) {
+    const auto next = summary.sml_dates.lower_bound(number);
+    return next == summary.sml_dates.begin() ? 0 : std::prev(next)->first;
+}
+
 Archive_to_read::Archive_to_read(const std::string& name)
     : m_name(name),
       m_use((check_readable(name), name), name),
@@ -227,8 +234,9 @@ std::optional<Analysis_settings> Archive_to_read::analysis() {
     }
 }
 
-Archive_to_change::Archive_to_change(const std::string& name, const Lock_wait& wait)
-    : m_lock((check_readable(name), name), wait) {
+Archive_to_change::Archive_to_change(const std::string& name, const Lock_wait& wait,
+                                     Archive_writes writes)
+    : m_lock((check_readable(name), name), wait), m_writes(writes) {
     m_use.emplace(m_lock);
     Archive_header header = required_header(m_lock.target().path(), name);
     if (header.version == 1) {
@@ -237,6 +245,22 @@ Archive_to_change::Archive_to_change(const std::string& name, const Lock_wait& w
     }
     with_archive_errors(
         name, [&] { m_archive.OpenArchive(m_lock.target().path(), false, !header.is_wide); });
+    auto file = std::make_unique<Deferred_archive>(std::move(m_archive.archive_file),
+                                                   writes == Archive_writes::kMessagesAtOnce);
+    m_file = file.get();
+    m_archive.archive_file = std::move(file);
+}
+
+Archive_to_change::~Archive_to_change() {
+    if (m_file == nullptr || m_writes != Archive_writes::kMessagesAtOnce) {
+        return;
+    }
+    try {
+        const Held_back_signals held_back;
+        m_archive.FlushArchive(true);
+        m_file->write();
+    } catch (...) {  // The caller reports an earlier error. The file is marked.
+    }
 }
 
 std::optional<Analysis_settings> Archive_to_change::analysis() {
@@ -246,8 +270,57 @@ std::optional<Analysis_settings> Archive_to_change::analysis() {
 
 void Archive_to_change::close() {
     const Held_back_signals held_back;
-    with_archive_errors(name(), [&] { m_archive.CloseArchive(); });
+    with_archive_errors(name(), [&] {
+        m_archive.FlushArchive(true);
+        m_file->write();
+        m_file = nullptr;
+        m_archive.CloseArchive();
+    });
     note_change(shown_file(name()));
+    bring_changes_to_disk(m_lock);
+}
+
+SegBuf Archive_to_change::stored_summary() {
+    SegBuf record;
+    with_archive_errors(name(), [&] { m_file->read_stored_summary(record); });
+    return record;
+}
+
+void Archive_to_change::write() {
+    const Held_back_signals held_back;
+    with_archive_errors(name(), [&] {
+        m_archive.FlushArchive(true);
+        m_file->write();
+    });
+    bring_changes_to_disk(m_lock);
+}
+
+void Archive_to_change::write_first(SegBuf& stored,
+                                    const std::function<void(SmlArchiveManager& summary)>& change) {
+    SmlArchiveManager summary;
+    summary.version = kNewestVersion;
+    SegBuf record;
+    with_archive_errors(name(), [&] {
+        Hio<HSegment> in(new HSegment(stored, 'r'));
+        summary.Load(in);
+        change(summary);
+        Hio<HSegment> out(new HSegment(record, 'w'));
+        summary.Dump(out);
+        out.device->Close();
+    });
+    write_summary(record);
+}
+
+void Archive_to_change::take_back(const SegBuf& stored) {
+    m_file->drop();
+    m_archive.m_manager.modified = false;
+    write_summary(stored);
+}
+
+void Archive_to_change::write_summary(const SegBuf& summary) {
+    const Held_back_signals held_back;
+    with_archive_errors(name(), [&] { m_file->write_summary(summary); });
+    bring_changes_to_disk(m_lock);
 }
 
 void change_copy(const std::string& name, const Lock_wait& wait,

@@ -15,6 +15,7 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/storage/AbstractHreclaim.h"
 
+#include "cli/archive/Deferred_archive.h"
 #include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_use.h"
 #include "cli/kc/Kept_analysis.h"
@@ -87,14 +88,28 @@ private:
     zeSmlArchive m_archive;
 };
 
+// The newest message before a number; 0 if there is none. If the message that was learned last is
+// no longer in the archive, the library learns all messages again. So this one takes its place.
+unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number);
+
+// When the changes of an archive are written.
+enum class Archive_writes {
+    kTogether,        // by Archive_to_change::close; before that, the file does not change
+    kMessagesAtOnce,  // new messages at once, so that they need no memory; the summary by `close`
+};
+
 // An archive that is open to be changed, in place. Only one process can do that at a time. A file
 // of version 1 is upgraded before: a copy is upgraded, which then takes the place of the file.
 class Archive_to_change {
 public:
     // RAISES: what Archive_to_read and Kc_lock raise; Output_error.
-    Archive_to_change(const std::string& name, const Lock_wait& wait);
+    Archive_to_change(const std::string& name, const Lock_wait& wait,
+                      Archive_writes writes = Archive_writes::kTogether);
     Archive_to_change(const Archive_to_change&) = delete;
     Archive_to_change& operator=(const Archive_to_change&) = delete;
+    // Without `close`: messages that were written at once get their entries. Other changes are
+    // lost.
+    ~Archive_to_change();
 
     const std::string& name() const { return m_lock.target().name(); }
 
@@ -102,14 +117,39 @@ public:
 
     // RAISES: Data_error for an analysis that this program does not know.
     std::optional<Analysis_settings> analysis();
-    // Writes all changes, closes the file and notes the change (note_change).
-    // RAISES: Output_error; the file is then marked.
+    // Writes all changes, closes the file, notes the change (note_change), and brings it to the
+    // disk.
+    // RAISES: Output_error; if the change was not noted, the file is marked.
     void close();
 
+    // The rest is for a change of two files, and only for Archive_writes::kTogether. Each function
+    // that writes also brings the change to the disk.
+
+    // The record of the summary that the file has.
+    // RAISES: Output_error; Data_error.
+    SegBuf stored_summary();
+
+    // Returns whether messages are to be written or deleted.
+    bool has_messages_to_write() const { return m_file->has_messages_to_write(); }
+
+    // Writes all changes.
+    // RAISES: Output_error; the file is then marked.
+    void write();
+    // Writes the stored summary with a change, and nothing else.
+    // RAISES: Output_error; the file is then marked, and has the old summary or the new one.
+    void write_first(SegBuf& stored, const std::function<void(SmlArchiveManager& summary)>& change);
+    // Writes this summary, and forgets all changes.
+    // RAISES: Output_error.
+    void take_back(const SegBuf& stored);
+
 private:
+    void write_summary(const SegBuf& summary);
+
     Kc_lock m_lock;
     std::optional<Kc_use> m_use;
     zeSmlArchive m_archive;
+    Archive_writes m_writes;
+    Deferred_archive* m_file = nullptr;  // BORROWS: of `m_archive`; null: closed
 };
 
 // Changes a copy of the file, which then takes its place: the change is made as a whole or not at

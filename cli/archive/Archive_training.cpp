@@ -4,23 +4,35 @@
 //   read the container
 //   compare analysis, match, labels  nothing has changed if one of them is refused
 //   try out the replacement
-//   learn or train                   the library writes the archive at the end
-//   write the container
+//   learn or train                   changes of the archive are kept in memory (Deferred_archive)
+//   write the new container          to another file; the container has not changed yet
+//   bind the archive                 its summary gets the new binding and place of learning
+//   rename the new container
+//   delete messages from the archive
 //
-// An example of a crash before the last step: messages 0 to 99 were learned, and `last_learned_sml`
-// is 99, but the container's file has learned only up to message 49. The times of the two differ,
-// so the next run refuses them. Learning again would leave out 50 to 99. Training anew from the
-// archive (--unmatched) uses all its messages, so it is the way back.
+// So messages are deleted only when the container that has learned them is in place. The state of
+// the two files at the end of the process, and what it means, if messages 50 to 99 are new:
 //
-// If writing the container fails without a crash, the archive gets the old binding back and the two
-// match again. The messages that were deleted remain deleted: they were neither reserved nor among
-// the newest.
+//   archive    container   place of learning
+//   old        old         49   they match; nothing has happened
+//   bound      old         99   no match: 50 to 99 would be left out, and are in the archive
+//   bound      new         99   they match; old messages are deleted by the next run
+//   complete   new         99   they match
+//
+// Training anew from the archive (--unmatched) uses all its messages, so it is the way back in the
+// second case. If the rename fails without a crash, the archive gets its old summary again.
+//
+// A container in cached form is changed while it learns. So the archive gets a binding before that
+// matches no container. If the process ends, some classifiers may have learned the new messages and
+// others not, and the two do not match, so nothing is learned twice. At the end the container is
+// written first, and then the archive.
 #include "cli/archive/Archive_training.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <set>
 #include <utility>
@@ -37,9 +49,12 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeMemoryCorpus.h"
+#include "zandrel/messages/zeMsg.h"
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/data/Data_warnings.h"
 #include "cli/errors.h"
 #include "cli/kc/Deferred_writes.h"
 #include "cli/kc/Kc_damage.h"
@@ -48,8 +63,12 @@
 #include "cli/kc/Stored_model.h"
 #include "cli/model/Interruption.h"
 #include "cli/model/Text_model.h"
+#include "cli/model/Text_sources.h"
+#include "cli/model/Tree_warnings.h"
+#include "cli/model/ending_signals.h"
 #include "cli/text/Layout.h"
 #include "cli/text/Shown_text.h"
+#include "cli/train/Scaling.h"
 
 namespace cli {
 
@@ -73,19 +92,21 @@ bool has_statistical_root_and_leaves(const zeManager& manager) {
     });
 }
 
-// The part of the summary that a training changes at its end.
-struct Binding {
-    explicit Binding(const SmlArchiveManager& summary)
-        : kc_id(summary.kc_id),
-          kc_time(summary.kc_time),
-          last_learned(summary.last_learned_sml),
-          next(summary.next_sml_id) {}
+// The messages of an archive that will be deleted are not learned later either.
+void bind(const SmlArchiveManager& trained, SmlArchiveManager& summary) {
+    summary.kc_id = trained.kc_id;
+    summary.kc_time = trained.kc_time;
+    summary.last_learned_sml = summary.sml_dates.empty() ? 0 : summary.sml_dates.rbegin()->first;
+}
 
-    std::uint32_t kc_id;
-    qtTimeDate kc_time;
-    std::uint32_t last_learned;
-    std::uint32_t next;
-};
+// No container has been trained at this time.
+void bind_to_none(const zeManager& manager, SmlArchiveManager& summary) {
+    summary.kc_id = manager.m_config.kc_id;
+    summary.kc_time.SetNowTime();
+}
+
+constexpr const char* kWayBack =
+    "; zandrel archive train --unmatched brings archive and container together";
 
 class Training_from_archive {
 public:
@@ -208,16 +229,86 @@ private:
             }
             return labels;
         }
+        read_used_messages();
+        for (const qtPtrLight<zeMsg>& msg : m_used.msgs) {
+            labels.insert(msg->categories.begin(), msg->categories.end());
+        }
+        return labels;
+    }
+
+    std::vector<unsigned int> used_numbers() {
         std::vector<unsigned int> list;
-        archive().GetLearningListByNewSmls(list);
+        if (!m_options.trains) {
+            archive().GetLearningListByNewSmls(list);
+            return list;
+        }
+        std::vector<unsigned int> to_delete;
+        archive().GetDeleteListByMinimalSize(to_delete);
+        const std::set<unsigned int> deleted(to_delete.begin(), to_delete.end());
+        for (const auto& entry : archive().m_manager.sml_dates) {
+            if (!deleted.contains(entry.first)) {
+                list.push_back(entry.first);
+            }
+        }
+        return list;
+    }
+
+    void read_used_messages() {
         with_archive_errors(archive_name(), [&] {
-            for (const unsigned int number : list) {
-                std::vector<Concept> categories;
-                archive().GetClassification(number, categories);
-                labels.insert(categories.begin(), categories.end());
+            for (const unsigned int number : used_numbers()) {
+                qtPtrLight<zeMsg> msg(new zeMsg);
+                archive().ReadSml(number, *msg, true);
+                m_used.add_msg(msg);
             }
         });
-        return labels;
+    }
+
+    // Only rules make it necessary to read the messages of a training once more.
+    void warn_before(Text_model& model) {
+        if (m_options.warn && m_options.trains) {
+            warn_of_labels();
+            if (model.has_rules()) {
+                read_used_messages();
+                model.examine(m_used, {});
+            }
+        } else if (m_options.warn) {
+            model.examine(m_used, [&](const Storages& storages) {
+                warn(scaling_warning(m_options.kc_file, *model.manager()->m_logical_tree,
+                                     scaling_of(storages)));
+            });
+        }
+        warn_of_blocked(model.blocked_texts());
+        m_used.msgs.clear();
+    }
+
+    void warn(const std::string& text) const {
+        if (!text.empty()) {
+            m_options.warn(text);
+        }
+    }
+
+    void warn_of_labels() {
+        std::map<std::string, std::size_t> texts_of;
+        for (const auto& [category, data] : archive().m_manager.category_info) {
+            texts_of[std::string(category.view())] = data.category_counter;
+        }
+        for (const std::string& text : label_warnings(archive_name(), texts_of,
+                                                      archive().m_manager.sml_dates.size())) {
+            warn(text);
+        }
+    }
+
+    // A message has its number where a text of a data file has its line.
+    void warn_of_blocked(const std::vector<std::size_t>& blocked) {
+        if (blocked.empty()) {
+            return;
+        }
+        const std::vector<unsigned int> numbers = used_numbers();
+        std::vector<Labelled_text> texts(numbers.size());
+        Labelled_text& first = texts[blocked.front()];
+        first.line = numbers[blocked.front()];
+        first.labels.emplace_back(m_used.msgs[blocked.front()]->categories.front().view());
+        warn(blocked_texts_warning(Text_sources({archive_name()}, texts), blocked));
     }
 
     // RAISES: Data_error for a label that the container does not know.
@@ -261,6 +352,19 @@ private:
         }
     }
 
+    // Adds labels, trains or learns, and warns.
+    void use_archive(Text_model& model, const std::vector<Concept>& labels) {
+        add_labels(model, labels);
+        warn_before(model);
+        qtPtrLight<zeManager> manager = model.manager();
+        use_archive(manager);
+        if (m_options.warn && m_options.trains) {
+            for (const std::string& text : tree_warnings(model)) {
+                warn(text);
+            }
+        }
+    }
+
     // RAISES: Data_error for an error of the archive; errors of the container unchanged.
     void use_archive(qtPtrLight<zeManager>& manager) {
         errno = 0;
@@ -283,21 +387,52 @@ private:
             }
             raise_as_archive_write_error(archive_name());
         }
+        keep_place_of_learning();
         count_used();
+    }
+
+    // The library may have deleted the message that was learned last.
+    void keep_place_of_learning() {
+        SmlArchiveManager& summary = archive().m_manager;
+        if (!summary.sml_dates.contains(summary.last_learned_sml)) {
+            summary.last_learned_sml = newest_before(summary, summary.last_learned_sml);
+            summary.modified = true;
+        }
     }
 
     void change(Text_model& model, const std::vector<Concept>& labels) {
         qtPtrLight<zeManager> manager = model.manager();
-        const Binding before(archive().m_manager);
-        change_in_place(m_kc_lock, *manager, [&] {
+        if (is_cached(*manager)) {
+            change_cached(model, labels);
+        } else {
+            work_on_container(m_options.kc_file, [&] { use_archive(model, labels); });
+            write_plain(*manager);
+        }
+        m_summary.new_labels = labels.size();
+        m_summary.labels += labels.size();
+    }
+
+    void change_cached(Text_model& model, const std::vector<Concept>& labels) {
+        qtPtrLight<zeManager> manager = model.manager();
+        SegBuf before = m_change.stored_summary();
+        m_change.write_first(before,
+                             [&](SmlArchiveManager& summary) { bind_to_none(*manager, summary); });
+        const auto work = [&] {
             Deferred_writes writes(*manager);
             add_labels(model, labels);
             writes.commit();
-            work_on_container(m_options.kc_file, [&] { use_archive(manager); });
-        });
-        write(before, *manager);
-        m_summary.new_labels = labels.size();
-        m_summary.labels += labels.size();
+            work_on_container(m_options.kc_file, [&] { use_archive(model, {}); });
+        };
+        try {
+            change_in_place(m_kc_lock, *manager, work, kWayBack);
+            write_kc(m_kc_lock, *manager, false, wait().progress);
+        } catch (...) {
+            if (!m_kc_lock.has_changed()) {
+                m_change.take_back(before);
+            }
+            throw;
+        }
+        finish();
     }
 
     // The new container has the id, the name, the dates and all settings of the old one.
@@ -311,9 +446,11 @@ private:
                 known.insert(node.category);
             }
         }
-        const Binding before(archive().m_manager);
+        if (m_options.warn) {
+            warn_of_labels();
+        }
         work_on_container(m_options.kc_file, [&] { use_archive(manager); });
-        write(before, *manager);
+        write_plain(*manager);
         m_summary.labels = 0;
         for (const auto& [id, node] : manager->m_logical_tree->nodes) {
             if (node.type == ZE_LEAF) {
@@ -323,36 +460,51 @@ private:
         }
     }
 
-    void write(const Binding& before, zeManager& manager) {
+    void write_plain(zeManager& manager) {
+        Replacement_file file(m_kc_lock);
+        write_replacement(m_kc_lock, file, manager, wait().progress);
+        // No signal may end the process between the two files.
+        const Held_back_signals held_back;
+        SegBuf before = m_change.stored_summary();
+        write_binding(before);
         try {
-            write_kc(m_kc_lock, manager, false, wait().progress);
+            file.take_place();
         } catch (...) {
-            if (!m_kc_lock.has_changed()) {
-                restore(before);
-            }
+            end_without_place(before, file.path().empty());
             throw;
         }
-        m_summary.bytes = std::filesystem::file_size(m_kc_lock.target().path());
-        m_change.close();
+        finish();
     }
 
-    // After the messages have got new numbers, the old binding names another one.
-    void restore(const Binding& before) {
-        SmlArchiveManager& summary = archive().m_manager;
-        if (summary.next_sml_id != before.next) {
-            return;
+    void write_binding(SegBuf& before) {
+        if (m_change.has_messages_to_write()) {
+            const SmlArchiveManager& trained = archive().m_manager;
+            m_change.write_first(before,
+                                 [&](SmlArchiveManager& summary) { bind(trained, summary); });
+        } else {
+            m_change.write();
         }
-        summary.kc_id = before.kc_id;
-        summary.kc_time = before.kc_time;
-        summary.last_learned_sml = before.last_learned;
-        summary.modified = true;
-        with_archive_errors(archive_name(), [&] { archive().CloseArchive(); });
+    }
+
+    // `is_in_place`: the new container has its name, and only the folder has not come to the disk.
+    void end_without_place(const SegBuf& before, bool is_in_place) {
+        if (is_in_place) {
+            m_change.close();
+        } else {
+            m_change.take_back(before);
+        }
+    }
+
+    void finish() {
+        m_summary.bytes = std::filesystem::file_size(m_kc_lock.target().path());
+        m_change.close();
     }
 
     const Archive_training_options& m_options;
     Kc_lock m_kc_lock;
     Archive_to_change m_change;
     Archive_training_summary m_summary;
+    zeMemoryCorpus m_used;  // the messages that will be used, until the learning begins
 };
 
 }  // namespace

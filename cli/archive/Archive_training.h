@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 
@@ -26,6 +27,8 @@ struct Archive_training_options {
     bool only_if_due = false;      // does nothing unless there are enough new messages
     Given_analysis analysis = {};
     Cache_bound bound = {};  // of a container in cached form
+    // Takes what the user should know. May be empty.
+    std::function<void(const std::string&)> warn = {};
 };
 
 struct Archive_training_summary {
@@ -41,13 +44,13 @@ struct Archive_training_summary {
     std::uintmax_t bytes = 0;      // of the container's file
 };
 
-// Archive and container are both locked. First the archive is written, then the container. If the
-// second step fails, the archive forgets the first one. After a crash between them the two do not
-// match, and training with `is_unmatched` brings them together.
-// RAISES: what Archive_to_change, Kc_lock, read_kc and write_kc raise; Data_error if archive and
-// container do not match, for a label that the container does not know, for a container of another
-// analysis, for a compact container, and if there is nothing to learn or to train; Usage_error for
-// a tree with more levels, with `rebuilds`; an interruption or Partial_change.
+// Archive and container are both locked. After an error both are as they were, unless a message
+// says that one of them has changed. After a crash the two match, or training with `is_unmatched`
+// brings them together; Archive_training.cpp says which. RAISES: what Archive_to_change, Kc_lock,
+// read_kc and write_kc raise; Data_error if archive and container do not match, for a label that
+// the container does not know, for a container of another analysis, for a compact container, and if
+// there is nothing to learn or to train; Usage_error for a tree with more levels, with `rebuilds`;
+// an interruption or Partial_change.
 Archive_training_summary train_from_archive(const Archive_training_options& options);
 
 void print_archive_training(const Archive_training_summary& summary, std::ostream& out);

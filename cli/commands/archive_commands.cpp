@@ -56,8 +56,8 @@ See also: zandrel help data)";
 
 constexpr const char* kTrainingNotes =
     R"(Archive and container are bound: both record the same training. They are compared unless no container
-has learned from the archive yet, or --unmatched is given. The archive is written first, then the
-container. After a crash between the two steps they do not match, and this brings them together:
+has learned from the archive yet, or --unmatched is given. If the process is killed while it writes the
+two files, they may not match afterwards, and this brings them together:
   zandrel archive train FILE KC --unmatched
 
 Labels that the container does not know are refused unless --add-categories is given.)";
@@ -371,6 +371,7 @@ void train(Training_words_of_archive& words) {
     {
         Long_work work;
         words.options.target.progress = &work.progress();
+        words.options.warn = [&work](const std::string& text) { work.warn(text); };
         summary = train_from_archive(words.options);
     }
     if (words.writes_json) {

@@ -1,17 +1,26 @@
-// The options of the three commands on rules. The work is in cli/rules.
+// The options of the commands on rules. The work is in cli/rules.
 #include "cli/commands/rule_commands.h"
 
 #include <iostream>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+
 #include "cli/commands/analysis_options.h"
 #include "cli/commands/option_checks.h"
+#include "cli/kc/Kc_edit.h"
+#include "cli/model/Long_work.h"
 #include "cli/rules/Rule_check.h"
 #include "cli/rules/Rule_explanation.h"
+#include "cli/rules/Rule_list.h"
 #include "cli/rules/Rule_value.h"
 #include "cli/text/Json.h"
 #include "cli/text/print_warning.h"
@@ -44,6 +53,34 @@ Examples:
   zandrel rules eval '"parcel" & $size(n) > 5' --text "Where is my parcel?" --set size=7
   echo '{"text": "Where is my parcel?", "pairs": {"size": 7}}' |
     zandrel rules eval '"parcel" & $size(n) > 5' --message -)";
+
+constexpr const char* kListNotes =
+    R"(One line for each rule, with tabs between path, rule and top category. The top category is the child of
+the root below which the rule is. It is empty for the rules of these children themselves, and None if the
+root is no rule node. A child with the rule default is not in the list.
+
+Example:
+  zandrel rules list shop.kc
+
+See also: zandrel help trees)";
+
+constexpr const char* kKeysNotes =
+    R"(One line for each key, with a tab between the key and its datatype: number for $key(n), string for
+$key(s), existence for $key(?). If rules read a key with two datatypes, that of the newer node is printed.
+
+Example:
+  zandrel rules keys shop.kc
+
+See also: zandrel help trees)";
+
+constexpr const char* kConceptsNotes =
+    R"(One line for each concept, as the rules have it in double quotes, in the order of bytes.
+
+Examples:
+  zandrel rules concepts shop.kc
+  zandrel rules concepts shop.kc --phrases
+
+See also: zandrel help trees)";
 
 void print_check(const std::string& file, bool writes_json, Command_result& result) {
     const Rule_check check = check_rule_file(file, std::cin);
@@ -165,14 +202,97 @@ void add_rules_eval(CLI::App& rules) {
     command->callback([words] { print_value(*words); });
 }
 
+// The words of the commands on the rules of a container.
+struct List_words {
+    std::string file;
+    bool only_phrases = false;
+    bool writes_json = false;
+    Cache_bound bound = {};
+};
+
+// Lets `look` see the tree of the container.
+// RAISES: what view_kc and `look` raise.
+template <class Look>
+void view_tree_of(const List_words& words, const Look& look) {
+    Long_work work;
+    view_kc(
+        words.file, &work.progress(),
+        [&look](qtPtrLight<zeManager>& manager) { look(*manager->m_logical_tree); }, words.bound);
+}
+
+void print_list(const List_words& words) {
+    std::vector<Listed_rule> rules;
+    view_tree_of(words, [&rules](const zeLogicalTree& tree) { rules = list_rules(tree); });
+    print_rules(rules, words.writes_json, std::cout);
+}
+
+void print_keys(const List_words& words) {
+    Rule_keys keys;
+    view_tree_of(words, [&](const zeLogicalTree& tree) { keys = rule_keys(words.file, tree); });
+    print_rule_keys(keys, words.writes_json, std::cout);
+}
+
+void print_concepts(const List_words& words) {
+    std::set<Concept> concepts;
+    view_tree_of(words, [&](const zeLogicalTree& tree) {
+        tree.CollectWordRules(concepts, words.only_phrases);
+    });
+    print_rule_concepts(concepts, words.writes_json, std::cout);
+}
+
+// Adds a command with KC, --json and --cached.
+CLI::App* add_list_command(CLI::App& rules, const char* name, const char* description,
+                           List_words& words, const char* json_help) {
+    CLI::App* const command = rules.add_subcommand(name, description);
+    command->add_option("KC", words.file, "File of a knowledge container")
+        ->required()
+        ->type_name("");
+    command->add_flag("--json", words.writes_json, json_help);
+    add_bound_option(*command, words.bound.given);
+    return command;
+}
+
+void add_rules_list(CLI::App& rules) {
+    const auto words = std::make_shared<List_words>();
+    CLI::App* const command = add_list_command(
+        rules, "list", "List the rules of a container, with the paths of their nodes", *words,
+        "Print a JSON object for each rule");
+    command->footer(kListNotes);
+    command->callback([words] { print_list(*words); });
+}
+
+void add_rules_keys(CLI::App& rules) {
+    const auto words = std::make_shared<List_words>();
+    CLI::App* const command =
+        add_list_command(rules, "keys", "List the keys that the rules of a container read", *words,
+                         "Print a JSON object for each key");
+    command->footer(kKeysNotes);
+    command->callback([words] { print_keys(*words); });
+}
+
+void add_rules_concepts(CLI::App& rules) {
+    const auto words = std::make_shared<List_words>();
+    CLI::App* const command = add_list_command(
+        rules, "concepts", "List the concepts that the rules of a container look for", *words,
+        "Print a JSON object for each concept");
+    command->add_flag("--phrases", words->only_phrases,
+                      "Only concepts with a blank or an underscore");
+    command->footer(kConceptsNotes);
+    command->callback([words] { print_concepts(*words); });
+}
+
 }  // namespace
 
 void add_rule_commands(CLI::App& app, Command_result& result) {
-    CLI::App* const rules = app.add_subcommand("rules", "Check, explain and try rules");
+    CLI::App* const rules =
+        app.add_subcommand("rules", "Check, explain and try rules; list those of a container");
     rules->require_subcommand(1);
     add_rules_check(*rules, result);
     add_rules_explain(*rules);
     add_rules_eval(*rules);
+    add_rules_list(*rules);
+    add_rules_keys(*rules);
+    add_rules_concepts(*rules);
     rules->footer("Rules are expressions by which a rule node chooses among its children.");
 }
 

@@ -1,4 +1,5 @@
-// The commands rules check, rules explain and rules eval.
+// The commands below rules: check, explain and eval for rules on the command line or in a file;
+// list, keys and concepts for those of a container.
 #ifndef ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_
 #define ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_
 

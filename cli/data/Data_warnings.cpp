@@ -195,7 +195,8 @@ struct Counted_labels {
     std::string name;  // of the file or files
     Counts texts_of;
     std::size_t texts = 0;
-    bool are_lines = true;  // all files have lines label<TAB>text, as far as their names say
+    // The question after the finding of too many labels.
+    const char* hint = "; does each line have the form label<TAB>text?";
 };
 
 Counted_labels count_labels(const std::vector<Named_texts>& files) {
@@ -204,7 +205,9 @@ Counted_labels count_labels(const std::vector<Named_texts>& files) {
         files.size() == 1 ? shown_file(files.front().name) : grouped(files.size()) + " data files";
     for (const Named_texts& file : files) {
         counts.texts += file.texts.size();
-        counts.are_lines = counts.are_lines && !format_of_file(file.name);
+        if (format_of_file(file.name)) {
+            counts.hint = "; are the labels in the column or key of --label?";
+        }
         for (const Labelled_text& text : file.texts) {
             for (const std::string& label : text.labels) {
                 ++counts.texts_of[label];
@@ -218,10 +221,8 @@ void warn_of_counts(const Counted_labels& counts, Warnings& warnings) {
     const std::size_t labels = counts.texts_of.size();
     if (labels * kFewTextsOfALabel > counts.texts) {
         warnings.push_back(counts.name + ": there are more labels (" + grouped(labels) +
-                           ") than a fifth of the texts (" + grouped(counts.texts) +
-                           (counts.are_lines
-                                ? "); does each line have the form label<TAB>text?"
-                                : "); are the labels in the column or key of --label?"));
+                           ") than a fifth of the texts (" + grouped(counts.texts) + ")" +
+                           counts.hint);
     }
     Labels singles;
     for (const auto& [label, texts] : counts.texts_of) {
@@ -372,6 +373,17 @@ std::vector<std::string> training_warnings(const std::vector<Named_texts>& files
     Warnings warnings;
     const Counted_labels counts = count_labels(files);
     warn_of_files(files, warnings);
+    warn_of_counts(counts, warnings);
+    warn_of_likeness(counts.name, groups_of(labels_of(counts.texts_of), {}), warnings);
+    return warnings;
+}
+
+std::vector<std::string> label_warnings(const std::string& name,
+                                        const std::map<std::string, std::size_t>& texts_of,
+                                        std::size_t texts) {
+    Warnings warnings;
+    const Counted_labels counts = {
+        shown_file(name), {texts_of.begin(), texts_of.end()}, texts, ""};
     warn_of_counts(counts, warnings);
     warn_of_likeness(counts.name, groups_of(labels_of(counts.texts_of), {}), warnings);
     return warnings;

@@ -3,6 +3,7 @@
 #define ZANDREL_CLI_DATA_DATA_WARNINGS_H_
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,12 @@ struct Named_texts {
 
 // `files`: at least one.
 std::vector<std::string> training_warnings(const std::vector<Named_texts>& files);
+
+// Only the findings for labels. `name`: of the archive that has the texts. `texts_of`: the number of
+// texts of each label. `texts`: of all labels together.
+std::vector<std::string> label_warnings(const std::string& name,
+                                        const std::map<std::string, std::size_t>& texts_of,
+                                        std::size_t texts);
 
 // One more finding for the texts to classify: the model knows none of their labels.
 std::vector<std::string> evaluation_warnings(const Named_texts& training, const Named_texts& test);

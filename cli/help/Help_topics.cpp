@@ -140,7 +140,10 @@ needed. A compact container becomes a full one, unless --compact is given too.
 The words of a rule are brought into the form of the text analysis: "Refund" finds "refund", and with
 --stem english "running" finds "runs". With the analysis phrases two words find two neighbours. A rule
 with more words in quotes never finds them; combine its parts: "pay it" & "it now". With phrases each
-digit is 0, so "E404" also finds "E500".)";
+digit is 0, so "E404" also finds "E500".
+
+rules list prints the rules of a container, rules keys the name/value pairs that they read, and rules
+concepts their words.)";
 
 constexpr std::string_view kEditing =
     R"(tree edits the tree of a container; options set and options load change its settings. A PATH contains

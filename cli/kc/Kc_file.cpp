@@ -97,7 +97,7 @@ void write(const std::string& name, Replacement_file& file, zeManager& manager, 
     KcIoMode mode;
     mode.compact = compact || manager.m_compact;
     write_and_seal(name, file.path(), manager, mode, progress);
-    file.take_place();
+    file.prepare();
 }
 
 bool is_kc_on_standard_input() {
@@ -168,6 +168,7 @@ qtPtrLight<zeManager> read_kc(const Kc_lock& lock, CTProgress* progress, const C
 void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgress* progress) {
     Replacement_file file(path);
     write(path, file, manager, compact, progress);
+    file.take_place();
 }
 
 void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress) {
@@ -178,6 +179,12 @@ void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress*
     }
     Replacement_file file(lock);
     write(lock.target().name(), file, manager, compact, progress);
+    file.take_place();
+}
+
+void write_replacement(const Kc_lock& lock, Replacement_file& file, zeManager& manager,
+                       CTProgress* progress) {
+    write(lock.target().name(), file, manager, false, progress);
 }
 
 }  // namespace cli

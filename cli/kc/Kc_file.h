@@ -11,6 +11,7 @@
 #include "cli/kc/Cached_kc.h"
 #include "cli/kc/Kc_header.h"
 #include "cli/kc/Kc_lock.h"
+#include "cli/kc/Replacement_file.h"
 
 class zeManager;
 
@@ -59,6 +60,13 @@ void write_kc(const std::string& path, zeManager& manager, bool compact, CTProgr
 // RAISES: also Output_error if the file has been changed since the lock, or if its name leads to
 // another file.
 void write_kc(const Kc_lock& lock, zeManager& manager, bool compact, CTProgress* progress);
+
+// The first part of the function above for a plain container: writes and seals the new file and
+// brings it to the disk. Replacement_file::take_place does the rest, after the caller has changed
+// another file that belongs to the container.
+// RAISES: Output_error; qtX<zeWorkflow> 2.
+void write_replacement(const Kc_lock& lock, Replacement_file& file, zeManager& manager,
+                       CTProgress* progress);
 
 }  // namespace cli
 

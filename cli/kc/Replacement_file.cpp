@@ -291,10 +291,17 @@ void Replacement_file::take_over_attributes() {
     }
 }
 
-void Replacement_file::take_place() {
+void Replacement_file::prepare() {
     take_over_attributes();
     if (::fsync(m_file.number()) != 0) {
         m_target.fail();
+    }
+    m_is_prepared = true;
+}
+
+void Replacement_file::take_place() {
+    if (!m_is_prepared) {
+        prepare();
     }
     const std::string shown_target = shown_file(m_target.name());
     {

@@ -63,6 +63,11 @@ public:
     // RAISES: Output_error that names the old file; what `write` raises.
     void remake(const std::function<void()>& write);
 
+    // Gives the complete new file the attributes of the old one and brings it to the disk, so that
+    // only the rename is left. `take_place` does this too, unless this was called.
+    // RAISES: Output_error.
+    void prepare();
+
     // Flushes the new file to the disk, renames it to the name of the old one, and notes the change
     // (note_change).
     // RAISES: Output_error, also if another program has changed the locked container meanwhile. If
@@ -86,6 +91,7 @@ private:
     std::optional<Unfinished_file> m_unfinished;
     File_attributes m_attributes;  // used if there is no old file at the end
     Descriptor m_file;             // the new file, locked
+    bool m_is_prepared = false;
 };
 
 }  // namespace cli

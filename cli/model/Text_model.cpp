@@ -279,6 +279,15 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     m_workflow->learn(view, finer.get(), false, true);
 }
 
+void Text_model::examine(zeCorpus& corpus, const Before_learning& before) {
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(m_manager.get());
+    find_blocked(view);
+    if (before) {
+        before(reached_storages(view));
+    }
+}
+
 void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
     start_with(texts, false, progress);
 }

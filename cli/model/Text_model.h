@@ -34,6 +34,7 @@
 #include "cli/model/Walk.h"
 #include "cli/text/Text_analysis.h"
 
+class zeCorpus;
 class zeCorpus_view;
 class zeMsg;
 class zeStat_storage;
@@ -124,6 +125,12 @@ public:
     void learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
                          const Before_learning& before);
 
+    // Looks at messages that something else will learn, and changes nothing: finds the blocked texts,
+    // and calls `before`, which may be empty.
+    // REQUIRES: the model knows all labels.
+    void examine(zeCorpus& corpus, const Before_learning& before);
+    // Returns whether rules can block texts.
+    bool has_rules() const;
     // The indexes of the texts of the last training or learning that no classifier got, because
     // rules block all ways to their labels. Empty if the tree has no rules.
     const std::vector<std::size_t>& blocked_texts() const { return m_blocked; }
@@ -225,7 +232,6 @@ private:
     zeStat_storage* storage_of(zeNode* node) const;
     Storages reached_storages(zeCorpus_view& view) const;
     std::vector<zeResult> classify(zeMsg& msg, int wanted);
-    bool has_rules() const;
     void find_blocked(zeCorpus_view& view);
     // `Texts`: a vector of Labelled_text. If it is not constant, the member `text` of each element
     // is emptied once it is analysed, to save memory.

@@ -28,6 +28,7 @@
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/archive/Deferred_archive.h"
 #include "cli/errors.h"
 #include "cli/text/Shown_text.h"
 
@@ -98,12 +99,19 @@ public:
         compare_locks();
         compare_ids();
         compare_next();
+        compare_learned();
     }
 
     Archive_repair result() const {
         Archive_repair repair;
         if (!m_problem.empty()) {
             repair.remarks.push_back("the summary cannot be read: " + m_problem);
+        }
+        if (m_has_copy) {
+            repair.remarks.emplace_back("the summary was being written");
+        }
+        if (m_is_half_upgraded) {
+            repair.remarks.emplace_back("the summary has the form of version 1");
         }
         m_damaged_kind.report("message cannot be read", "messages cannot be read", repair.remarks);
         m_entries.report("entry without a message", "entries without a message", repair.remarks);
@@ -116,6 +124,7 @@ public:
         m_locks.report("wrong lock of a message", "wrong locks of messages", repair.remarks);
         m_ids.report("wrong external id", "wrong external ids", repair.remarks);
         m_next.report("wrong number for the next message", "", repair.remarks);
+        m_learned.report("missing message that was learned last", "", repair.remarks);
         repair.has_loss = !m_problem.empty() || !m_damaged.empty();
         return repair;
     }
@@ -123,6 +132,9 @@ public:
     void write() {
         for (const unsigned int number : m_damaged) {
             file().DeleteItem(file().MakeStringKey(number));
+        }
+        if (m_has_copy) {
+            file().DeleteItem(kSummaryCopyKey);
         }
         SegBuf record;
         Hio<HSegment> io(new HSegment(record, 'w'));
@@ -140,23 +152,47 @@ private:
 
     void load() {
         SmlArchiveManager& summary = m_archive.m_manager;
-        summary.version = static_cast<std::uint16_t>(m_version);
+        m_has_copy = file().Exists(kSummaryCopyKey);
+        if (m_has_copy && load_summary_copy(file(), summary)) {
+            m_right = summary;
+            return;
+        }
+        summary = SmlArchiveManager();
+        m_problem = load_from_item(m_version);
+        if (!m_problem.empty() && m_version > kFirstVersion &&
+            load_from_item(kFirstVersion).empty()) {
+            m_is_half_upgraded = true;
+            m_problem.clear();
+        }
+        m_right = summary;
+        if (!m_problem.empty()) {
+            // The binding is lost, so no container may learn all messages again.
+            m_right.kc_time.SetNowTime();
+        }
+    }
+
+    // Returns why the summary cannot be read.
+    std::string load_from_item(unsigned int version) {
+        SmlArchiveManager& summary = m_archive.m_manager;
+        summary = SmlArchiveManager();
+        summary.version = static_cast<std::uint16_t>(version);
+        std::string problem;
         try {
             SegBuf record;
             file().GetItem(zandrel::detail::kArchiveSummaryKey, record);
             Hio<HSegment> io(new HSegment(record, 'r'));
             summary.Load(io);
-            if (io.device->Tell() != io.device->GetFileSize()) {
-                m_problem = "bytes follow its end";
-                summary = SmlArchiveManager();
+            if (io.device->Tell() == io.device->GetFileSize()) {
+                return problem;
             }
+            problem = "bytes follow its end";
         } catch (const qtX<HioErr>&) {
             throw;
         } catch (const qtxAll& error) {
-            m_problem = shown_complaint(error.what());
-            summary = SmlArchiveManager();
+            problem = shown_complaint(error.what());
         }
-        m_right = summary;
+        summary = SmlArchiveManager();
+        return problem;
     }
 
     void read_messages() {
@@ -342,7 +378,19 @@ private:
         }
     }
 
+    // If the message is missing, the library learns all messages again, also those before it.
+    void compare_learned() {
+        const unsigned int last = m_right.last_learned_sml;
+        const auto& dates = m_right.sml_dates;
+        if (!dates.contains(last) && !dates.empty() && dates.begin()->first < last) {
+            m_learned.add(std::to_string(last));
+            m_right.last_learned_sml = newest_before(m_right, last);
+        }
+    }
+
     unsigned int m_version = 0;
+    bool m_has_copy = false;  // of the summary
+    bool m_is_half_upgraded = false;
     zeSmlArchive m_archive;
     SmlArchiveManager m_right;
     std::string m_problem;  // of the summary
@@ -357,6 +405,7 @@ private:
     Kind m_locks;
     Kind m_ids;
     Kind m_next;
+    Kind m_learned;
 };
 
 bool is_whole(const Record_file& file) {
@@ -383,6 +432,9 @@ bool is_archive(const Record_file& file) {
 std::string archive_contents(const std::string& key) {
     if (key == zandrel::detail::kArchiveSummaryKey) {
         return "summary";
+    }
+    if (key == kSummaryCopyKey) {
+        return "copy of the summary";
     }
     if (key == kArchiveAnalysisKey) {
         return "text analysis";

@@ -47,10 +47,15 @@ Archive_repair find_archive_damage(const std::string& name, const std::string& p
 // - Entries without a message are removed. A message without an entry gets one, with the time of
 //   the entry before it, or of the entry after it if it is the first.
 // - Counts, locks, external ids and the next number are computed anew. Reserved messages remain,
-// and
-//   the messages that got an entry are reserved as new ones.
+//   and the messages that got an entry are reserved as new ones.
 // - The estimates of a known category remain. If the summary cannot be read, the archive gets the
 //   settings of a new one, and the estimates of its messages.
+// - If the message that was learned last is missing, the one before it takes its place, so that no
+//   message is learned twice.
+// - If the process was killed while it wrote a summary, the copy of the new one is used
+//   (Deferred_archive). A summary of version 1 in a file of version 2 is read as such: the process
+//   that upgraded the file was killed before it wrote the new one.
+// - A summary that cannot be read loses the binding too. The archive then matches no container.
 // - Messages that cannot be read are removed.
 // RAISES: Output_error.
 Archive_repair repair_archive(const std::string& name, const std::string& path);

@@ -13,8 +13,8 @@
 
 #include "zandrel/classification/MatchExp.h"
 #include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/foundation/BaseLPWrapper.h"
 #include "zandrel/foundation/Concept.h"
-#include "zandrel/knowledge/BaseLPWrapper.h"
 #include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 

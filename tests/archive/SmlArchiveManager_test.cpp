@@ -2,6 +2,7 @@
 #include "zandrel/archive/SmlArchiveManager.h"
 
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -188,6 +189,30 @@ TEST(SmlArchiveManagerTest, EqualSummariesHaveEqualBytesWhateverTheOrderOfTheirT
     down.category_info.rehash(5000);
 
     EXPECT_EQ(dumped(up), dumped(down));
+}
+
+// Zero bytes, bytes above 127, and ids that differ only behind their first eight bytes.
+TEST(SmlArchiveManagerTest, ExternalIdsAreWrittenInTheOrderOfTheirBytes) {
+    using std::string_view_literals::operator""sv;
+    SmlArchiveManager summary;
+    unsigned int number = 0;
+    for (const auto id : {"\xff"sv, "12345678b"sv, "12345678"sv, "a\0"sv, "12345678\0"sv, ""sv,
+                          "a"sv, "12345677z"sv}) {
+        summary.external_ids[qtString(id)] = number++;
+    }
+
+    const std::string expected =
+        "00 00 00 08 "
+        "00 00 00 00 00 00 00 05 "                             // no byte
+        "00 00 00 09 31 32 33 34 35 36 37 37 7a 00 00 00 07 "  // 12345677z
+        "00 00 00 08 31 32 33 34 35 36 37 38 00 00 00 02 "     // 12345678
+        "00 00 00 09 31 32 33 34 35 36 37 38 00 00 00 00 04 "  // and a zero byte
+        "00 00 00 09 31 32 33 34 35 36 37 38 62 00 00 00 01 "  // 12345678b
+        "00 00 00 01 61 00 00 00 06 "                          // a
+        "00 00 00 02 61 00 00 00 00 03 "                       // and a zero byte
+        "00 00 00 01 ff 00 00 00 00 "
+        "00 00 00 00";  // no spare numbers
+    EXPECT_THAT(to_hex(dumped(summary)), testing::EndsWith(to_hex(from_hex(expected))));
 }
 
 }  // namespace

@@ -9,10 +9,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/foundation/Crc32c.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hreclaim.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/archive/Deferred_archive.h"
 #include "cli/errors.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
@@ -180,6 +182,97 @@ TEST_F(ArchiveCheckTest, LostSummaryIsMadeFromTheMessages) {
     EXPECT_EQ(category(m_archive, "blue").recursion1, 3.0);
 }
 
+// No container may learn all messages again after that.
+TEST_F(ArchiveCheckTest, ArchiveThatLostItsSummaryMatchesNoContainer) {
+    summary().kc_id = 7;
+    write();
+    Hreclaim<Hfile64> file;
+    file.Open(path(), false, false);
+    file.DeleteItem("__MANAGER__");
+    file.Close();
+    repair();
+    EXPECT_EQ(summary().kc_id, 0U);
+    EXPECT_NE(summary().kc_time, qtTimeDate());
+}
+
+TEST_F(ArchiveCheckTest, MissingMessageThatWasLearnedLastGivesItsPlaceToTheOneBefore) {
+    summary().last_learned_sml = 2;
+    m_archive.ReleaseOneSml(2);
+    m_archive.DelSml(2);
+    write();
+    EXPECT_THAT(problems(), ElementsAre("archive: 1 missing message that was learned last: 2"));
+    EXPECT_EQ(check_file(path().str()).condition, Record_condition::kRepairable);
+
+    EXPECT_FALSE(repair().has_loss);
+    EXPECT_EQ(summary().last_learned_sml, 1U);
+}
+
+TEST_F(ArchiveCheckTest, MissingMessageThatWasLearnedLastIsNoProblemIfAllOthersAreNew) {
+    summary().last_learned_sml = 1;
+    for (const unsigned int number : {0U, 1U}) {
+        m_archive.ReleaseOneSml(number);
+        m_archive.DelSml(number);
+    }
+    write();
+    EXPECT_THAT(problems(), ElementsAre());
+}
+
+// The record of a summary. `version`: 1 leaves out external ids and the spare list, both empty.
+void dump(SmlArchiveManager summary, unsigned int version, SegBuf& record) {
+    if (version == 1) {
+        summary.external_ids.clear();
+    }
+    Hio<HSegment> io(new HSegment(record, 'w'));
+    summary.Dump(io);
+    io.device->Close();
+    if (version == 1) {
+        record.size -= 8;
+    }
+}
+
+// The process that upgraded the file ended before it wrote the summary.
+TEST_F(ArchiveCheckTest, SummaryOfVersion1InAFileOfVersion2IsReadAsSuch) {
+    SegBuf record;
+    dump(summary(), 1, record);
+    summary().modified = false;
+    m_archive.archive_file->AddItem("__MANAGER__", record);
+    m_archive.CloseArchive();
+    EXPECT_THAT(problems(), ElementsAre("archive: the summary has the form of version 1",
+                                        "archive: 3 wrong external ids, the first is a"));
+
+    EXPECT_FALSE(repair().has_loss);
+    EXPECT_EQ(summary().cat_reserved_size, 2U);
+    EXPECT_EQ(summary().sml_dates.at(2), qtTimeDate(1003));
+    EXPECT_EQ(external_ids(m_archive).at("b"), 1U);
+}
+
+TEST_F(ArchiveCheckTest, SummaryThatIsHalfWrittenIsReplacedByItsCopyIfThatIsWhole) {
+    for (const bool is_whole : {true, false}) {
+        m_archive.CloseArchive();
+        m_archive.OpenArchive(path(), false, false);
+        SegBuf copy;
+        dump(summary(), 2, copy);
+        zandrel::detail::Crc32c sum;
+        const std::string bytes = bytes_of(copy);
+        sum.Add(bytes.data(), bytes.size() - (is_whole ? 0 : 1));
+        copy.offset = 0;
+        Hio<HSegment> io(new HSegment(copy, 'u'));
+        io.device->SeekEnd();
+        io << sum.Value();
+        io.device->Close();
+        m_archive.archive_file->AddItem(kSummaryCopyKey, copy);
+        if (is_whole) {
+            SegBuf half;
+            m_archive.archive_file->AddItem("__MANAGER__", half);
+        }
+        m_archive.CloseArchive();
+
+        EXPECT_FALSE(repair().has_loss);
+        EXPECT_FALSE(m_archive.archive_file->Exists(kSummaryCopyKey));
+        EXPECT_EQ(summary().cat_reserved_size, 2U);
+    }
+}
+
 TEST_F(ArchiveCheckTest, FirstMessageWithoutAnEntryGetsTheTimeOfTheNext) {
     summary().sml_dates.erase(0);
     write();
@@ -216,13 +309,8 @@ void make_version_1(zeSmlArchive& archive, const qtString& path) {
         io.device->Close();
         file.AddItem(file.MakeStringKey(number), record);
     }
-    SmlArchiveManager old = archive.m_manager;
-    old.external_ids.clear();
     SegBuf record;
-    Hio<HSegment> io(new HSegment(record, 'w'));
-    old.Dump(io);
-    io.device->Close();
-    record.size -= 8;  // the counts of both missing tables
+    dump(archive.m_manager, 1, record);
     file.AddItem("__MANAGER__", record);
     file.Close();
 }

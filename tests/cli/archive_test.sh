@@ -209,6 +209,46 @@ field_is labels 9
 expect 0 classify shop.kc -k 1 - </dev/null
 expect 0 info shop.kc
 
+# --- warnings, in the words of learn and train for data files ---
+
+expect 0 train low.kc first.tsv --analysis words --set AverageRlimit=10
+cp low.kc before.kc
+expect 0 learn low.kc more.tsv
+prints err 'low.kc: its limits make learning forget: '
+cp err warnings
+cp before.kc low.kc
+expect 0 archive create low.arc --analysis words
+expect 0 archive add low.arc more.tsv
+expect 0 archive learn low.arc low.kc
+cmp -s err warnings || fail "$command: other warnings than those of learn"
+{
+    printf '+\t[Rule]\t[NoScore]\t[]\t[desk]\t[]\n'
+    printf '++\t[Leaf]\t[Score]\t[]\t[returns]\t["refund"]\n'
+    printf '++\t[Leaf]\t[Score]\t[]\t[other]\t[default]\n'
+} >desk.tree
+printf 'returns\trefund please\nother\thello\n' >desk.tsv
+expect 0 train desk.kc desk.tsv --tree desk.tree --analysis words
+printf 'returns\tno such word\n' >blocked.tsv
+expect 0 archive create desk.arc --analysis words
+expect 0 archive add desk.arc blocked.tsv
+for verb in learn train; do
+    expect 0 archive $verb desk.arc desk.kc --unmatched
+    prints err 'zandrel: the rules of the tree block 1 of 1 text from their labels, so nothing learns them; the first is desk.arc:0 with the label "returns"'
+done
+cp shop.kc kept.kc
+expect 0 archive create labels.arc --analysis words
+expect 0 archive add labels.arc --category Praise 'good'
+expect 0 archive add labels.arc --category praise 'very good'
+expect 0 archive train labels.arc shop.kc --add-categories --rebuild
+is err 'zandrel: labels.arc: there are more labels (2) than a fifth of the texts (2)
+zandrel: labels.arc: 2 labels have a single text: "Praise", "praise"
+zandrel: labels.arc: labels that differ only in case or blanks are different labels: "Praise", "praise"'
+cp kept.kc shop.kc
+expect 0 archive train labels.arc shop.kc --add-categories --unmatched
+prints err 'zandrel: labels.arc: 2 labels have a single text: "Praise", "praise"'
+prints err '8 leaves of the tree have learned no text: '
+cp kept.kc shop.kc
+
 # --- a container is lost after the archive was written ---
 
 cp shop.kc crashed.kc

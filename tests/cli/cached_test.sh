@@ -49,6 +49,26 @@ prints out 'form                plain'
 expect 0 train desk.kc "$data/desk.train.jsonl" --tree "$data/desk.tree"
 expect 0 train desk_cached.kc "$data/desk.train.jsonl" --tree "$data/desk.tree" --cached 1
 same_as_plain desk_cached.kc desk.kc
+
+# The rules of a container, in both forms.
+for file in desk.kc 'desk_cached.kc --cached 1'; do
+    # shellcheck disable=SC2086
+    expect 0 rules list $file
+    is out $'desk/manager\t$amount(n) >= 500\t
+desk/english\t$language(s) == \'en\' & $amount(n) < 500\t
+desk/german\t$language(s) == \'de\' & $amount(n) < 500\t'
+    # shellcheck disable=SC2086
+    expect 0 rules keys $file
+    is out $'amount\tnumber\nlanguage\tstring'
+    # shellcheck disable=SC2086
+    expect 0 rules keys $file --json
+    is out $'{"key":"amount","datatype":"number"}\n{"key":"language","datatype":"string"}'
+    # shellcheck disable=SC2086
+    expect 0 rules concepts $file
+    is_silent out
+    is_silent err
+done
+
 expect 64 train cached.kc train.tsv --cached 2
 prints err '--replace replaces it'
 expect 64 train new.kc train.tsv --cached 2 --compact
@@ -63,7 +83,8 @@ for bound in 0 -1 x 1000000001; do
 done
 for arguments in 'classify KC texts' 'explain KC texts' 'evaluate KC test.tsv' 'learn KC more.tsv' \
     'train KC train.tsv --keep-tree' 'info KC' 'tree show KC' 'tree dump KC' 'options get KC' \
-    'options dump KC' 'options set KC ClipValue=2' 'tree rename KC root/g0 x' 'convert KC new.kc'; do
+    'rules list KC' 'rules keys KC' 'rules concepts KC' 'options dump KC' \
+    'options set KC ClipValue=2' 'tree rename KC root/g0 x' 'convert KC new.kc'; do
     sum=$(md5sum <plain.kc)
     option='--cached 5'
     [[ $arguments != convert* ]] || option='--plain --bound 5'

@@ -199,6 +199,21 @@ for arguments in 'learn a.kc more.tsv' 'check --seal a.kc' 'tree add a.kc root/x
 done
 is_left_with a.kc first.kc
 
+# An archive too.
+"$program" archive create a.arc --analysis words >out 2>err || fail 'archive create'
+for arguments in 'add a.arc --id a --category fun text' 'set a.arc --minimal-size 7' \
+    'add a.arc more.tsv' 'delete a.arc a --reserved'; do
+    command="zandrel archive $arguments, with a file that cannot be flushed"
+    cp a.arc before
+    # shellcheck disable=SC2086  # The words are the arguments.
+    without_flush archive $arguments
+    status=$?
+    ((status == 3)) || fail "$command: exit status $status, not 3"
+    is err "zandrel: cannot write a.arc: Input/output error"$'\n'"${changed/a.kc/a.arc}"
+    ! cmp -s a.arc before || fail "$command: not changed"
+done
+rm a.arc before
+
 # --- files that are left ---
 
 # A command that reads from a pipe keeps its lock until the pipe is closed.

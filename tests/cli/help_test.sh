@@ -31,7 +31,8 @@ done
 
 # A command's help is about that command, and is the same in both forms.
 described=0
-for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' 'options get' 'options set' \
+for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' \
+    'rules list' 'rules keys' 'rules concepts' 'options get' 'options set' \
     'options load' 'options dump' 'tree show' 'tree add' 'tree set' 'tree move' 'tree rename' 'tree delete' \
     'tree apply' 'tree dump' 'tree check' 'tree suggest' 'archive create' 'archive add' \
     'archive delete' 'archive list' 'archive show' 'archive info' 'archive rename' 'archive set' \

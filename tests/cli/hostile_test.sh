@@ -135,6 +135,8 @@ done <<'END'
 65 rules eval HOSTILE
 65 rules explain HOSTILE
 66 rules check HOSTILE
+66 rules list HOSTILE
+65 rules keys noHOSTILE.tsv
 66 check HOSTILE
 65 check noHOSTILE.tsv
 65 dump noHOSTILE.tsv

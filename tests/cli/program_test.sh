@@ -124,6 +124,13 @@ for file in '' -; do
     prints err '<stdin>:2: Invalid tokens: ( , $end'
 done
 
+for verb in list keys concepts; do
+    expect 66 rules $verb absent.kc
+    prints err 'zandrel: cannot read absent.kc: No such file or directory'
+    expect 65 rules $verb good.rules
+    prints err 'good.rules: '
+    is_silent out
+done
 expect 0 rules explain '1 + 2'
 prints out '1:n 2:n +:nnn $end:nn'
 expect 0 rules explain --json '"a"'
@@ -171,6 +178,7 @@ for arguments in '' 'fly' '--fly' 'evaluate' 'evaluate --train train.tsv' \
     'rules' 'rules fly' 'rules explain' 'rules explain 1 2' 'rules eval' 'rules check a b' \
     'rules eval 1 --score half' 'rules eval 1 --score nan' 'rules eval 1 --score inf' \
     'rules eval 1 --score -1' 'rules eval 1 --set' 'rules eval 1 --set =7' \
+    'rules list' 'rules keys' 'rules concepts' 'rules list model.kc a' 'rules list model.kc --phrases' \
     'rules eval 1 --analysis magic' 'rules eval 1 --stem english --analysis whitespace'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 64 $arguments

@@ -102,6 +102,16 @@ expect 0 tree set desk.kc desk/urgent --note1 slow
 is_silent err
 expect 0 tree add desk.kc desk/angry --rule '"very angry"'
 is err "zandrel: $unfindable"
+expect 0 rules concepts desk.kc
+is out $'Shops\nStore\nURGENT\nUrgent\nvery angry'
+expect 0 rules concepts desk.kc --phrases
+is out 'very angry'
+expect 0 rules concepts desk.kc --phrases --json
+is out '{"concept":"very angry"}'
+expect 0 rules list desk.kc --json
+prints out '{"path":"desk/angry","rule":"\"very angry\"","top_category":""}'
+expect 0 rules keys desk.kc
+is_silent out
 echo "set desk/angry --rule '\"E404\" & \"very angry\"'" >edits.txt
 expect 0 tree apply desk.kc edits.txt
 is err "zandrel: $unfindable"
@@ -277,7 +287,7 @@ is out '9 nodes: 1 rule node, 2 statistical nodes, 6 leaves'
 expect 0 tree check desk.tree
 is out '16 nodes: 1 rule node, 2 statistical nodes, 13 leaves'
 sed -n 's/^    zandrel //p' "$page" >commands
-(($(wc -l <commands) == 7)) || fail "$page: other commands"
+(($(wc -l <commands) == 10)) || fail "$page: other commands"
 while read -r line; do
     eval "expect 0 $line"
     case $line in
@@ -291,6 +301,9 @@ while read -r line; do
             prints out 'desk.kc: 376 texts, 10 labels (10 new), '
             is_silent err
             ;;
+        'rules list'*) sed -n '/^desk\/.*→/s/→/\t/gp' "$page" | cmp -s - out || fail "$command: other rules" ;;
+        'rules keys'*) sed -n '/^[a-z]*→[a-z]*$/s/→/\t/p' "$page" | cmp -s - out || fail "$command: other keys" ;;
+        'rules concepts'*) is_silent out ;;
         *) is_silent err ;;
     esac
 done <commands

@@ -2,7 +2,8 @@
 # Usage: install_test.sh BUILD WORK CXX STEP
 # BUILD is a build tree, WORK a folder for new files, CXX the compiler, and STEP one of
 #   stage          installs into WORK/moved; the steps below follow it
-#   cmake_package  builds and runs the consumer, which finds the library by find_package
+#   cmake_package  builds and runs the consumer and an example, which find the library by
+#                  find_package
 #   pkg_config     the same, found by pkg-config
 #   program        runs the installed program
 #   files          checks the installed files
@@ -36,6 +37,7 @@ cmake_package() {
     cmake --build "$work/cmake"
     grep -qF "$installed" "$work/cmake/CMakeCache.txt" || fail "another installation is found"
     "$work/cmake/consumer"
+    (cd "$work/cmake" && ./messages >/dev/null)
 }
 
 pkg_config() {

@@ -1,6 +1,7 @@
 // Paths of zeLogicalTree: node names from the root down.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -181,6 +182,52 @@ TEST_F(zeLogicalTreePathsTest, PathBelowADeletedParentBeginsWithASeparator) {
     kc.tree.KCE_Delete(deleted);
 
     EXPECT_EQ(Path(sport), "/sport");
+}
+
+// Names of the bytes that a path treats in a special way, of others, and of a zero byte.
+std::string RandomName(std::mt19937& random) {
+    constexpr std::string_view kBytes("/\\/\\ab \0\xC3", 9);
+    std::string name(1 + random() % 6, ' ');
+    for (char& byte : name) {
+        byte = kBytes[random() % kBytes.size()];
+    }
+    return name;
+}
+
+TEST_F(zeLogicalTreePathsTest, BreakPathReturnsTheNamesOfEachPath) {
+    std::mt19937 random(17);
+    const std::vector<unsigned int> chain = {root, news, sport, kc.Add(sport, "football")};
+    for (int round = 0; round < 5000; ++round) {
+        std::vector<std::string> names;
+        for (const unsigned int id : chain) {
+            names.push_back(RandomName(random));
+            kc.tree.GetNodePtr(id)->name = term(names.back());
+        }
+        const std::string path = Path(chain.back());
+
+        ASSERT_EQ(Broken(qtString(path)), names) << path;
+        ASSERT_EQ(Find(path), chain.back()) << path;
+    }
+}
+
+// A path may be written in several ways, for example with empty parts, or with a backslash that
+// escapes nothing. GetNodePath returns the one that has neither.
+TEST_F(zeLogicalTreePathsTest, PathOfTheBrokenPartsHasTheSameParts) {
+    std::mt19937 random(18);
+    for (int round = 0; round < 5000; ++round) {
+        const std::vector<std::string> parts =
+            Broken(qtString(RandomName(random) + RandomName(random)));
+        unsigned int id = 0;
+        kc.tree.Clear();
+        for (const std::string& part : parts) {
+            zeLogicalNode& node = kc.tree.nodes[id + 1];
+            node.name = term(part);
+            node.parent = id;
+            id = node.id = id + 1;
+        }
+
+        ASSERT_EQ(Broken(qtString(Path(id))), parts) << Path(id);
+    }
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <cstddef>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -13,8 +15,8 @@
 
 #include "zandrel/classification/MatchExp.h"
 #include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/foundation/BaseLPWrapper.h"
 #include "zandrel/foundation/qtBuffer.h"
-#include "zandrel/knowledge/BaseLPWrapper.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/persistence/KcIoMode.h"
 #include "zandrel/persistence/zeIO.h"
@@ -336,9 +338,21 @@ TEST(zeLogicalTreeAllRulesTest, RulesOfAVeryDeepTreeAreListed) {
     }
     kc.manager.AddClassifier(kc.Physical(parent), ZE_RULE);
     kc.tree.GetNodePtr(parent)->type = ZE_RULE;
-    kc.Add(parent, "bottom", kAboveOne);
+    kc.Add(parent, "bottom", "\"Bottom\"");
 
-    EXPECT_THAT(AllRules(kc), ElementsAre(std::string(kAboveOne) + "/None"));
+    EXPECT_THAT(AllRules(kc), ElementsAre("\"Bottom\"/None"));
+    Dictionary dictionary;
+    dictionary.forms = {{"Bottom", "bottom"}};
+    EXPECT_TRUE(kc.tree.ProcessConceptRules(LookUp, &dictionary));
+    std::set<Concept> words;
+    kc.tree.CollectWordRules(words, false);
+    EXPECT_THAT(words, ElementsAre(term("Bottom")));
+    std::ostringstream printed;
+    kc.tree.PrintConceptRules(printed);
+    EXPECT_TRUE(printed.str().starts_with("Path: root/0/1/2/"));
+    EXPECT_TRUE(
+        printed.str().ends_with("/99999/bottom\nRule: \"Bottom\"\n"
+                                "  Original: [Bottom]   Processed: [bottom]\n\n\n"));
 }
 
 }  // namespace

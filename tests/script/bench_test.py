@@ -16,7 +16,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, bars, contestants, corpora, curves, learning, peers, processes, start
+from benchmarks import accuracy, bars, contestants, corpora, curves, learning, peers, processes, start, stream
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -683,6 +683,130 @@ class CurvesTest(FolderTest):
             self.assertIn(f"$points using 1:{column} with linespoints title '{phase}'", script)
 
 
+def model_of_stream(accuracy, file_bytes=2000000, cpu_seconds=0.5):
+    return stream.Model(accuracy, file_bytes, cpu_seconds)
+
+
+def point_of_stream(texts, accuracies):
+    return stream.Point(texts, 7, 1500000, dict(zip(stream.MODELS, map(model_of_stream, accuracies))))
+
+
+class StreamTest(FolderTest):
+    def options(self, **changed):
+        return types.SimpleNamespace(**{"analysis": "words", "parts": 2, "bulk": None, "corpus": None,
+                                        "data": self.folder, "plots": self.folder, **changed})
+
+    def measured(self, corpus, options):
+        """The points, and the commands without the folder. Each command makes its first file."""
+        commands = []
+
+        def run(command, _):
+            words = [pathlib.Path(word).name for word in command[1:]]
+            commands.append(" ".join(words))
+            file = command[3 if words[0] == "archive" else 2]
+            pathlib.Path(file).write_bytes(b"x" * len(commands))
+            if words[:2] == ["archive", "add"]:
+                commands[-1] += f" ({len(pathlib.Path(command[4]).read_bytes().splitlines())})"
+            return processes.Cost(1.0, 0)
+
+        def answer(command, **_):
+            out = '{"accuracy": 0.5, "messages": 3}'
+            return subprocess.CompletedProcess(command, 0, out, "")
+
+        with mock.patch.object(stream, "run", run), \
+                mock.patch.object(stream.subprocess, "run", answer), \
+                contextlib.redirect_stdout(io.StringIO()):
+            points = stream.measure_stream(corpus, options)
+        return points, commands
+
+    def test_order_of_arrival_does_not_depend_on_the_file(self):
+        texts = [(["a"], f"text {number}") for number in range(20)]
+
+        ordered = stream.in_order_of_arrival(texts)
+
+        self.assertEqual(ordered, stream.in_order_of_arrival(reversed(texts)))
+        self.assertEqual(sorted(ordered), sorted(f"a\ttext {number}\n".encode() for number in range(20)))
+        self.assertNotEqual(ordered, sorted(ordered))
+
+    def test_sizes_of_parts_differ_by_at_most_one(self):
+        parts = stream.parts_of(list(range(11)), 4)
+
+        self.assertEqual([len(part) for part in parts], [2, 3, 3, 3])
+        self.assertEqual(sum(parts, []), list(range(11)))
+
+    def test_later_parts_are_learned_from_the_archive(self):
+        corpus = self.write_corpus("news", "a\tone\nb\ttwo\na\tthree\nb\tfour\na\tfive\n")
+
+        points, commands = self.measured(corpus, self.options(bulk=2))
+
+        retrained = "archive train copy.arc copy.kc --add-categories"
+        self.assertEqual(commands, [
+            "archive create stream.arc --analysis words",
+            "train all.kc so_far.tsv --replace --analysis words",
+            "archive add stream.arc added.tsv (2)",
+            "archive train stream.arc learned.kc --add-categories",
+            retrained,
+            "train all.kc so_far.tsv --replace --analysis words",
+            "archive add stream.arc added.tsv (2)",
+            "archive learn stream.arc learned.kc --add-categories",
+            "archive add stream.arc added.tsv (1)",
+            "archive learn stream.arc learned.kc --add-categories",
+            retrained])
+        self.assertEqual([point.texts for point in points], [2, 5])
+        self.assertEqual(points[1].kept, 3)
+        self.assertEqual([points[1].models[name].cpu_seconds for name in stream.MODELS], [4.0, 1.0, 1.0])
+
+    def test_without_a_bulk_a_part_is_learned_at_once(self):
+        corpus = self.write_corpus("news", "a\tone\nb\ttwo\na\tthree\nb\tfour\n")
+
+        _, commands = self.measured(corpus, self.options())
+
+        self.assertEqual([line for line in commands if line.startswith("archive learn")],
+                         ["archive learn stream.arc learned.kc --add-categories"])
+
+    def test_refuses_more_parts_than_texts(self):
+        with self.assertRaisesRegex(Failure, "fewer texts than parts"):
+            self.measured(self.write_corpus("news"), self.options(parts=3))
+
+    def test_row_has_the_figures_of_each_model(self):
+        table = io.StringIO()
+        with contextlib.redirect_stdout(table):
+            stream.print_point(point_of_stream(1200, (0.5, 0.25, 0.75)))
+
+        self.assertEqual(table.getvalue().split(),
+                         ["1,200", "7", "1.5", "50.0", "25.0", "75.0"] + ["2.0"] * 3 + ["0.5"] * 3)
+
+    def test_plot_has_accuracy_and_size_of_each_model_and_the_archive(self):
+        script = stream.plot_script("it's", [point_of_stream(10, (0.5, 0.25, 0.75))], "a.svg")
+
+        self.assertIn("EOD\n10 50.0000 25.0000 75.0000 2.000000 2.000000 2.000000 1.500000\nEOD\n",
+                      script)
+        self.assertIn("set title 'it''s: accuracy'", script)
+        for column, name in enumerate(stream.MODELS, 2):
+            for place in (column, column + 3):
+                self.assertIn(f"$points using 1:{place} with linespoints title '{stream.TITLES[name]}'",
+                              script)
+        self.assertIn("$points using 1:8 with linespoints title 'archive'", script)
+
+    def test_measures_only_the_default_corpus_and_goes_on_after_a_bad_one(self):
+        self.write_corpus("20ng")
+        self.write_corpus("bad", train="")
+        drawn = []
+        patched = mock.patch.multiple(stream, check_installed=lambda: None, build_program=lambda: None,
+                                      draw=drawn.append,
+                                      measure_stream=lambda *_: [point_of_stream(1, (0.5, 0.5, 0.5))])
+        table = io.StringIO()
+        with patched, contextlib.redirect_stdout(table):
+            self.assertEqual(stream.measure_streams(self.options()), 0)
+            self.assertEqual(stream.measure_streams(self.options(corpus=["bad", "20ng"], bulk=1000)), 1)
+
+        self.assertEqual(len(drawn), 2)
+        self.assertIn("stream-20ng.svg", drawn[0])
+        self.assertIn("bad.train.tsv: no text with a word", self.messages.getvalue())
+        self.assertIn("and `archive learn`, a part at a time", table.getvalue())
+        self.assertIn("and `archive learn`, in bulks of 1,000 messages", table.getvalue())
+
+
 class CommandLineTest(FolderTest):
     def bench(self, *arguments):
         return subprocess.run([sys.executable, PROJECT / "script" / "bench", *arguments],
@@ -699,6 +823,8 @@ class CommandLineTest(FolderTest):
                 (["learning", "--data", "x", "--bulks", "0:5"], 2, "'0' is no number above 0"),
                 (["learning", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["start", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
+                (["stream", "--data", "x", "--parts", "0"], 2, "'0' is no number above 0"),
+                (["stream", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["accuracy", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["peers", "--data", self.folder / "none"], 1, "bench: .*none: no such folder")):
             with self.subTest(arguments=arguments):

@@ -186,7 +186,24 @@ ssize_t write_place(Open_file& file, const void* bytes, std::size_t byte_count, 
     });
 }
 
+Real_writes_listener s_listener;
+
+// Returns the listener's answer; true without one.
+bool report(const Real_write& write) {
+    if (!s_listener) {
+        return true;
+    }
+    const Real_writes_listener listener = std::exchange(s_listener, nullptr);
+    const bool is_allowed = listener(write);
+    s_listener = listener;
+    return is_allowed;
+}
+
 }  // namespace
+
+void listen_to_real_writes(Real_writes_listener listener) {
+    s_listener = std::move(listener);
+}
 
 Fake_disk::Fake_disk() {
     assert(s_disk == nullptr);
@@ -283,8 +300,21 @@ ssize_t __wrap_pread64(int descriptor, void* bytes, std::size_t byte_count, off6
 
 ssize_t __wrap_pwrite(int descriptor, const void* bytes, std::size_t byte_count, off_t place) {
     const auto found = s_descriptors.find(descriptor);
-    return found == s_descriptors.end() ? __real_pwrite(descriptor, bytes, byte_count, place)
-                                        : write_place(*found->second, bytes, byte_count, place);
+    if (found != s_descriptors.end()) {
+        return write_place(*found->second, bytes, byte_count, place);
+    }
+    Real_write write = {descriptor,
+                        {static_cast<const char*>(bytes), byte_count},
+                        static_cast<std::uint64_t>(place),
+                        false};
+    if (!report(write)) {
+        errno = ENOSPC;
+        return -1;
+    }
+    const ssize_t done = __real_pwrite(descriptor, bytes, byte_count, place);
+    write.is_done = true;
+    static_cast<void>(report(write));
+    return done;
 }
 
 ssize_t __wrap_pwrite64(int descriptor, const void* bytes, std::size_t byte_count, off64_t place) {

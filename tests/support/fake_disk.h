@@ -14,6 +14,19 @@
 #include <string_view>
 #include <vector>
 
+// A write to a real file, at a place.
+struct Real_write {
+    int descriptor;
+    std::string_view bytes;
+    std::uint64_t place;
+    bool is_done;  // false: before the write
+};
+
+// Called before and after each such write, if set. If it returns false before a write, the write
+// fails as on a full disk. Its own writes are not reported.
+using Real_writes_listener = std::function<bool(const Real_write&)>;
+void listen_to_real_writes(Real_writes_listener listener);
+
 // Keeps all files whose names begin with "fake/" while it exists. Only one object may exist at a
 // time, and its files must be closed before it is destroyed. Threads: one.
 class Fake_disk {

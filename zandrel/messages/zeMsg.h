@@ -18,18 +18,24 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/storage/Hio.h"
 
+class mlMessage;
+class qtSml;
+
 // A message: up to five bags of concepts, name/value pairs, the categories that label it, and its
-// weight in training. The application fills it. Copies share the bags.
+// weight in training. The application fills it, itself or from an mlMessage. Copies share the bags.
 //
 // The pairs are in a sorted vector, since a message is read far more often than it is edited. Use
 // zeMsgEdit for many changes: it sorts once, at its end. While such an edit is open, the pairs may
 // not be in order, so look-ups here are not allowed.
 //
-// Errors: raises qtXbase, texts in docs/errors.md; the message then has not changed.
+// Errors: raises qtXbase, texts in docs/errors.md; the message then has not changed. Errors of
+// mlMessage pass through.
 // Threads: one at a time in the whole process, even for look-ups: they fill the message's caches.
 class ZANDREL_EXPORT zeMsg {
 public:
     static constexpr std::size_t kSlotCount = 5;
+    // The value of an mlMessage that contains the labels, if the caller does not choose another.
+    static constexpr const char* kCategoriesKey = "_Categories";
 
     // A name/value pair. Code that changes `type` or `value` directly has to reset `canonical`.
     struct Nvp {
@@ -53,6 +59,32 @@ public:
 
         mutable Number number{};
     };
+
+    zeMsg() = default;
+    // Makes a message of the application's one: its pairs, as mlMessage2zeMsg adds them, the labels
+    // from the value `categories_key`, and the bags from the keys of SELocalDictionary. The bag of
+    // the first such key becomes the active one, also if it is empty. The value of the labels is a
+    // pair too. A missing value means no labels. A null key means kCategoriesKey, and an empty key
+    // means that labels are not read.
+    // RAISES: mlxNvpType if there is a value, but no bag, with the key of a bag.
+    zeMsg(const mlMessage& message, const char* categories_key);
+
+    // Adds the application's values to the pairs and sets `changed`. A value without texts becomes
+    // an empty pair of type 1, and a value of several texts becomes a packed list.
+    void mlMessage2zeMsg(const mlMessage& message);
+    // Writes the pairs to the application's message. Other values that it has remain. A pair of
+    // type 1 is first converted, as by MakeBackwardCompatibile, which does not set `changed`; if it
+    // remains of type 1, it is not written. If several pairs have one name, the last one is
+    // written.
+    // RAISES: qtXbase "Invalid nvp value" for a packed list that is damaged. mlxNvpType for a type
+    // above 255, which no file contains. In both cases neither message has changed.
+    void zeMsg2mlMessage(mlMessage& message);
+    // Writes pairs, labels and bags to the application's message. Labels become a value of type 3;
+    // `categories_key` is as for the constructor. The bag of slot 4, `active_sml`, `weight` and the
+    // clip values of bags are not written. If there are no labels, or a slot is null, what the
+    // application's message has there remains.
+    // RAISES: as zeMsg2mlMessage.
+    void make_mlMessage(mlMessage& message, const char* categories_key);
 
     // Returns the bag that classification and training read, `smls[active_sml]`, or null if that
     // slot is empty or does not exist.
@@ -163,6 +195,7 @@ private:
         return is_first ? known : nullptr;
     }
 
+    void read_categories(const mlMessage& message, const qtString& key);
     double read_number(const Concept& name) const;
     // The first pair of this name, or null.
     const Nvp* find_nvp(const Concept& name) const noexcept;
@@ -173,5 +206,10 @@ private:
     // element only costs a search.
     mutable std::array<unsigned char, kPlaceCount> m_places{};
 };
+
+// Feeds the concepts of an application's bag to `bag`, which keeps what it has; see zeSml::feed.
+ZANDREL_EXPORT void qtSml2zeSml(const qtSml& map, zeSml& bag);
+// Adds the concepts of `bag` to an application's bag, which keeps what it has.
+ZANDREL_EXPORT void zeSml2qtSml(const zeSml& bag, qtSml& map);
 
 #endif  // ZANDREL_MESSAGES_ZEMSG_H_

@@ -7,34 +7,12 @@
 #include <cstddef>
 #include <utility>
 
-#include "zandrel/foundation/qtText.h"
 #include "zandrel/foundation/qtX.h"
+#include "zandrel/messages/packed_list.h"
 
 namespace {
 
-constexpr unsigned int kGreatestType = 99;
-
 using Converter = mlMessageConverter;
-
-constexpr char kElementSeparator = ';';
-constexpr std::size_t kElementsBegin = 3;  // behind the two digits of the type and the tab
-
-qtString pack_list(Converter::NvpType type, const std::vector<qtString>& values) {
-    return Converter::InterpretType(type) + "\t" + qtConcatenator::Build(values, kElementSeparator);
-}
-
-bool unpack_list(const qtString& packed, std::vector<qtString>& values) {
-    return packed.size() >= kElementsBegin &&
-           qtConcatenator::Disassemble(packed.substr(kElementsBegin), values, kElementSeparator);
-}
-
-zeMsg::Nvp make_pair_of(const Concept& name, const std::vector<qtString>& values,
-                        Converter::NvpType type) {
-    if (values.size() == 1) {
-        return {name, type, values.front(), nullptr};
-    }
-    return {name, Converter::kPackedList, pack_list(type, values), nullptr};
-}
 
 bool is_at(const std::vector<zeMsg::Nvp>& nvps, std::size_t position, const Concept& name) {
     return position < nvps.size() && nvps[position].name == name;
@@ -60,10 +38,7 @@ mlMessageConverter::NvpType zeMsgEdit::Get(const Concept& name, std::vector<qtSt
         return Converter::kOldList;
     }
     if (found->type == Converter::kPackedList) {
-        if (!unpack_list(found->value, values)) {
-            throw qtXbase("Invalid nvp value");
-        }
-        return Converter::InterpretString(found->value);
+        return zandrel::detail::unpack_list(found->value, values);
     }
     values.push_back(found->value);
     return found->type;
@@ -83,13 +58,14 @@ void zeMsgEdit::GetTypes(std::map<Concept, mlMessageConverter::NvpType>& types) 
 void zeMsgEdit::Set(const Concept& name, const std::vector<qtString>& values,
                     mlMessageConverter::NvpType type) {
     // A type above 99 has no text form of two digits, so no list could keep it.
-    if (type < Converter::kString || type == Converter::kPackedList || type > kGreatestType) {
+    if (type < Converter::kString || type == Converter::kPackedList ||
+        type > Converter::kGreatestListType) {
         throw qtXbase("Invalid nvp type");
     }
     if (values.empty()) {
         throw qtXbase("Missing nvp value");
     }
-    zeMsg::Nvp made = make_pair_of(name, values, type);
+    zeMsg::Nvp made = zandrel::detail::make_nvp(name, values, type);
     zeMsg::Nvp* const found = Find(name);
     if (found != nullptr) {
         *found = std::move(made);

@@ -2,11 +2,10 @@
 // is that of ASCII, whatever the locale.
 #include "zandrel/foundation/ml/mlMessageConverter.h"
 
+#include "zandrel/foundation/ml/mlMessage.h"
 #include "zandrel/foundation/qtText.h"
 
 namespace {
-
-constexpr std::uint32_t kLargestWritten = 99;  // by two digits
 
 constexpr bool is_digit(char byte) noexcept {
     return byte >= '0' && byte <= '9';
@@ -15,7 +14,7 @@ constexpr bool is_digit(char byte) noexcept {
 }  // namespace
 
 qtString mlMessageConverter::InterpretType(NvpType type) {
-    const std::uint32_t number = type > kLargestWritten ? kDeleted : type;
+    const std::uint32_t number = type > kGreatestListType ? kDeleted : type;
     qtString text;
     text += static_cast<char>('0' + number / 10);
     text += static_cast<char>('0' + number % 10);
@@ -31,4 +30,29 @@ mlMessageConverter::NvpType mlMessageConverter::InterpretString(const qtString& 
 
 qtString mlMessageConverter::CanonizeLangString(const mlLangString& text) {
     return TrimWhiteSpace(text.text());
+}
+
+std::map<qtString, qtString> mlMessageConverter::GetMessageNvpTypes(const mlMessage& message) {
+    std::map<qtString, qtString> types;
+    for (const auto& [name, value] : message.values()) {
+        types.emplace_hint(types.end(), name, InterpretType(value.type));
+    }
+    return types;
+}
+
+mlMessageConverter::NvpType mlMessageConverter::ConvertNvpToCString(const mlMessage& message,
+                                                                    const qtString& name,
+                                                                    std::vector<qtString>& values) {
+    values.clear();
+    const auto found = message.values().find(name);
+    if (found == message.values().end()) {
+        return kDeleted;
+    }
+    values = found->second.texts;
+    return found->second.type;
+}
+
+void mlMessageConverter::ConvertCStringToNvp(mlMessage& message, const qtString& name,
+                                             const std::vector<qtString>& values, NvpType type) {
+    message.SetValue(name, {type, values});
 }

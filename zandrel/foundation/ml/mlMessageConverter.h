@@ -1,15 +1,20 @@
-// mlMessageConverter: the types of a message's name/value pairs, and their text forms.
+// mlMessageConverter: the types of a message's name/value pairs, their text forms, and the way of
+// pairs into an mlMessage and out of it.
 #ifndef ZANDREL_FOUNDATION_ML_MLMESSAGECONVERTER_H_
 #define ZANDREL_FOUNDATION_ML_MLMESSAGECONVERTER_H_
 
 #include <cstdint>
+#include <map>
+#include <vector>
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/ml/mlLangString.h"
 #include "zandrel/foundation/qtString.h"
 
-// The types of name/value pairs and their conversions, shared by zeMsg and zeMsgEdit. All members
-// are static.
+class mlMessage;
+
+// The types of name/value pairs and their conversions, shared by zeMsg, zeMsgEdit and mlMessage.
+// All members are static.
 class ZANDREL_EXPORT mlMessageConverter {
 public:
     mlMessageConverter() = delete;
@@ -37,6 +42,9 @@ public:
         kPackedList = 14,      // the type of the elements, a tab, and the elements in one text
     };
 
+    // The greatest type that two decimal digits can express, so that a list can have it.
+    static constexpr std::uint32_t kGreatestListType = 99;
+
     // Returns the type as two decimal digits: "02" for kString. A number above 99 has no such form;
     // the result is "00", the form of kDeleted.
     static qtString InterpretType(NvpType type);
@@ -46,6 +54,18 @@ public:
     // Returns the form in which language strings are compared: the text without the white space at
     // both ends. Capital letters and inner white space stay as people wrote them.
     static qtString CanonizeLangString(const mlLangString& text);
+
+    // Returns the name of each value of a message with the text form of its type. The keys of bags
+    // are no names.
+    static std::map<qtString, qtString> GetMessageNvpTypes(const mlMessage& message);
+    // Replaces `values` by the texts of a value, unchanged, and returns the value's type. If there
+    // is no such value, `values` is empty and the result is kDeleted.
+    static NvpType ConvertNvpToCString(const mlMessage& message, const qtString& name,
+                                       std::vector<qtString>& values);
+    // Adds a value or replaces the value of this name. Type and texts are kept as they are.
+    // RAISES: as mlMessage::SetValue.
+    static void ConvertCStringToNvp(mlMessage& message, const qtString& name,
+                                    const std::vector<qtString>& values, NvpType type);
 };
 
 #endif  // ZANDREL_FOUNDATION_ML_MLMESSAGECONVERTER_H_

@@ -1,6 +1,6 @@
 // BaseLPWrapper: the caller's argument of zeLogicalTree::ProcessConceptRules.
-#ifndef ZANDREL_KNOWLEDGE_BASELPWRAPPER_H_
-#define ZANDREL_KNOWLEDGE_BASELPWRAPPER_H_
+#ifndef ZANDREL_FOUNDATION_BASELPWRAPPER_H_
+#define ZANDREL_FOUNDATION_BASELPWRAPPER_H_
 
 // A program derives a class from it, for example one that has a stemmer, and passes an object of
 // that class. The library only passes the pointer on to the program's function, which casts it back
@@ -13,4 +13,4 @@ protected:
     BaseLPWrapper& operator=(const BaseLPWrapper&) = default;
 };
 
-#endif  // ZANDREL_KNOWLEDGE_BASELPWRAPPER_H_
+#endif  // ZANDREL_FOUNDATION_BASELPWRAPPER_H_
