@@ -18,8 +18,6 @@ namespace {
 
 using zandrel::detail::Progress;
 
-constexpr std::size_t kNameWidth = 14;
-
 void print_line(std::string_view name, const std::string& value, std::ostream& out) {
     out << left_aligned(name, kNameWidth) << value << '\n';
 }

@@ -12,8 +12,6 @@ namespace cli {
 
 namespace {
 
-constexpr std::size_t kNameWidth = 14;
-constexpr std::size_t kColumnWidth = 12;
 constexpr double kMegabyte = 1e6;
 
 std::string megabytes(double bytes, int decimals) {

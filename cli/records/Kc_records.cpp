@@ -32,14 +32,13 @@
 
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_paths.h"
+#include "cli/records/Package_contents.h"
 #include "cli/records/Record_reader.h"
 #include "cli/text/Shown_text.h"
 
 namespace cli {
 
 namespace {
-
-constexpr unsigned int kIdSize = 4;
 
 // A damaged record can link nodes in a circle, and trees can be deep. So a path shows the lowest
 // levels only.

@@ -16,8 +16,6 @@ namespace cli {
 
 namespace {
 
-constexpr std::size_t kIdSize = 4;
-
 const char* name_of_type(std::uint64_t type) {
     switch (type) {
         case ZE_RULE:

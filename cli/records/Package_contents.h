@@ -3,6 +3,7 @@
 #ifndef ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
 #define ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,9 @@
 #include "cli/records/Record_reader.h"
 
 namespace cli {
+
+// The key of a classifier's item, and an id or a type in its record, have so many bytes.
+inline constexpr std::size_t kIdSize = 4;
 
 // Returns whether only containers have an item of this key: the trees, or the seal.
 bool is_key_of_container(std::string_view key);

@@ -25,7 +25,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kNameWidth = 14;
 constexpr std::size_t kNumberWidth = 14;
 
 void print_field(std::string_view name, const std::string& value, std::ostream& out) {

@@ -5,6 +5,7 @@
 #include <bit>
 
 #include "zandrel/persistence/Hpack.h"
+#include "zandrel/storage/Hreclaim_format.h"
 
 #include "cli/errors.h"
 #include "cli/records/Package_contents.h"
@@ -14,11 +15,12 @@ namespace cli {
 
 namespace {
 
+using zandrel::detail::kHoleTag;
+using zandrel::detail::kIndexTag;
+using zandrel::detail::kItemTag;
+
 constexpr std::uint32_t kWideMagic = 0x4A5B6C81;
 constexpr std::uint32_t kNarrowMagic = 0x4A5B6C80;
-constexpr std::uint32_t kItemTag = 0x4A5B6C73;
-constexpr std::uint32_t kHoleTag = 0xDEADDEAD;
-constexpr std::uint32_t kIndexTag = 0x4A5B6C82;
 
 Record_header read_header(Record_reader& reader, const std::string& path) {
     Record_header header;

@@ -24,9 +24,6 @@ namespace cli {
 
 namespace {
 
-constexpr std::size_t kNameWidth = 14;
-constexpr std::size_t kColumnWidth = 12;
-
 double accuracy_of(const Tried_groups& tried, const Tree_suggestion& suggestion) {
     return static_cast<double>(tried.right_texts) / static_cast<double>(suggestion.tried_texts);
 }

@@ -9,6 +9,10 @@
 
 namespace cli {
 
+// Reports have a column of names, then columns of figures.
+inline constexpr std::size_t kNameWidth = 14;
+inline constexpr std::size_t kColumnWidth = 12;
+
 // Returns "11,314" for 11314.
 std::string grouped(std::size_t number);
 // The number with so many decimals, rounded: "82.66".

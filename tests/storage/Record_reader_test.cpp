@@ -16,7 +16,7 @@ namespace {
 
 using zandrel::detail::Record_reader;
 
-constexpr unsigned int kSegment = SegBuf::kSegmentSize;
+constexpr unsigned int kWholeSegment = SegBuf::kSegmentSize;
 
 // A record of `size` bytes, each different from its neighbours, and a stream at `position`.
 struct Record {
@@ -39,7 +39,7 @@ struct Record {
 };
 
 TEST(RecordReaderTest, ReaderReadsLikeTheStreamWhereverASegmentEnds) {
-    for (unsigned int start = kSegment - 40; start < kSegment; ++start) {
+    for (unsigned int start = kWholeSegment - 40; start < kWholeSegment; ++start) {
         SegBuf segments;
         Hio<HSegment> io(new HSegment(segments, 'w'));
         io.WriteBytes(std::string(start, '\0').data(), start);
@@ -128,7 +128,7 @@ TEST(RecordReaderTest, PlaceholderDeviceGivesZeros) {
 }
 
 TEST(RecordReaderTest, StreamContinuesAtTheReadersEnd) {
-    Record record(3 * kSegment, 5);
+    Record record(3 * kWholeSegment, 5);
     {
         Record_reader reader(record.io);
         EXPECT_EQ(std::string(reader.Bytes(3), 3), record.bytes.substr(5, 3));
@@ -136,10 +136,10 @@ TEST(RecordReaderTest, StreamContinuesAtTheReadersEnd) {
     EXPECT_EQ(record.io.ReadByte(), record.bytes[8]);
     {
         Record_reader reader(record.io);
-        EXPECT_EQ(std::string(reader.Bytes(2 * kSegment), 2 * kSegment),
-                  record.bytes.substr(9, 2 * kSegment));
+        EXPECT_EQ(std::string(reader.Bytes(2 * kWholeSegment), 2 * kWholeSegment),
+                  record.bytes.substr(9, 2 * kWholeSegment));
     }
-    EXPECT_EQ(record.io.ReadByte(), record.bytes[9 + 2 * kSegment]);
+    EXPECT_EQ(record.io.ReadByte(), record.bytes[9 + 2 * kWholeSegment]);
 }
 
 TEST(RecordReaderTest, ReadBehindTheContentFailsAsInTheStream) {
@@ -166,7 +166,7 @@ TEST(RecordReaderTest, ReadThatEndsBehindTheContentReturnsZeros) {
 TEST(RecordReaderTest, CountOfMoreBytesThanRemainFails) {
     SegBuf segments;
     Hio<HSegment> io(new HSegment(segments, 'w'));
-    io << kSegment << 0U;
+    io << kWholeSegment << 0U;
     io.device->Seek(0);
     Record_reader reader(io);
 
@@ -176,10 +176,10 @@ TEST(RecordReaderTest, CountOfMoreBytesThanRemainFails) {
 TEST(RecordReaderTest, CountUpToTheEndOfTheLastSegmentIsAccepted) {
     SegBuf segments;
     Hio<HSegment> io(new HSegment(segments, 'w'));
-    io << kSegment - 4 << 0U;
+    io << kWholeSegment - 4 << 0U;
     io.device->Seek(0);
 
-    EXPECT_EQ(Record_reader(io).Count(1), kSegment - 4);
+    EXPECT_EQ(Record_reader(io).Count(1), kWholeSegment - 4);
 }
 
 }  // namespace
