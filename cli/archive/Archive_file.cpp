@@ -193,6 +193,10 @@ void raise_as_archive_write_error(const std::string& name) {
     }
 }
 
+bool is_bound(const SmlArchiveManager& summary) {
+    return summary.kc_id != 0 || summary.kc_time != qtTimeDate();
+}
+
 unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number) {
     const auto next = summary.sml_dates.lower_bound(number);
     return next == summary.sml_dates.begin() ? 0 : std::prev(next)->first;

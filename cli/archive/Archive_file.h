@@ -88,6 +88,9 @@ private:
     zeSmlArchive m_archive;
 };
 
+// True if the archive belongs to a container: one was trained from it.
+bool is_bound(const SmlArchiveManager& summary);
+
 // The newest message before a number; 0 if there is none. If the message that was learned last is
 // no longer in the archive, the library learns all messages again. So this one takes its place.
 unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number);

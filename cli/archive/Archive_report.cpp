@@ -52,10 +52,6 @@ std::string analysis_text(const std::optional<Analysis_settings>& analysis) {
            (analysis->stem_language.empty() ? "" : ", stem " + analysis->stem_language);
 }
 
-bool is_bound(const SmlArchiveManager& summary) {
-    return summary.kc_id != 0 || summary.kc_time != qtTimeDate();
-}
-
 std::size_t new_messages(const zeSmlArchive& archive) {
     std::vector<unsigned int> list;
     archive.GetLearningListByNewSmls(list);

@@ -74,10 +74,6 @@ namespace cli {
 
 namespace {
 
-bool is_bound(const SmlArchiveManager& summary) {
-    return summary.kc_id != 0 || summary.kc_time != qtTimeDate();
-}
-
 bool knows(const zeManager& manager, const Concept& label) {
     return !manager.m_physical_tree->GetLeafNodes(label).empty();
 }

@@ -316,14 +316,14 @@ void measure_quality(const Evaluation_options& options, const Texts& texts, Text
     quality.put_into(result);
 }
 
-struct Data {
+struct Divided_data {
     Texts to_train;  // empty if the model is read from its file
     Texts to_classify;
     Texts to_learn;
 };
 
 // RAISES: Data_error if no text is held out, or all are.
-Data divided_data(const Evaluation_options& options, Skipped_lines* skipped) {
+Divided_data divided_data(const Evaluation_options& options, Skipped_lines* skipped) {
     Whole_data whole = read_whole_data(options, skipped);
     const std::vector<bool> held_out = held_out_texts(whole.name, label_lists_of(whole.texts),
                                                       options.held_out_share, options.seed);
@@ -332,18 +332,18 @@ Data divided_data(const Evaluation_options& options, Skipped_lines* skipped) {
             options.warn(warning);
         }
     }
-    Data data;
+    Divided_data data;
     for (std::size_t i = 0; i < whole.texts.size(); ++i) {
         (held_out[i] ? data.to_classify : data.to_train).push_back(std::move(whole.texts[i]));
     }
     return data;
 }
 
-Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
+Divided_data read_divided_data(const Evaluation_options& options, Skipped_lines* skipped) {
     const Waiting_for_input waiting;
     Progress(options.progress).check_interrupt();
     check_input(options);
-    Data data;
+    Divided_data data;
     if (!options.data_files.empty()) {
         data = divided_data(options, skipped);
     } else if (options.kc_file.empty()) {
@@ -362,7 +362,7 @@ Data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     return data;
 }
 
-void warn_of_data(const Evaluation_options& options, const Data& data,
+void warn_of_data(const Evaluation_options& options, const Divided_data& data,
                   const std::vector<std::string>& known_labels) {
     if (!options.warn || !options.data_files.empty()) {  // read_whole_data has warned
         return;
@@ -378,7 +378,7 @@ void warn_of_data(const Evaluation_options& options, const Data& data,
 
 // The warnings need the labels of the model. For a trained model these are the labels of its data,
 // so we can warn before the training.
-std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Data& data,
+std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Divided_data& data,
                                      Evaluation& result) {
     if (options.kc_file.empty()) {
         warn_of_data(options, data, {});
@@ -435,7 +435,7 @@ Evaluation evaluate_texts(const Evaluation_options& options, Texts& to_train,
 Evaluation evaluate(const Evaluation_options& options) {
     Evaluation result;
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
-    Data data = read_data(options, skipped);
+    Divided_data data = read_divided_data(options, skipped);
     Progress(options.progress).check_interrupt();
     const std::unique_ptr<Text_model> made = model_of(options, data, result);
     Text_model& model = *made;

@@ -18,7 +18,7 @@ namespace cli {
 
 namespace {
 
-constexpr std::uint64_t kWordSize = 4;
+constexpr std::uint64_t kRecordWord = 4;
 
 struct Named_classifier {
     std::uint32_t id = 0;
@@ -54,7 +54,7 @@ public:
 private:
     // A model gets its number immediately before its classifier.
     std::string words_of_unused(const std::string& key, const Scanned_item& item) {
-        if (!m_missing_classifiers.empty() && key.size() == kWordSize && is_model(item)) {
+        if (!m_missing_classifiers.empty() && key.size() == kRecordWord && is_model(item)) {
             std::uint32_t next = 0;
             qtUnpackUssDiet(next, key.data());
             ++next;
@@ -90,15 +90,15 @@ private:
         named.node = record.text();
         record.skip(2);  // flags and type
         named.id = record.word();
-        record.skip(kWordSize);  // node id
+        record.skip(kRecordWord);  // node id
         if (m_version >= zandrel::detail::kKcVersion) {
-            record.skip(2 * kWordSize);              // threshold
-            record.skip(kWordSize * record.word());  // children
-            record.skip(kWordSize);                  // parent
+            record.skip(2 * kRecordWord);              // threshold
+            record.skip(kRecordWord * record.word());  // children
+            record.skip(kRecordWord);                  // parent
         } else {
-            record.skip(kWordSize);  // threshold
-            skip_concepts(record);   // children
-            skip_concepts(record);   // parents
+            record.skip(kRecordWord);  // threshold
+            skip_concepts(record);     // children
+            skip_concepts(record);     // parents
         }
         return named;
     }
@@ -116,12 +116,12 @@ private:
         if (item == nullptr) {
             m_missing_classifiers.insert(named.id);
         }
-        if (item == nullptr || item->data_length < 2 * kWordSize) {
+        if (item == nullptr || item->data_length < 2 * kRecordWord) {
             return;
         }
         Item_reader record = reader_of(*item);
         if (record.word() == ZE_STAT) {
-            record.seek(record.length() - kWordSize);
+            record.seek(record.length() - kRecordWord);
             const std::uint32_t model = record.word();
             used(model, "object " + std::to_string(model) + ", the model of object " +
                             std::to_string(named.id));

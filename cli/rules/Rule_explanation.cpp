@@ -72,12 +72,12 @@ Rule_explanation explain_passes(const std::string& rule) {
     return explanation;
 }
 
-constexpr std::size_t kNameWidth = 16;
+constexpr std::size_t kTokenWidth = 16;
 
 void print_tree(const std::vector<Tree_line>& tree, std::ostream& out) {
     std::string_view name = "tree";
     for (const Tree_line& line : tree) {
-        out << left_aligned(name, kNameWidth) << line.type << ' '
+        out << left_aligned(name, kTokenWidth) << line.type << ' '
             << std::string(2 * line.level, ' ') << shown_text(line.text) << '\n';
         name = "";
     }
@@ -94,11 +94,11 @@ Rule_explanation explain_rule(const std::string& rule) {
 }
 
 void print_rule_explanation(const Rule_explanation& explanation, std::ostream& out) {
-    out << left_aligned("tokens", kNameWidth - 1);
+    out << left_aligned("tokens", kTokenWidth - 1);
     for (const std::string& token : explanation.tokens) {
         out << ' ' << shown_text(token);
     }
-    out << '\n' << left_aligned("reverse Polish", kNameWidth - 1);
+    out << '\n' << left_aligned("reverse Polish", kTokenWidth - 1);
     for (const Typed_token& token : explanation.reverse_polish) {
         out << ' ' << shown_text(token.text) << ':' << token.types;
     }

@@ -22,7 +22,7 @@ namespace cli {
 
 namespace {
 
-constexpr std::size_t kLongestWord = 30;  // bytes of a word in the name of a group
+constexpr std::size_t kLongestGroupWord = 30;  // bytes of a word in the name of a group
 constexpr std::size_t kWordsOfName = 2;
 constexpr std::size_t kMostWordsOfName = 5;
 
@@ -62,7 +62,8 @@ Pair_distances distances_of(const std::vector<Label_vector>& vectors, CTProgress
 
 // Names are parts of paths and of tree files, and people type them. A number describes no group.
 bool can_be_in_name(std::string_view word) {
-    return word.size() <= kLongestWord && word.find_first_of("/\\[]") == std::string_view::npos &&
+    return word.size() <= kLongestGroupWord &&
+           word.find_first_of("/\\[]") == std::string_view::npos &&
            word.find_first_not_of("0123456789") != std::string_view::npos &&
            shown_text(word) == word;
 }

@@ -26,7 +26,7 @@ namespace {
 
 // No known name is longer. We compare only so many letters of a word, since a word of the command
 // line can have megabytes.
-constexpr std::size_t kLongestWord = 64;
+constexpr std::size_t kLongestCompared = 64;
 
 // ASCII letters in lower case; the names have no others.
 std::string in_small_letters(std::string_view text) {
@@ -65,7 +65,7 @@ std::size_t spelling_distance(std::string_view left, std::string_view right) {
 }
 
 std::string nearest_name(std::string_view word, const std::vector<std::string>& names) {
-    const std::string small = in_small_letters(word.substr(0, kLongestWord));
+    const std::string small = in_small_letters(word.substr(0, kLongestCompared));
     std::string nearest;
     std::size_t limit = 1 + small.size() / 4;
     for (const std::string& name : names) {
