@@ -392,29 +392,29 @@ TYPED_TEST(HfileTest, OpeningClearsAnEarlierFailure) {
     EXPECT_EQ(this->disk.content(), "abc");
 }
 
-constexpr int kLargest = std::numeric_limits<int>::max();
+constexpr int kLargestOffset = std::numeric_limits<int>::max();
 
 TEST(Hfile32Test, WriteBeyondTheLargestPositionIsRefused) {
     const Scratch_file disk("");
-    disk.resize(kLargest - 2);
+    disk.resize(kLargestOffset - 2);
     Hfile32 device;
     device.Open(disk.path(), 'u');
     std::string bytes = "abc";
-    EXPECT_EQ(device.SeekEnd(), kLargest - 2);
+    EXPECT_EQ(device.SeekEnd(), kLargestOffset - 2);
 
     device.Write(bytes.data(), 2);
-    EXPECT_EQ(device.Tell(), kLargest);
+    EXPECT_EQ(device.Tell(), kLargestOffset);
     EXPECT_QTX_ARGS(device.Write(bytes.data(), 1), HioErr, 4,
                     "Write error in file " + disk.path().str(), {disk.path()});
 
     EXPECT_TRUE(device.failed);
     device.Close();
-    EXPECT_EQ(disk.size(), kLargest);
+    EXPECT_EQ(disk.size(), kLargestOffset);
 }
 
 TEST(Hfile32Test, RequireRoomRaisesBeyondTheLargestPosition) {
     const Scratch_file disk("");
-    disk.resize(kLargest - 32);
+    disk.resize(kLargestOffset - 32);
     Hfile32 device;
     device.Open(disk.path(), 'u');
 
@@ -428,7 +428,7 @@ TEST(Hfile32Test, RequireRoomRaisesBeyondTheLargestPosition) {
 
 TEST(Hfile32Test, SeekToTheEndOfATooLargeFileIsRefused) {
     const Scratch_file disk("");
-    disk.resize(std::uint64_t{kLargest} + 1);
+    disk.resize(std::uint64_t{kLargestOffset} + 1);
     Hfile32 device;
     device.Open(disk.path(), 'u');
 
