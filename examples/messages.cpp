@@ -134,6 +134,10 @@ void classify(zeManager& manager, const char* what, const mlMessage& mail) {
     const qtPtrLight<zeWorkflow> workflow = manager.GetWorkflow();
     zeResult_set results(0.0, 1);
     workflow->classify(msg, results, true, false);
+    if (results.count() == 0) {
+        std::cout << "  no category\n";
+        return;
+    }
     const zeResult& best = results.get_result(0);
     print_line(best.score, best.node->m_concept);
     std::vector<zeStat_matcher::Concept_score> concepts;
@@ -144,7 +148,7 @@ void classify(zeManager& manager, const char* what, const mlMessage& mail) {
     }
 }
 
-// The application gets its message back from the engine's.
+// Converts the message to a zeMsg and back, and prints the result.
 void print_values(const mlMessage& mail) {
     mlMessage written;
     zeMsg(mail, nullptr).make_mlMessage(written, nullptr);

@@ -56,8 +56,8 @@ Examples:
 
 constexpr const char* kListNotes =
     R"(One line for each rule, with tabs between path, rule and top category. The top category is the child of
-the root below which the rule is. It is empty for the rules of these children themselves, and None if the
-root is no rule node. A child with the rule default is not in the list.
+the root that is above the rule's node. It is empty for the rules of these children themselves, and None if
+the root is no rule node. A child with the rule default is not in the list.
 
 Example:
   zandrel rules list shop.kc

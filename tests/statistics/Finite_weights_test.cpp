@@ -214,6 +214,10 @@ TEST_P(FiniteWeightsTest, LearnerForgetsTheMessageOfAnInterruptedBatch) {
     learner.m_manager = &manager;
     EXPECT_QTX(learner.learn(m_spoilt.view, false), zeWorkflow, 2, "Process interrupted");
 
+    learner.m_view = &other.view;
+    learner.build_num_msgs4profile();
+    EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(0, 1));
+
     learner.learn(other.view, false);
 
     EXPECT_THAT(learner.m_num_msgs4profile, ElementsAre(0, 1));

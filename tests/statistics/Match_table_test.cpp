@@ -29,6 +29,16 @@ Pairs pairs_of(const Match_table& table, const char* word) {
     return pairs;
 }
 
+TEST(Match_tableTest, NewAndClearedTableHasRoomFor100Rows) {
+    Match_table table;
+    EXPECT_GE(table.rows().bucket_count(), 100U);
+
+    table.add(term("x"), 1);
+    table.clear();
+
+    EXPECT_GE(table.rows().bucket_count(), 100U);
+}
+
 TEST(Match_tableTest, CompileGivesEachConceptItsPairsInTheOrderOfProfiles) {
     Profiles profiles;
     profiles.push_back(std::make_unique<zeStat_storage::Profile>());

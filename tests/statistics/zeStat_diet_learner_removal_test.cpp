@@ -104,14 +104,19 @@ TEST_F(zeStatDietLearnerRemovalTest, NoConceptFallsBelowZeroAndUnknownOnesAreSki
     EXPECT_FALSE(Knows("unknown"));
 }
 
-TEST_F(zeStatDietLearnerRemovalTest, NothingHappensWithoutWeight) {
+// Without weights of messages the category has no part in the totals. But its profile loses its
+// concepts, so these count one profile less.
+TEST_F(zeStatDietLearnerRemovalTest, NoWeightChangesWithoutWeight) {
     struct Row {
         const char* rule;
         double total_weight;
         double msg_weight;
+        int profiles_of_x;
+        int profiles_of_y;
     };
 
-    for (const Row& row : {Row{"no total", 0.0, 8.0}, Row{"no weight of messages", 16.0, 0.0}}) {
+    for (const Row& row :
+         {Row{"no total", 0.0, 8.0, 2, 1}, Row{"no weight of messages", 16.0, 0.0, 1, 0}}) {
         SCOPED_TRACE(row.rule);
         m_storage.m_total_weight = row.total_weight;
         for (const auto& profile : m_storage.m_profiles) {
@@ -120,7 +125,9 @@ TEST_F(zeStatDietLearnerRemovalTest, NothingHappensWithoutWeight) {
 
         Remove(0, true);
 
-        ExpectInfo("x", 10.0, 5.0, 2);
+        ExpectInfo("x", 10.0, 5.0, row.profiles_of_x);
+        ExpectInfo("y", 0.5, 4.0, row.profiles_of_y);
+        ExpectInfo("z", 8.0, 2.0, 1);
         EXPECT_EQ(m_storage.m_total_weight, row.total_weight);
         EXPECT_EQ(m_storage.m_total_msg_weight, 16.0);
     }

@@ -45,8 +45,29 @@ protected:
         return Weights();
     }
 
-    // Two profiles with limits of half their weights. With sizes of 48 and 16 the average limit is
-    // 32, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
+    // Expects the assertion, and that nothing is scaled and no concept ages.
+    void ExpectRefusal(const char* assertion) {
+        AddP(0, "x", 4.0).m_life = 3;
+        AddInfo("x", 8.0, 2.0, 1);
+        SetBulk({1, 1});
+        const double total_weight = m_storage.m_total_weight;
+        const double total_msg_weight = m_storage.m_total_msg_weight;
+        m_storage.m_total_sml_weight = 64.0;
+
+        EXPECT_ASSERTS(Prepare(true), assertion);
+
+        EXPECT_THAT(Weights(), testing::ElementsAre(1e6, 1e6));
+        EXPECT_EQ(P_of(m_storage, 0, "x").m_weight, 4.0);
+        EXPECT_EQ(P_of(m_storage, 0, "x").m_life, 3);
+        EXPECT_EQ(info_of(m_storage, "x").m_weight, 8.0);
+        EXPECT_EQ(info_of(m_storage, "x").m_rate, 2.0);
+        EXPECT_EQ(m_storage.m_total_weight, total_weight);
+        EXPECT_EQ(m_storage.m_total_msg_weight, total_msg_weight);
+        EXPECT_EQ(m_storage.m_total_sml_weight, 64.0);
+    }
+
+    // Two profiles with limits of half their weights. With sizes of 48 and 16 the average size is
+    // 32 and has the limit 16, so the limits are 48 * 16 / 32 and 16 * 16 / 32.
     void AddHalved() {
         AddProfile(48.0, 48.0);
         AddProfile(16.0, 16.0);
@@ -285,7 +306,7 @@ TEST_F(zeStatDietLearnerScalingTest, GeometricAverageOfZeroAsserts) {
     m_storage.m_average_Rlimit = 0.0;
     AddSizes({-1, 3});
 
-    EXPECT_ASSERTS(Prepare(true), "geom_average");
+    ExpectRefusal("geom_average");
 }
 
 // The sizes are again -1 and 2, so the arithmetic average is NaN. The geometric average exists and
@@ -295,7 +316,7 @@ TEST_F(zeStatDietLearnerScalingTest, ArithmeticAverageOfZeroAsserts) {
     m_storage.m_weaken_small_cats_factor = 1e308;
     AddSizes({-1, 2});
 
-    EXPECT_ASSERTS(Prepare(true), "arithm_average");
+    ExpectRefusal("arithm_average");
 }
 
 // Junk. A plain category of 32 and a junk category of 96: the average is 32, so the limits are 8

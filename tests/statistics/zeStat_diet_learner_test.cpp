@@ -2,6 +2,7 @@
 #include "zandrel/statistics/zeStat_diet_learner.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_trainer.h"
 
 #include "tests/statistics/learner_fixture.h"
 #include "tests/support/expect_qtx.h"
@@ -76,6 +78,40 @@ protected:
         return numbers;
     }
 };
+
+// An application may call one step and save. A container writes only objects that have changed.
+TEST_F(zeStatDietLearnerTest, EachStepThatIsCalledByItselfMarksTheModelAsChanged) {
+    struct Row {
+        const char* step;
+        std::function<void()> run;
+    };
+
+    AddProfiles(1);
+    m_storage.m_use_train_likelihood = true;
+    Add(1.0, {Node(0)});
+    zeStat_matcher matcher(nullptr, nullptr, m_storage, false);
+    zeStat_trainer trainer(m_storage);
+    trainer.m_view = &m_corpus.view;
+    trainer.m_matcher = &matcher;
+    trainer.m_model_is_matched = true;
+    int first = 0;
+    std::vector<zeStat_diet_learner::Concept_info> candidates;
+    for (const Row& row :
+         {Row{"match", [&] { trainer.match_msgs_for_likelihood({0}); }},
+          Row{"likelihood", [&] { trainer.calculate_likelihood_from_results(); }},
+          Row{"selection", [&] { trainer.calculate_profile_M_and_rate(first); }},
+          Row{"selection of all", [&] { trainer.calculate_feature_selection(); }},
+          Row{"deletion", [&] { m_learner.delete_Ps(first, candidates, 0); }},
+          Row{"elimination", [&] { m_learner.eliminate_features(false); }},
+          Row{"removal", [&] { m_learner.remove_influence_of_profile(first, true); }}}) {
+        SCOPED_TRACE(row.step);
+        m_storage.m_dirty = false;
+
+        row.run();
+
+        EXPECT_TRUE(m_storage.m_dirty);
+    }
+}
 
 TEST_F(zeStatDietLearnerTest, LearnerBorrowsTheStorageAndItsManager) {
     zeManager manager;

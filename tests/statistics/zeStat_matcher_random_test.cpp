@@ -366,6 +366,44 @@ TEST(zeStatMatcherRandomTest, SingleStepsGiveTheBitsOfTheFormulas) {
     }
 }
 
+// A sum of doubles depends on the order of the additions: the prior comes first, then the profiles.
+TEST(zeStatMatcherRandomTest, AverageTableGivesTheBitsOfTheFormula) {
+    std::mt19937 random(kFirstSeed);
+    std::uniform_real_distribution<double> likelihood(0.0, 1.0);
+    zeDefaults settings = plain_settings();
+    zeStat_storage storage(nullptr, settings);
+    storage.m_use_train_likelihood = true;
+    std::vector<std::unique_ptr<zeNode>> nodes;
+    for (const int age : {7, 1000, 0, 30, 411}) {
+        bool added = false;
+        nodes.push_back(std::make_unique<zeNode>(term("n" + std::to_string(age))));
+        storage.get_or_add_profile(nodes.back().get(), added);
+        storage.m_profiles.back()->m_likelihood_age = age;
+    }
+    zeStat_matcher matcher(nullptr, nullptr, storage, false);
+
+    for (int round = 0; round < 30; ++round) {
+        SCOPED_TRACE(round);
+        for (const auto& profile : storage.m_profiles) {
+            for (double& value : profile->m_likelihood) {
+                value = likelihood(random);
+            }
+        }
+
+        matcher.build_avg_likelihood();
+
+        for (std::size_t bin = 0; bin < matcher.m_avg_likelihood.size(); ++bin) {
+            double sum = 30.0 * (static_cast<double>(bin) + 0.5) / 30.0;
+            double count = 30.0;
+            for (const auto& profile : storage.m_profiles) {
+                sum += profile->m_likelihood_age * profile->m_likelihood[bin];
+                count += profile->m_likelihood_age;
+            }
+            ASSERT_EQ(bits_of(matcher.m_avg_likelihood[bin]), bits_of(sum / count)) << bin;
+        }
+    }
+}
+
 TEST(zeStatMatcherRandomTest, ExplainingGivesTheBitsOfTheFormulas) {
     for (unsigned int seed = kFirstSeed; seed < kFirstSeed + kModelCount; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));

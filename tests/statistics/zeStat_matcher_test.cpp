@@ -81,6 +81,7 @@ TEST_F(zeStatMatcherTest, FeaturesAreSelectedIfThereAreNoWeights) {
     EXPECT_THAT(trace.texts(),
                 ElementsAre("Performing feature selection (num profiles: 2)",
                             "Collecting data for matching table", "Matching table completed"));
+    EXPECT_TRUE(trace.has(zandrel::kTraceDebug, "Collecting data for matching table"));
     EXPECT_TRUE(m_matcher.m_table.empty());
     EXPECT_EQ(m_storage.profile(0).m_selection_mark, 2);
 }

@@ -418,8 +418,8 @@ TEST_F(zeStatStorageTest, DoublingTheResolutionPutsEachBinBehindItsCentre) {
     ASSERT_EQ(bins.size(), 60U);
     for (std::size_t i = 0; i < 30; ++i) {
         SCOPED_TRACE(i);
-        EXPECT_EQ(bins[2 * i].m_total + bins[2 * i + 1].m_total,
-                  2.0 * (static_cast<double>(i) + 1.0));
+        EXPECT_EQ(bins[2 * i].m_total, 0.0);
+        EXPECT_EQ(bins[2 * i + 1].m_total, 2.0 * (static_cast<double>(i) + 1.0));
     }
 }
 
@@ -437,6 +437,19 @@ TEST_F(zeStatStorageTest, TriplingTheResolutionPutsEachBinInTheMiddleOfThree) {
         EXPECT_EQ(bins[j].m_relevant, number);
         EXPECT_EQ(bins[j].m_total, 2.0 * number);
     }
+}
+
+// The centre of old bin 5 is at 5.5 / 30 * 300 = 55. The division comes first, and its result is
+// rounded down, so the product is just below 55. With the multiplication first, it would be 55.
+TEST_F(zeStatStorageTest, CentreOnTheEdgeOfTwoBinsIsRoundedByTheDivision) {
+    m_storage.profile(1).m_bins = numbered_bins(30);
+
+    m_storage.set_likelihood_histogram_resolution(10);
+
+    const auto& bins = m_storage.profile(1).m_bins;
+    ASSERT_EQ(bins.size(), 300U);
+    EXPECT_EQ(bins[54].m_total, 12.0);
+    EXPECT_EQ(bins[55].m_total, 0.0);
 }
 
 TEST_F(zeStatStorageTest, EveryChangeOfResolutionKeepsTheSums) {

@@ -11,6 +11,7 @@
 
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include "tests/statistics/selection_fixture.h"
@@ -262,6 +263,30 @@ TEST_F(zeStatTrainerScaleTest, MarkIsReusedAfterAllOthers) {
     }
 
     EXPECT_EQ(m_storage.profile(0).m_selection_mark, 1);
+}
+
+// Selecting marks only what it selects, here x. The old mark of y looks like a new one when the
+// marks begin again, and so y is not deleted. w, without a mark, is.
+TEST_F(zeStatTrainerScaleTest, ConceptLooksSelectedWhenItsOldMarkIsUsedAgain) {
+    m_storage.profile(0).m_size = 1;
+    AddP(0, "y", 0.0);
+    P_of(m_storage, 0, "y").m_selected = 1;
+    AddP(0, "w", 0.0);
+    P_of(m_storage, 0, "w").m_selected = 0;
+    m_storage.m_min_Ps_size = 0;
+    m_storage.m_max_Ps_size = 0;
+
+    for (int round = 0; round < 255; ++round) {
+        m_trainer.calculate_feature_selection();
+        ASSERT_THAT(texts_of(m_storage.profile(0)), ElementsAre("x"));
+    }
+
+    EXPECT_EQ(m_storage.profile(0).m_selection_mark, 1);
+    EXPECT_EQ(P_of(m_storage, 0, "y").m_selected, 1);
+    zeStat_diet_learner(m_storage).eliminate_features(false);
+    EXPECT_EQ(m_storage.profile(0).m_Ps.size(), 2U);
+    EXPECT_EQ(m_storage.profile(0).m_Ps.count(term("x")), 1U);
+    EXPECT_EQ(m_storage.profile(0).m_Ps.count(term("y")), 1U);
 }
 
 TEST_F(zeStatTrainerScaleTest, SelectionInterruptedAfterAnyProfileCanBeRepeated) {

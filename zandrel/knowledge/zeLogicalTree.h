@@ -198,10 +198,10 @@ public:
     // concepts, so the container is not marked as modified.
 
     // Appends each rule of the tree; a node's rules come before those below it. A default has no
-    // rule. If the root is a rule node, the top category of a rule is the name of the node on the
-    // first level below which the rule is. It is empty for the rules of the first level itself.
-    // Under any other root it is "None".
-    // RAISES: the assertion "sw" if a rule node has no rule classifier.
+    // rule. If the root is a rule node, the top category of a rule is the name of the child of the
+    // root that is above the rule's node. It is empty for the rules of these children themselves,
+    // and "None" under any other root.  RAISES: the assertion "sw" if a rule node has no rule
+    // classifier; the list then has the rules of the nodes before it.
     void GetAllRules(std::vector<RuleInfo>& rules) const;
     // Does the same for a node and all nodes below it. `top`: the top category of the node's own
     // rules. Below, an empty top category is replaced by the name of the node's child on the way. A

@@ -69,13 +69,13 @@ public:
     // RAISES: mlxNvpType if there is a value, but no bag, with the key of a bag.
     zeMsg(const mlMessage& message, const char* categories_key);
 
-    // Adds the application's values to the pairs and sets `changed`. A value without texts becomes
-    // an empty pair of type 1, and a value of several texts becomes a packed list.
+    // Adds the application's values to the pairs, and sets `changed` if there is any. A value
+    // without texts becomes an empty pair of type 1; one of several texts becomes a packed list.
     void mlMessage2zeMsg(const mlMessage& message);
     // Writes the pairs to the application's message. Other values that it has remain. A pair of
     // type 1 is first converted, as by MakeBackwardCompatibile, which does not set `changed`; if it
-    // remains of type 1, it is not written. If several pairs have one name, the last one is
-    // written.
+    // remains of type 1, it is not written. Of the pairs of one name that are written, the last
+    // one counts.
     // RAISES: qtXbase "Invalid nvp value" for a packed list that is damaged. mlxNvpType for a type
     // above 255, which no file contains. In both cases neither message has changed.
     void zeMsg2mlMessage(mlMessage& message);

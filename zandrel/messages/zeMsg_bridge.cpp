@@ -52,7 +52,9 @@ zeMsg::zeMsg(const mlMessage& message, const char* categories_key) {
         if (message.HasKey(key)) {
             smls[slot] = qtPtrLight<zeSml>(new zeSml(0.0));
             qtSml2zeSml(mlMessageGet<qtSml>(message, key), *smls[slot]);
-            active_sml = has_bag ? active_sml : static_cast<unsigned int>(slot);
+            if (!has_bag) {
+                active_sml = static_cast<unsigned int>(slot);
+            }
             has_bag = true;
         }
     }
@@ -118,17 +120,14 @@ void zeMsg::make_mlMessage(mlMessage& message, const char* categories_key) {
     }
 }
 
-// Concepts are fed in text order. The feeder's total depends on the order, since it is a sum of
-// doubles, and the order of the hash table depends on how the table was filled.
+// The order of the hash table depends on how the table was filled. The bag does not: `feed` sorts
+// the concepts by their texts before it adds up the total.
 void qtSml2zeSml(const qtSml& map, zeSml& bag) {
-    std::vector<std::pair<Concept, double>> entries(map.weights().begin(), map.weights().end());
-    std::sort(entries.begin(), entries.end(),
-              [](const auto& left, const auto& right) { return left.first < right.first; });
     zeSml_feeder feeder;
-    for (const auto& [concept_of_bag, weight] : entries) {
+    for (const auto& [concept_of_bag, weight] : map.weights()) {
         feeder.add_concept(concept_of_bag, weight);
     }
-    bag.feed(feeder);
+    bag.feed(std::move(feeder));
 }
 
 void zeSml2qtSml(const zeSml& bag, qtSml& map) {

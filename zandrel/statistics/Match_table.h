@@ -11,6 +11,7 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/concept_map.h"
+#include "zandrel/foundation/hash_map.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
 namespace zandrel::detail {
@@ -104,7 +105,7 @@ private:
               const std::vector<Pairs*>& row_of);
     void make_room(std::size_t count);
 
-    Rows m_rows;
+    Rows m_rows{kInitialBuckets};
     std::vector<std::unique_ptr<Concept_weight[]>> m_blocks;
     std::span<Concept_weight> m_room;  // what is left of the last block
     std::size_t m_room_size = 0;       // of the last block

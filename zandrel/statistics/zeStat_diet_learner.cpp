@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 
 #include "zandrel/foundation/Restored.h"
 #include "zandrel/foundation/trace.h"
@@ -69,6 +70,8 @@ void zeStat_diet_learner::check_interrupt() {
 void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
     trace(s_trace_file, kTraceDebug, "Starting learning");
     m_storage->m_dirty = true;
+    // Also after an exception: the next call may be for another corpus.
+    const zandrel::detail::Restored<std::set<int>> at_end(m_not_finite);
     const int sub_bulk_count = count_sub_bulks(view);
     if (sub_bulk_count < 2) {
         learn_bulk(view, first);
@@ -88,7 +91,6 @@ void zeStat_diet_learner::learn(zeCorpus_view& view, bool first) {
             ++number;
         }
     }
-    m_not_finite.clear();  // the next call may be for another corpus
     trace(s_trace_file, kTraceDebug, "Learning completed");
 }
 
@@ -114,7 +116,6 @@ int zeStat_diet_learner::count_sub_bulks(zeCorpus_view& view) {
 // We estimate half of the weight of the bags, since many concepts occur more than once.
 long long zeStat_diet_learner::estimate_concept_count(zeCorpus_view& view) {
     long long total = 0;
-    m_not_finite.clear();
     for (const zeCorpus_view::Msg& entry : view.msgs) {
         const qtPtrLight<zeMsg> msg = view.corpus->get_numbered_msg(entry.index);
         if (!msg.IsNull() && !zandrel::detail::has_finite_weights(*msg)) {

@@ -69,12 +69,13 @@ public:
     // without a change of the totals, and returns false.
     bool add_cat(zeNode*& cat);
 
-    // The steps of `learn`.
+    // The steps of `learn`. Within `learn`, they know the messages that it skips because of a
+    // weight that is not finite. A step that is called by itself counts such a message in the bulk.
 
     // Learns one bulk.
     void learn_bulk(zeCorpus_view& view, bool first);
-    // Divides the messages over `count` views, each category evenly. Messages that `learn` skips
-    // are at the front of the first view.  REQUIRES: count > 0.
+    // Divides the messages over `count` views, each category evenly. Messages that `learn`
+    // skips are at the front of the first view.  REQUIRES: count > 0.
     void build_subcorpuses(zeCorpus_view& view, int count, std::vector<zeCorpus_view>& out);
     // Counts the bulk's messages of each profile. A category without a profile is left out, and so
     // is a message that `learn` skips.
@@ -145,6 +146,7 @@ private:
     void sweep_concepts(double total_sml_weight, double total_weight);
 
     // Numbers, in the corpus, of the messages of the batch that have a weight that is not finite.
+    // Empty outside of `learn`.
     std::set<int> m_not_finite;
 };
 

@@ -88,6 +88,7 @@ void zeStat_diet_learner::diet(int iprofile, int low, int high) {
 
 void zeStat_diet_learner::delete_Ps(int& iprofile, std::vector<Concept_info>& candidates,
                                     int limit) {
+    m_storage->m_dirty = true;
     Ps& concepts = m_storage->profile(iprofile).m_Ps;
     const std::size_t kept = static_cast<std::size_t>(std::max(limit, 0));
     const std::size_t surplus = concepts.size() > kept ? concepts.size() - kept : 0;

@@ -215,6 +215,7 @@ void zeStat_diet_learner::scale_totals(double total_weight) {
 }
 
 void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove_concepts) {
+    m_storage->m_dirty = true;
     const Profile& profile = m_storage->profile(iprofile);
     const double W = m_storage->m_total_weight;
     const double Wp = profile.m_weight;
@@ -225,7 +226,7 @@ void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove
         sum_W += each->m_weight;
         sum_M += each->m_msg_weight;
     }
-    if (W == 0.0 || sum_M == 0.0) {
+    if (W == 0.0) {
         return;
     }
     // A message of several categories counts in each of them, but only once in the totals.
@@ -238,10 +239,14 @@ void zeStat_diet_learner::remove_influence_of_profile(int& iprofile, bool remove
         }
         info->second.m_num_Ps = std::max(info->second.m_num_Ps, 1) - 1;
         // A profile without weight has added nothing to the table.
-        if (remove_concepts && divisor != 0.0) {
+        if (remove_concepts && sum_M != 0.0 && divisor != 0.0) {
             info->second.m_weight =
                 at_least_0(info->second.m_weight - P.m_weight * W * Mp / divisor);
         }
+    }
+    // If no message of a category has a weight, the category has no part in the totals.
+    if (sum_M == 0.0) {
+        return;
     }
     m_storage->m_total_msg_weight = at_least_0((sum_M - Mp) / r);
     const double new_total = at_least_0((sum_W - Wp) / r);

@@ -1,6 +1,6 @@
 // Profiles, their index by node, and the tables of concepts. Profiles are in a vector of pointers,
 // so that deleting one only moves the pointer of the last one to its place. Each function that
-// changes what the record contains sets `m_dirty` before the change.
+// changes what the record contains sets `m_dirty`, except complete_histogram, whose callers do.
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include <algorithm>

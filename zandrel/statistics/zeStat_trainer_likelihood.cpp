@@ -196,6 +196,7 @@ bool zeStat_trainer::can_be_left_out(const std::vector<zeNode*>& cats) const {
 }
 
 void zeStat_trainer::match_msgs_for_likelihood(const std::vector<unsigned int>& indices) {
+    m_storage->m_dirty = true;
     std::unique_ptr<zeStat_matcher> temporary;
     zeStat_matcher* matcher = m_model_is_matched ? m_matcher : nullptr;
     if (matcher == nullptr) {
@@ -220,6 +221,7 @@ void zeStat_trainer::match_msgs_for_likelihood(const std::vector<unsigned int>& 
 void zeStat_trainer::calculate_likelihood_from_results() {
     tracef(s_trace_file, kTraceDebug, "Calculating likelihood table (bins: %d)",
            Zandrel::LIKELIHOOD_SIZE);
+    m_storage->m_dirty = true;
     int calculated_count = 0;
     for (const auto& profile : m_storage->m_profiles) {
         m_storage->complete_histogram(*profile);

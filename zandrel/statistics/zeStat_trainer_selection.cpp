@@ -148,6 +148,7 @@ bool zeStat_trainer::add2feature_selector(std::vector<Concept_profile>& selected
 }
 
 void zeStat_trainer::calculate_profile_M_and_rate(int& iprofile) {
+    m_storage->m_dirty = true;
     Feature_selector selector(*m_storage);
     for (const auto& info : m_all_concepts) {
         selector.m_all.add(Feature_selector::value_of(*m_storage, info->second), info);

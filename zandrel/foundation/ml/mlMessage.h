@@ -16,6 +16,9 @@
 // a number or a date, and no value is refused because its text does not fit its type. Names, texts
 // and keys may contain any bytes and may be empty.
 //
+// Do not use the types 0, 1 and 14 for values. They have a meaning in zeMsg: a deleted pair, an old
+// list and a packed list. So such a value may come back changed or not at all.
+//
 // A value and a bag can have the same name. They are independent of each other.
 //
 // Threads: one at a time in the whole process, since bags share their concepts with all others.
