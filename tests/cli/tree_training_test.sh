@@ -287,7 +287,10 @@ is out '9 nodes: 1 rule node, 2 statistical nodes, 6 leaves'
 expect 0 tree check desk.tree
 is out '16 nodes: 1 rule node, 2 statistical nodes, 13 leaves'
 sed -n 's/^    zandrel //p' "$page" >commands
-(($(wc -l <commands) == 10)) || fail "$page: other commands"
+(($(wc -l <commands) == 13)) || fail "$page: other commands"
+printf 'rose\tred rose thorn\ntulip\tbulb spring tulip\nrose\trose bed\n' >garden.tsv
+expect 0 train garden.kc garden.tsv
+expect 0 tree rename garden.kc root garden
 while read -r line; do
     eval "expect 0 $line"
     case $line in
@@ -304,6 +307,7 @@ while read -r line; do
         'rules list'*) sed -n '/^desk\/.*→/s/→/\t/gp' "$page" | cmp -s - out || fail "$command: other rules" ;;
         'rules keys'*) sed -n '/^[a-z]*→[a-z]*$/s/→/\t/p' "$page" | cmp -s - out || fail "$command: other keys" ;;
         'rules concepts'*) is_silent out ;;
+        import*) prints out "imported garden.kc as " ;;
         *) is_silent err ;;
     esac
 done <commands
