@@ -162,14 +162,14 @@ TEST_F(zeLogicalTreeCopyTest, ParentOfACopyIsTheNodeThatListsIt) {
 }
 
 TEST_F(zeLogicalTreeCopyTest, VeryDeepSourceIsCopied) {
-    constexpr Id kDeep = 100000;
+    constexpr Id kDeepCopy = 100000;
     zeManager deep_manager;
     zeLogicalTree& deep = *deep_manager.m_logical_tree;
-    for (Id id = 1; id <= kDeep; ++id) {
+    for (Id id = 1; id <= kDeepCopy; ++id) {
         zeLogicalNode node;
         node.id = id;
         node.parent = id - 1;
-        if (id < kDeep) {
+        if (id < kDeepCopy) {
             node.children = {id + 1};
         }
         deep.nodes.emplace(id, node);
@@ -177,8 +177,8 @@ TEST_F(zeLogicalTreeCopyTest, VeryDeepSourceIsCopied) {
 
     target.CopySubTree(deep, 1, 0, nullptr);
 
-    EXPECT_EQ(target.nodes.size(), kDeep);
-    EXPECT_EQ(target.GetNode(kDeep).parent, kDeep - 1);
+    EXPECT_EQ(target.nodes.size(), kDeepCopy);
+    EXPECT_EQ(target.GetNode(kDeepCopy).parent, kDeepCopy - 1);
 }
 
 }  // namespace
