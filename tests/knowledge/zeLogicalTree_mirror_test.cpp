@@ -179,6 +179,7 @@ TEST_F(zeLogicalTreeMirrorTest, DeletionOfAChildOfADeletedNodeIsRefused) {
 }
 
 TEST_F(zeLogicalTreeMirrorTest, DeletionOfANodeThatIsNotInItsParentsListIsRefused) {
+    kc.Add(sport, "hockey");
     tree.GetNodePtr(news)->children = {desk};
     const Unchanged unchanged(kc.manager);
 
