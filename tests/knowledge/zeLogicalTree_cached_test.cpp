@@ -3,6 +3,7 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -203,6 +204,28 @@ TEST_F(zeLogicalTreeCachedTest, DeletedClassifierLeavesTheItemOfItsStorage) {
     read_kc(in_memory, saved_plain(kc.manager));
     ExpectSound(in_memory);
     EXPECT_EQ(in_memory.m_objects.count(storage), 0U);
+}
+
+// The item of the deleted node's classifier is deleted first. The classifier above lists the node
+// and cannot be fetched. A flush then has to write the tree: its record names the deleted item.
+TEST_F(zeLogicalTreeCachedTest, MirroredDeleteThatFailsHalfWayMarksTheContainer) {
+    const unsigned int group = kc.Add(topics, "group", "", ZE_STAT);
+    const unsigned int item = kc.Physical(group)->m_classifier_id;
+    kc.manager.m_io->FlushCache(false, nullptr);
+    ASSERT_FALSE(kc.manager.m_modified);
+    unsigned int& above = kc.Physical(topics)->m_classifier_id;
+    const unsigned int above_before = std::exchange(above, 999U);
+    zeNode* const node = kc.Physical(group);
+
+    EXPECT_QTX(kc.tree.KCE_Delete(node), AbstractHreclaim, AbstractHreclaim::kWrongKey,
+               "Missing key in index: " + object_key(999));
+
+    EXPECT_FALSE(HasItem(item));
+    EXPECT_TRUE(kc.manager.m_modified);
+    above = above_before;
+    Reopen(2);
+    EXPECT_EQ(kc.Physical(group)->m_classifier_id, 0U);
+    EXPECT_EQ(kc.manager.m_physical_tree->get_classifier(kc.Physical(group)), nullptr);
 }
 
 TEST_F(zeLogicalTreeCachedTest, LeafWithoutAParentIsInTheRecord) {

@@ -163,6 +163,29 @@ TEST_F(zeLogicalTreeMirrorTest, RemovingAChildOfADeletedNodeFromItsParentIsRefus
     EXPECT_ASSERTS(tree.RemoveFromParent(kc.Node(sport)), "loc >= 0");
 }
 
+// `sport` names the deleted node as its parent, so no list would have its own child any more.
+TEST_F(zeLogicalTreeMirrorTest, DeletionOfAChildOfADeletedNodeIsRefused) {
+    const unsigned int hockey = kc.Add(sport, "hockey");
+    Delete(kc.Physical(news));
+    kc.manager.m_modified = false;
+    {
+        const Unchanged unchanged(kc.manager);
+        EXPECT_ASSERTS(Delete(kc.Physical(sport)), "loc >= 0");
+    }
+
+    EXPECT_FALSE(kc.manager.m_modified);
+    EXPECT_THAT(kc.Node(sport).children, ElementsAre(hockey));
+    ExpectNoDanglingPointers(kc.manager);
+}
+
+TEST_F(zeLogicalTreeMirrorTest, DeletionOfANodeThatIsNotInItsParentsListIsRefused) {
+    kc.Add(sport, "hockey");
+    tree.GetNodePtr(news)->children = {desk};
+    const Unchanged unchanged(kc.manager);
+
+    EXPECT_ASSERTS(Delete(kc.Physical(sport)), "loc >= 0");
+}
+
 TEST_F(zeLogicalTreeMirrorTest, DeletedNodeIsRemovedFromItsClassifier) {
     Delete(kc.Physical(sport));
     Delete(kc.Physical(refund));

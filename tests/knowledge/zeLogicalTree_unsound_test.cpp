@@ -382,6 +382,22 @@ TEST_F(zeLogicalTreeStaleParentTest, EditOfANodeWithADeletedParentAsserts) {
     EXPECT_TRUE(HasProfile(1, child));
 }
 
+TEST_F(zeLogicalTreeUnsoundTest, DeletionBelowADeletedNodeIsRefusedBeforeItsClassifierIsDeleted) {
+    const Id group = Add(1, ZE_LEAF, "group");
+    const Id child = Add(group, ZE_STAT, "child");
+    const Id leaf = Add(child, ZE_LEAF, "leaf");
+    tree.KCE_Delete(Physical(group));
+    manager.m_modified = false;
+    const std::size_t object_count = manager.m_objects.size();
+
+    EXPECT_ASSERTS(tree.DelLogicalNode(child, true), "clafer");
+
+    EXPECT_EQ(manager.m_objects.size(), object_count);
+    EXPECT_EQ(Physical(child)->m_classifier_type, ZE_STAT);
+    EXPECT_TRUE(HasProfile(child, leaf));
+    EXPECT_FALSE(manager.m_modified);
+}
+
 // A program has linked nodes to a circle: the root lists a, a lists b, and b lists what a test
 // adds.
 class zeLogicalTreeCircleTest : public zeLogicalTreeUnsoundTest {

@@ -203,6 +203,15 @@ TEST_F(zeNodeTest, GetSubtreeKeepsPresentEntriesOfTheSet) {
     EXPECT_THAT(nodes, UnorderedElementsAre(&stranger, &a));
 }
 
+TEST_F(zeNodeTest, GetSubtreeWalksBelowPresentEntriesOfTheSet) {
+    b.add_child(&stranger);
+    Node_set nodes = {&b};
+
+    parent.get_subtree(nodes);
+
+    EXPECT_THAT(nodes, UnorderedElementsAre(&parent, &a, &b, &c, &stranger));
+}
+
 TEST_F(zeNodeTest, GetSubtreeClassifiersTestsTheClassifiersId) {
     // The classifiers of both nodes are not in memory; the nodes have only the ids of their
     // classifiers. `stranger` is below a leaf.

@@ -2,10 +2,13 @@
 // no longer be written: their file was closed, or a write has failed.
 #include "zandrel/persistence/zeIO.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -124,6 +127,21 @@ TEST_F(zeIOCacheRefusalTest, SealWithADamagedLengthPreventsAnyChange) {
                         {kc.file.path()});
         ExpectUnchanged();
     }
+}
+
+TEST_F(zeIOCacheRefusalTest, FlushWithAThresholdThatIsNotFiniteLeavesTheFileAsItWas) {
+    zeNode* const leaf = kc.desk.Node(News_desk::kShop).physical_node;
+    leaf->m_threshold = std::numeric_limits<double>::infinity();
+    kc.manager.m_modified = true;
+
+    EXPECT_QTX_ARGS(kc.manager.m_io->FlushCache(true, nullptr), zeManager, 4,
+                    "Knowledge tree is damaged", {"thresholds"});
+
+    ExpectUnchanged();
+    leaf->m_threshold = 0.5;
+    kc.manager.m_io->FlushCache(true, nullptr);
+    read_cached(kc.manager, kc.file.path(), 1);
+    EXPECT_EQ(kc.desk.Node(News_desk::kShop).physical_node->m_threshold, 0.5);
 }
 
 TEST_F(zeIOCacheRefusalTest, FlushAfterTheContentWasReleasedWritesNothing) {
@@ -279,6 +297,34 @@ TEST_F(zeIOCacheFailedWriteTest, FirstFailureIsRaisedByReadAndTheContainerIsStil
     const Trace_capture traced(zandrel::kTraceWarning);
     read_cached(manager, "fake/other", 2);
     EXPECT_NE(manager.m_io, earlier);
+}
+
+// The matcher removes the children of its node, and the leaf leaves the list of its category and
+// enters it again.
+TEST_F(zeIOCacheFailedWriteTest, FailedAddClassifierLeavesALeafAtTheEndOfItsList) {
+    zePhysicalTree& tree = *manager.m_physical_tree;
+    zeNode* const first = tree.MakeNode(term("twice"), ZE_LEAF, zeNode::Junk, 0.5);
+    zeNode* const second = tree.MakeNode(term("twice"), ZE_LEAF, 0, 0.0);
+    zeNode* const child = tree.MakeNode(term("child"), ZE_LEAF, 0, 0.0);
+    first->add_child(child);
+    FailToFlush();
+    const std::size_t object_count = manager.m_objects.size();
+
+    EXPECT_QTX_ARGS(manager.AddClassifier(first, ZE_STAT), HioErr, HioErr::kWriteFailed,
+                    "Write error in file fake/kc", {kOnFullDisk});
+
+    EXPECT_EQ(first->m_classifier_type, ZE_LEAF);
+    EXPECT_EQ(first->m_flags, zeNode::Junk);
+    EXPECT_EQ(first->m_classifier, nullptr);
+    EXPECT_EQ(first->m_classifier_id, 0U);
+    EXPECT_EQ(manager.m_objects.size(), object_count);
+    const auto& used = manager.m_io->m_cache->lru;
+    EXPECT_EQ(std::count(used.begin(), used.end(), first), 0);
+    EXPECT_THAT(tree.GetLeafNodes(term("twice")), ElementsAre(second, first));
+    EXPECT_TRUE(first->m_children.empty());
+    EXPECT_EQ(child->m_parent, nullptr);
+    const Trace_capture traced(zandrel::kTraceWarning);
+    manager.Release();
 }
 
 // A storage has a mark of its own. Only the storage of the root is marked here, by a setting.

@@ -257,6 +257,9 @@ TEST(zeIOCacheTest, UsesAreTraced) {
         ElementsAre("Adding classifier to cache: home", "Adding classifier to cache: world",
                     "Removing classifier from cache : home", "Adding classifier to cache: home",
                     "Removing classifier from cache (Writing changes): world"));
+    for (const Trace_capture::Line& line : traced.lines) {
+        EXPECT_EQ(line.level, zandrel::kTraceDebug) << line.text;
+    }
 }
 
 TEST(zeIOCacheTest, EvictedChangeIsReadAgain) {
@@ -476,6 +479,7 @@ TEST(zeIOCacheTest, NewClassifierIsInTheFileAtOnce) {
     EXPECT_THAT(std::vector(traces.end() - 2, traces.end()),
                 ElementsAre("Removing classifier from cache (Writing changes): home",
                             "New classifier added to cache: fresh"));
+    EXPECT_EQ(traced.lines.back().level, zandrel::kTraceDebug);
     const unsigned int id = made->m_classifier_id;
     EXPECT_TRUE(kc.manager.m_io->m_cache_pack->Exists(object_key(id)));
     EXPECT_TRUE(kc.manager.m_io->m_cache_pack->Exists(object_key(id - 1)));  // its model

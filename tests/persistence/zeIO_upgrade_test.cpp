@@ -314,6 +314,34 @@ TEST_F(zeIOUpgradeTest, DamagedFileIsRefusedUnchangedAndTheManagerIsEmpty) {
     }
 }
 
+// A seal is deleted before the first change. If that is not possible, nothing may be changed.
+TEST_F(zeIOUpgradeTest, DamagedSealIsRefusedUnchanged) {
+    const std::string seal = "__Seal__";
+    for (const Kc_items& content : {items, empty_kc_v1()}) {
+        V1_record_file built;
+        built.add_with_stale(content);
+        built.add(seal, "checksums");
+        const std::uint64_t place = built.index().at(seal);
+
+        file.write(built.bytes());
+        file.patch(place, "XXXX");  // no item's tag
+        std::string before = file.content();
+        zeManager kc;
+        EXPECT_QTX_ARGS(kc.Read(file.path(), nullptr, nullptr), AbstractHreclaim,
+                        AbstractHreclaim::kWrongKey, "Key points to invalid item: __Seal__",
+                        {file.path(), qtString(seal)});
+        EXPECT_TRUE(is_empty(kc));
+        EXPECT_TRUE(same_bytes(file.content(), before));
+
+        file.write(built.bytes());
+        file.patch(place + 8 + seal.size(), object_key(0x7FFFFFFF));  // its length
+        before = file.content();
+        EXPECT_QTX_ARGS(kc.Read(file.path(), nullptr, nullptr), HioErr, HioErr::kReadFailed,
+                        "Read error in file " + file.path().str(), {file.path()});
+        EXPECT_TRUE(same_bytes(file.content(), before));
+    }
+}
+
 TEST_F(zeIOUpgradeTest, MissingItemIsRefusedByItsKey) {
     items.records.erase(object_key(3));
     file.write(cached_v1(items));

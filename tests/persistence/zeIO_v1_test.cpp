@@ -16,6 +16,7 @@
 #include "tests/support/kc_v1.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/news_desk.h"
+#include "tests/support/scratch_file.h"
 
 namespace {
 
@@ -188,6 +189,17 @@ TEST_F(zeIOVersion1Test, FileOfVersionTwoIsReadAfterwards) {
     read_kc(kc, items.file());
     EXPECT_EQ(kc.m_version, 1);
     ExpectSound(kc);
+}
+
+TEST_F(zeIOVersion1Test, FailedReadLeavesTheEarlierVersion) {
+    items.records.erase(object_key(5));
+    const Scratch_file file(items.file());
+    zeManager fresh;
+
+    EXPECT_THROW(fresh.Read(file.path(), nullptr, nullptr), qtxAll);
+    EXPECT_EQ(fresh.m_version, 2);
+    EXPECT_THROW(read_kc(fresh, items.file()), qtxAll);
+    EXPECT_EQ(fresh.m_version, 2);
 }
 
 TEST_F(zeIOVersion1Test, ClassifierOfAnUnknownConceptIsRefused) {

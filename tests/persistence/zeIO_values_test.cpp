@@ -221,15 +221,30 @@ TEST_F(zeIOValuesTest, PairWeightThatIsNotFiniteIsRefused) {
     ExpectDamaged(saved_compact(manager), "weight of a pair", "2");
 }
 
-TEST_F(zeIOValuesTest, ThresholdThatIsNotFiniteIsRefused) {
-    for (const double threshold : kNoNumbers) {
-        manager.m_physical_tree->GetNode(2)->m_threshold = threshold;
-        ExpectDamaged(saved(manager), "threshold", "2");
+// The bytes of a number in a record.
+std::string bytes_of_number(double number) {
+    const auto bits = std::bit_cast<std::uint64_t>(number);
+    return object_key(static_cast<std::uint32_t>(bits >> 32U)) +
+           object_key(static_cast<std::uint32_t>(bits));
+}
 
-        manager.m_physical_tree->GetNode(2)->m_threshold = 0.0;
-        manager.m_logical_tree->nodes.at(3).threshold = threshold;
-        ExpectDamaged(saved(manager), "threshold of a logical node", "3");
-        manager.m_logical_tree->nodes.at(3).threshold = 0.0;
+// Write refuses such a threshold, so it is put into the record.
+TEST_F(zeIOValuesTest, ThresholdThatIsNotFiniteIsRefused) {
+    constexpr double kPlace = 1234.5;
+    const auto file_with = [this](double& threshold, double damage) {
+        threshold = kPlace;
+        Kc_items items(saved(manager));
+        threshold = 0.0;
+        std::string& record = items.manager();
+        record.replace(record.find(bytes_of_number(kPlace)), 8, bytes_of_number(damage));
+        return items.file();
+    };
+
+    for (const double damage : kNoNumbers) {
+        ExpectDamaged(file_with(manager.m_physical_tree->GetNode(2)->m_threshold, damage),
+                      "threshold", "2");
+        ExpectDamaged(file_with(manager.m_logical_tree->nodes.at(3).threshold, damage),
+                      "threshold of a logical node", "3");
     }
 }
 

@@ -2,6 +2,7 @@
 #include "zandrel/persistence/zeIO.h"
 
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -216,6 +217,69 @@ TEST(zeIOWriteTest, TreeThatCouldNotBeReadAgainIsRefusedBeforeTheFileIsTouched) 
     EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
                     "Knowledge tree is damaged", {"children"});
     EXPECT_EQ(file.content(), "as it was");
+}
+
+TEST(zeIOWriteTest, ThresholdThatIsNotFiniteIsRefusedBeforeTheFileIsTouched) {
+    constexpr double kAboveAll = std::numeric_limits<double>::infinity();
+    Trained_desk kc;
+    const Scratch_file file("as it was");
+    double& physical = kc.desk.Node(News_desk::kSport).physical_node->m_threshold;
+    double& logical = kc.manager.m_logical_tree->GetNodePtr(News_desk::kSport)->threshold;
+    KcIoMode copy;
+
+    for (double* const threshold : {&physical, &logical}) {
+        for (const double value :
+             {std::numeric_limits<double>::quiet_NaN(), kAboveAll, -kAboveAll}) {
+            SCOPED_TRACE(value);
+            *threshold = value;
+            EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
+                            "Knowledge tree is damaged", {"thresholds"});
+            EXPECT_QTX_ARGS(kc.manager.m_io->CopyKC(file.path(), &copy, nullptr, nullptr),
+                            zeManager, 4, "Knowledge tree is damaged", {"thresholds"});
+            *threshold = -1e308;
+        }
+    }
+    EXPECT_EQ(file.content(), "as it was");
+    zeManager loaded;
+    read_kc(loaded, saved(kc.manager));
+    EXPECT_EQ(loaded.m_logical_tree->GetNode(News_desk::kSport).threshold, -1e308);
+}
+
+// 2^24 numbers are left after the greatest id that a reader accepts.
+TEST(zeIOWriteTest, GreatestIdIsReadAgainAndAnIdAboveItIsRefusedBeforeTheFileIsTouched) {
+    constexpr unsigned int kGreatest = 0xFEFFFFFF;
+
+    const struct {
+        const char* what;
+        unsigned int& (*last_id)(zeManager& manager);
+        unsigned char type;
+    } rows[] = {
+        {"node", [](zeManager& kc) -> unsigned int& { return kc.m_physical_tree->m_last_node_id; },
+         ZE_LEAF},
+        {"logical node", [](zeManager& kc) -> unsigned int& { return kc.m_logical_tree->next_id; },
+         ZE_LEAF},
+        {"object", [](zeManager& kc) -> unsigned int& { return kc.m_last_object_id; }, ZE_RULE},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Trained_desk kc;
+        const Scratch_file file("as it was");
+        row.last_id(kc.manager) = kGreatest - 1;
+
+        kc.desk.Add(News_desk::kDesk, "last", row.type);
+
+        EXPECT_EQ(row.last_id(kc.manager), kGreatest);
+        zeManager loaded;
+        read_kc(loaded, saved(kc.manager));
+        EXPECT_EQ(row.last_id(loaded), kGreatest);
+
+        kc.desk.Add(News_desk::kDesk, "one more", row.type);
+
+        EXPECT_QTX_ARGS(kc.manager.Write(file.path(), nullptr, nullptr), zeManager, 4,
+                        "Knowledge tree is damaged", {"ids"});
+        EXPECT_EQ(file.content(), "as it was");
+    }
 }
 
 // Files of subtrees.

@@ -90,6 +90,18 @@ TYPED_TEST(HreclaimRepairTest, HolesAreSkippedInOneStep) {
     EXPECT_EQ(this->on_disk(this->new_size + 64, 8), from_hex("deaddead 00000020"));
 }
 
+TYPED_TEST(HreclaimRepairTest, HoleAtTheEndOfTheFileIsSkippedInOneStep) {
+    this->create();
+    this->file.Close();
+    std::string hole = from_hex("deaddead 00000040") + this->item("in a hole", "");
+    this->append(hole, 64);
+
+    this->repair();
+
+    hole.resize(64);
+    EXPECT_EQ(to_hex(this->on_disk(this->new_size, 64)), to_hex(hole));
+}
+
 TYPED_TEST(HreclaimRepairTest, UnknownBytesAreSkippedOneByOne) {
     struct Row {
         const char* what;
@@ -129,14 +141,18 @@ TYPED_TEST(HreclaimRepairTest, KeysOf128BytesAreKnown) {
     EXPECT_EQ(this->on_disk(this->new_size, 8), from_hex("deaddead 00000100"));
 }
 
-TYPED_TEST(HreclaimRepairTest, ItemWhoseBlockDoesNotFitIsKept) {
+// The item has 16 bytes. Its block would end one byte behind the end of the file.
+TYPED_TEST(HreclaimRepairTest, ItemIsMarkedAlthoughItsBlockDoesNotFit) {
     this->create();
     this->file.Close();
     this->append(this->item("lost", ""), 31);
+    const std::string rest = this->item("lost", "").substr(8);
 
     this->repair();
 
-    EXPECT_EQ(this->on_disk(this->new_size, 16), this->item("lost", ""));
+    EXPECT_EQ(to_hex(this->on_disk(this->new_size, 16)),
+              to_hex(from_hex("deaddead 00000020") + rest));
+    EXPECT_EQ(this->disk.content().size(), static_cast<std::size_t>(this->new_size) + 31);
 }
 
 TYPED_TEST(HreclaimRepairTest, FileTooShortForAnItemIsUnchanged) {

@@ -41,13 +41,22 @@
 //
 // Ids.
 //
-// 10. The last id of a file leaves 2^24 numbers for new nodes. [ids]
+// 10. The greatest ids of a file leave 2^24 numbers for new nodes and objects. [ids]
 //    File: a node with the id 0xffffffff. Without the check, the next node would get the id 0.
-// An edit never breaks an invariant: it links a node to one parent, and VerifyNotBelow refuses a
-// move below the node itself.
+//    Program: read a file whose greatest id is 0xfeffffff, and make a node.
+//
+// Values.
+//
+// 11. Each threshold is finite. [thresholds]
+//    File: never, since reading refuses the number itself. Program: add a node with the threshold
+//    infinity.
+//
+// An edit breaks none of 1 to 9: it links a node to one parent, and VerifyNotBelow refuses a move
+// below the node itself.
 #include "zandrel/knowledge/Tree_shape.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <iterator>
 #include <limits>
@@ -224,6 +233,24 @@ void require_root(const zeManager& manager) {
     }
 }
 
+// Checks the invariants 10 and 11 as a reader of the container's records would.
+void require_number(unsigned int id, double threshold) {
+    RequireRoomForIds(id);
+    if (!std::isfinite(threshold)) {
+        RaiseDamagedTree("thresholds");
+    }
+}
+
+void require_numbers(const zeManager& manager) {
+    RequireRoomForIds(manager.m_last_object_id);
+    for (const auto& [id, node] : manager.m_physical_tree->m_nodes) {
+        require_number(node.m_node_id, node.m_threshold);
+    }
+    for (const auto& [id, node] : manager.m_logical_tree->nodes) {
+        require_number(id, node.threshold);
+    }
+}
+
 // A placeholder is treated as missing, since no record can refer to it: in records, the id 0 means
 // no node.
 void empty_placeholders(zePhysicalTree& tree) {
@@ -362,6 +389,7 @@ void RequireTrees(const zeManager& manager) {
     require_physical_tree(*manager.m_physical_tree);
     RequireLogicalTree(*manager.m_logical_tree);
     require_root(manager);
+    require_numbers(manager);
 }
 
 std::vector<zeNode*> ChildrenAndLooseLeaves(const zeNode& node) {

@@ -12,9 +12,10 @@ struct zeNode;
 
 namespace zandrel::detail {
 
-// Checks that the links form trees, so that every walk ends. Tree_shape.cpp has the list of
-// invariants. The categories of a classifier are checked only if it is in memory; the others are
-// checked by RequireCategories when they are fetched.
+// Checks that the links form trees, so that every walk ends, and that a file with the ids and
+// thresholds could be read. Tree_shape.cpp has the list of invariants. The categories of a
+// classifier are checked only if it is in memory; the others are checked by RequireCategories when
+// they are fetched.
 // RAISES: qtX<zeManager> 4 "Knowledge tree is damaged" (argument: what is wrong).
 // COST: linear in the nodes and links.
 void RequireTrees(const zeManager& manager);

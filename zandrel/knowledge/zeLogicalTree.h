@@ -151,6 +151,9 @@ public:
     // Deletes one node and its physical node; pointers of other physical nodes and classifiers to
     // it are removed. Its children are appended to the parent's children, but their own `parent`
     // still names the deleted id. Nothing happens to an unknown node or the root.
+    // RAISES: the assertion "loc >= 0" if the node is not in its parent's children, for example
+    // since its parent was deleted in this way; nothing has changed then. In cached form the errors
+    // of fetching and writing classifiers; the node remains, without its classifier.
     void KCE_Delete(zeNode* const& node);
     // Copies the physical node's attributes.
     void KCE_ChangeAttr(zeNode*& node);

@@ -268,6 +268,8 @@ void zeLogicalTree::DelLogicalNode(unsigned int id, bool remove_concepts) {
     if (node == nullptr || node->parent == 0) {
         refuse(12, "Cannot delete top node");
     }
+    // PhysicalDelete fetches the classifier above. We look for its node before anything changes.
+    ZANDREL_ASSERT(RealParentNode(node->parent) != nullptr, "clafer");
     manager->m_modified = true;
     DeleteClassifiersBelow(*node);
     const unsigned int parent = node->parent;

@@ -1,5 +1,6 @@
 // The functions by which zeLogicalTree follows changes of the physical tree, such as categories
-// that training has added. They change only the logical tree, except for KCE_Delete.
+// that training has added. They change only the logical tree, except for KCE_Delete: it also
+// deletes the physical node with its classifier, and removes the node from other classifiers.
 #include "zandrel/knowledge/zeLogicalTree.h"
 
 #include "zandrel/classification/zeSwitcher.h"
@@ -38,13 +39,16 @@ void zeLogicalTree::KCE_Delete(zeNode* const& node) {
     if (deleted == nullptr || node == manager->m_root) {
         return;
     }
+    // The children of a node that is in no list would be lost, so we check this before any change.
+    ZANDREL_ASSERT(deleted->parent == 0 || FindChild(GetNode(deleted->parent), node) >= 0,
+                   "loc >= 0");
+    manager->m_modified = true;
     if (zeLogicalNode* const parent = Find(deleted->parent)) {
         parent->children.insert(parent->children.end(), deleted->children.begin(),
                                 deleted->children.end());
     }
     deleted->children.clear();
     RecursiveNodeDelete(*deleted, true);
-    manager->m_modified = true;
 }
 
 void zeLogicalTree::KCE_ChangeAttr(zeNode*& node) {

@@ -72,7 +72,9 @@ public:
     // Makes a classifier and sets it on the node. The node must have none.
     // In cached form it is written to the file at once.
     // RAISES: qtX<zeManager> 0 "Invalid classifier type" (argument: the type) for a type that no
-    // classifier has; in cached form the errors of writing. The node is then as before.
+    // classifier has; nothing has changed then. In cached form the errors of writing: the node
+    // again has its type and flags and no classifier, but its children were removed, and a leaf is
+    // now the last one in the list of its category.
     zeClassifier* AddClassifier(zeNode* node, unsigned int type);
     // Does what zePhysicalTree::delete_classifier does.
     void DelClassifier(zeNode* node);

@@ -168,7 +168,8 @@ void walk_subtree(const zeNode* top, hash_set<zeNode*, zePointer_hash>& seen, Ta
 }  // namespace
 
 void zeNode::get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const {
-    walk_subtree(this, nodes, [](zeNode*) {});
+    hash_set<zeNode*, zePointer_hash> seen;
+    walk_subtree(this, seen, [&nodes](zeNode* node) { nodes.insert(node); });
 }
 
 void zeNode::get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const {

@@ -68,11 +68,10 @@ struct ZANDREL_EXPORT zeNode {
     // Unlinks all children; they remain in the tree's table.
     void remove_all_children();
 
-    // Adds this node and all below it to `nodes`. Does not walk below a node that is in `nodes`
-    // already.
+    // Adds this node and all below it to `nodes`. Nodes that are in `nodes` already do not end the
+    // walk.
     void get_subtree(hash_set<zeNode*, zePointer_hash>& nodes) const;
-    // Adds those nodes of the subtree to `nodes` that have a classifier, in memory or not. Nodes
-    // that are in `nodes` already do not end the walk.
+    // Does the same for those nodes of the subtree that have a classifier, in memory or not.
     void get_subtree_classifiers(hash_set<zeNode*, zePointer_hash>& nodes) const;
 
     // Two nodes with equal identities are one result. The identity of a leaf is its concept, so two

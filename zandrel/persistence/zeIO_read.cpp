@@ -48,6 +48,28 @@ private:
     bool m_compat55;
 };
 
+// Puts the version of the manager's records back if a load fails: opening a file has set it.
+class Kept_version {
+public:
+    explicit Kept_version(zeManager& manager) : m_manager(manager), m_version(manager.m_version) {}
+
+    Kept_version(const Kept_version&) = delete;
+    Kept_version& operator=(const Kept_version&) = delete;
+
+    ~Kept_version() {
+        if (!m_is_loaded) {
+            m_manager.m_version = m_version;
+        }
+    }
+
+    void set_loaded() noexcept { m_is_loaded = true; }
+
+private:
+    zeManager& m_manager;
+    unsigned short m_version;
+    bool m_is_loaded = false;
+};
+
 bool has_statistics(const zeStat_storage::Profile& profile) {
     return !profile.m_Ps.empty() || profile.m_weight != 0.0 || profile.m_msg_weight != 0.0 ||
            std::any_of(profile.m_bins.begin(), profile.m_bins.end(),
@@ -114,9 +136,11 @@ void zeIO::LoadKC(const qtString& file, KcIoMode* mode, CTProgress* progress) {
     const qtPtrLight<zeIO> alive = m_manager->m_io;  // a failed load resets m_io
     LeaveCachedForm();
     const zandrel::detail::Open_package open(m_pack);
+    Kept_version kept(*m_manager);
     OpenRead(file, *mode);
     ZANDREL_ASSERT(m_io_mode != KcIoMode::AUTO_IO, "m_io_mode != KcIoMode::AUTO_IO");
     LoadOpened(progress);
+    kept.set_loaded();
 }
 
 void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress) {
@@ -124,11 +148,13 @@ void zeIO::LoadKC(qtPtr<qtBuffer>& buffer, KcIoMode* mode, CTProgress* progress)
     const qtPtrLight<zeIO> alive = m_manager->m_io;  // a failed load resets m_io
     LeaveCachedForm();
     const zandrel::detail::Open_package open(m_pack);
+    Kept_version kept(*m_manager);
     m_io_mode = KcIoMode::DIRECT_IO;
     mode->io_mode = KcIoMode::DIRECT_IO;
     m_pack.Open(buffer, 'r');
     IdentifyPlain(*mode);
     LoadOpened(progress);
+    kept.set_loaded();
 }
 
 // The file in cached form is closed before the manager is emptied, so that nothing is written.
@@ -157,16 +183,10 @@ void zeIO::LoadOpened(CTProgress* progress) {
 
 // Upgrades the open file by reading it, as LoadOpened reads one.
 void zeIO::UpgradeOpened(KcIoMode& mode) {
-    const unsigned short version_before = m_manager->m_version;
-    try {
-        LoadOrEmpty([this, &mode] {
-            m_read_only = false;
-            ConvertCachedKc(mode);
-        });
-    } catch (...) {
-        m_manager->m_version = version_before;
-        throw;
-    }
+    LoadOrEmpty([this, &mode] {
+        m_read_only = false;
+        ConvertCachedKc(mode);
+    });
 }
 
 unsigned int zeIO::ItemCount() const {

@@ -9,8 +9,10 @@
 //
 //   what happens                         written to the file
 //   1. the manager, R, A and B are read  -
-//      and checked; A and B are released
-//   2. the file is marked as changed     the state bit
+//      and checked; A and B are
+//      released; the place of a seal is
+//      checked
+//   2. the file is marked as changed     the state bit; a seal is deleted
 //   3. stale items become holes          a tag and a size for each
 //   4. A is read again and released      A and its model, in the new form
 //      B is read again and released      B and its model
@@ -32,6 +34,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/persistence/CachePack.h"
+#include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
 using zandrel::detail::kKcCompact;
@@ -43,6 +46,7 @@ void zeIO::ConvertCachedKc(KcIoMode& mode) {
     m_version = 1;
     m_manager->m_version = 1;
     const std::vector<zeNode*> nodes = ReadForUpgrade();
+    RequireSoundItem(zandrel::Kc_seal::kKey);
     PrepareChange();
     m_cache_pack->MarkDeleted602Records();
     for (zeNode* const node : nodes) {

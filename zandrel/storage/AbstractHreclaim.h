@@ -101,8 +101,8 @@ public:
     virtual void GetIndex(std::vector<qtString>& keys) const = 0;
     // Marks the items that the index does not name as holes in the file, for owners that upgrade a
     // file of version 1. The lists of holes, the index and the state do not change, so the space is
-    // not used again. Items with keys of more than 128 bytes, and items whose block is not
-    // completely in the file, are not marked.
+    // not used again. Items with keys of more than 128 bytes, and items that are not completely in
+    // the file, are not marked.
     // COST: reads the whole file.
     virtual void MarkDeleted602Records() = 0;
 };

@@ -713,7 +713,7 @@ std::uint64_t Hreclaim<F>::ScanBlock(std::uint64_t position, std::uint64_t end) 
 }
 
 // Reads a possible item; the stream is behind the key length. Writes a hole's tag over the item if
-// the index does not name it and its whole block is in the file. Returns the same as ScanBlock.
+// the index does not name it. Returns the same as ScanBlock.
 template <class F>
 std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_length,
                                     std::uint64_t end) {
@@ -729,13 +729,12 @@ std::uint64_t Hreclaim<F>::ScanItem(std::uint64_t position, unsigned int key_len
         return 1;
     }
     const unsigned int slot = GetSlot(total);
-    const std::uint64_t block_size = zandrel::detail::BlockSize(slot);
     const auto found = index.find(key);
     const Offset known = found == index.end() ? 0 : found->second;
-    if (known != static_cast<Offset>(position) && position + block_size <= end) {
+    if (known != static_cast<Offset>(position)) {
         MarkDeleted(slot, static_cast<Offset>(position));
     }
-    return block_size;
+    return zandrel::detail::BlockSize(slot);
 }
 
 #endif  // ZANDREL_STORAGE_HRECLAIM_INL_H_
