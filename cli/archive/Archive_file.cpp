@@ -197,9 +197,14 @@ bool is_bound(const SmlArchiveManager& summary) {
     return summary.kc_id != 0 || summary.kc_time != qtTimeDate();
 }
 
-unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number) {
-    const auto next = summary.sml_dates.lower_bound(number);
-    return next == summary.sml_dates.begin() ? 0 : std::prev(next)->first;
+bool keep_place_of_learning(SmlArchiveManager& summary) {
+    const auto next = summary.sml_dates.lower_bound(summary.last_learned_sml);
+    if (summary.sml_dates.contains(summary.last_learned_sml) || next == summary.sml_dates.begin()) {
+        return false;
+    }
+    summary.last_learned_sml = std::prev(next)->first;
+    summary.modified = true;
+    return true;
 }
 
 Archive_to_read::Archive_to_read(const std::string& name)
@@ -276,7 +281,7 @@ void Archive_to_change::close() {
     const Held_back_signals held_back;
     with_archive_errors(name(), [&] {
         m_archive.FlushArchive(true);
-        m_file->write();
+        write_to_disk();
         m_file = nullptr;
         m_archive.CloseArchive();
     });
@@ -294,9 +299,14 @@ void Archive_to_change::write() {
     const Held_back_signals held_back;
     with_archive_errors(name(), [&] {
         m_archive.FlushArchive(true);
-        m_file->write();
+        write_to_disk();
     });
     bring_changes_to_disk(m_lock);
+}
+
+// The bytes of the change are on the disk before the mark is removed.
+void Archive_to_change::write_to_disk() {
+    m_file->write([this] { bring_changes_to_disk(m_lock); });
 }
 
 void Archive_to_change::write_first(SegBuf& stored,
@@ -323,7 +333,8 @@ void Archive_to_change::take_back(const SegBuf& stored) {
 
 void Archive_to_change::write_summary(const SegBuf& summary) {
     const Held_back_signals held_back;
-    with_archive_errors(name(), [&] { m_file->write_summary(summary); });
+    with_archive_errors(
+        name(), [&] { m_file->write_summary(summary, [this] { bring_changes_to_disk(m_lock); }); });
     bring_changes_to_disk(m_lock);
 }
 
@@ -346,6 +357,8 @@ void create_archive(const New_archive& options, const Lock_wait& wait) {
         file.remake([&] {
             ::unlink(file.path().c_str());
             archive.OpenArchive(file.path(), true, !options.is_wide);
+            // As the number of the message that was learned last, 0 means that nothing was learned.
+            archive.m_manager.next_sml_id = 1;
             if (options.reserved_size) {
                 archive.SetCatReservedSize(*options.reserved_size);
             }
