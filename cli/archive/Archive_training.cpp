@@ -190,10 +190,11 @@ private:
             count = std::int64_t{summary.sml_dates.rbegin()->first} - summary.last_learned_sml;
         }
         m_summary.new_messages = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
-        m_summary.needed = std::max(manager.m_config.activate_feedback, 1U);
-        m_summary.is_due =
-            !m_options.only_if_due ||
-            (count >= std::int64_t{manager.m_config.activate_feedback} && count_to_learn() != 0);
+        // Learning refuses that there is nothing to learn. Training does not.
+        const std::uint32_t setting = manager.m_config.activate_feedback;
+        m_summary.needed = m_options.trains ? setting : std::max<std::uint32_t>(setting, 1);
+        m_summary.is_due = !m_options.only_if_due || (count >= std::int64_t{setting} &&
+                                                      (m_options.trains || count_to_learn() != 0));
         return m_summary.is_due;
     }
 

@@ -398,10 +398,12 @@ protected:
 
     void look_at_kills_of_new_numbers(std::size_t stride) {
         prepare_new_numbers(false);
-        look_at_kills_of_edit([this] { give_new_numbers(); }, stride, [this] {
-            EXPECT_EQ(ids(), m_all);
-            EXPECT_EQ(Archive_to_read(archive()).archive().m_manager.sml_dates.size(), 3U);
-        });
+        look_at_kills_of_edit(
+            [this] { give_new_numbers(); }, stride,
+            [this] {
+                EXPECT_EQ(ids(), m_all);
+                EXPECT_EQ(Archive_to_read(archive()).archive().m_manager.sml_dates.size(), 3U);
+            });
         prepare_new_numbers(true);
         look_at(images_of([this] { give_new_numbers(); }, ""), stride,
                 [this] { EXPECT_EQ(ids(), m_all); });
@@ -413,7 +415,8 @@ protected:
             [this] {
                 delete_messages(target(), {{"a5", "b0"}, false, true});
             },
-            stride, [this] {
+            stride,
+            [this] {
                 const bool is_old = ids().contains("b0");
                 EXPECT_EQ(train_from_archive(training_options(false, false)).used,
                           is_old ? 8U : 7U);
