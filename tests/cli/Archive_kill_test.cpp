@@ -114,11 +114,6 @@ TEST_F(ArchiveKillTest, DeletionOfAllLearnedMessagesKeepsTheCountOfNewOnes) {
     EXPECT_EQ(train_from_archive(training_options(false, false)).used, 1U);
 }
 
-TEST_F(ArchiveKillTest, OldestMessageThatWasLearnedIsNotLearnedAgain) {
-    delete_messages(target(), {{"a1", "a2", "a3", "a4", "a5"}, false, true});
-    EXPECT_EQ(train_from_archive(training_options(false, false)).used, 8U);
-}
-
 // The first writes are those of the new container.
 TEST_F(ArchiveKillTest, NewContainerThatCannotBeWrittenLeavesBothFilesAsTheyWere) {
     listen_to_real_writes([&](const Real_write&) { return false; });

@@ -397,6 +397,7 @@ protected:
     }
 
     void look_at_kills_of_new_numbers(std::size_t stride) {
+        const Files before = m_before;
         prepare_new_numbers(false);
         look_at_kills_of_edit(
             [this] { give_new_numbers(); }, stride,
@@ -404,6 +405,7 @@ protected:
                 EXPECT_EQ(ids(), m_all);
                 EXPECT_EQ(Archive_to_read(archive()).archive().m_manager.sml_dates.size(), 3U);
             });
+        m_before = before;
         prepare_new_numbers(true);
         look_at(images_of([this] { give_new_numbers(); }, ""), stride,
                 [this] { EXPECT_EQ(ids(), m_all); });
