@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "zandrel/archive/SmlArchiveManager.h"
@@ -286,7 +288,7 @@ void Archive_to_change::close() {
         m_archive.CloseArchive();
     });
     note_change(shown_file(name()));
-    bring_changes_to_disk(m_lock);
+    end_on_disk();
 }
 
 SegBuf Archive_to_change::stored_summary() {
@@ -301,12 +303,29 @@ void Archive_to_change::write() {
         m_archive.FlushArchive(true);
         write_to_disk();
     });
+    end_on_disk();
+}
+
+// The bytes of the change are on the disk before the mark is removed. If that fails, the change is
+// written all the same, so that the file can be used, and `end_on_disk` reports the failure.
+void Archive_to_change::bring_before_unmarking() {
+    try {
+        bring_changes_to_disk(m_lock);
+    } catch (const Output_error&) {
+        m_failure = std::current_exception();
+    }
+}
+
+// After a failure the system may report that everything is on the disk.
+void Archive_to_change::end_on_disk() {
+    if (m_failure) {
+        std::rethrow_exception(std::exchange(m_failure, nullptr));
+    }
     bring_changes_to_disk(m_lock);
 }
 
-// The bytes of the change are on the disk before the mark is removed.
 void Archive_to_change::write_to_disk() {
-    m_file->write([this] { bring_changes_to_disk(m_lock); });
+    m_file->write([this] { bring_before_unmarking(); });
 }
 
 void Archive_to_change::write_first(SegBuf& stored,
@@ -334,8 +353,8 @@ void Archive_to_change::take_back(const SegBuf& stored) {
 void Archive_to_change::write_summary(const SegBuf& summary) {
     const Held_back_signals held_back;
     with_archive_errors(
-        name(), [&] { m_file->write_summary(summary, [this] { bring_changes_to_disk(m_lock); }); });
-    bring_changes_to_disk(m_lock);
+        name(), [&] { m_file->write_summary(summary, [this] { bring_before_unmarking(); }); });
+    end_on_disk();
 }
 
 void change_copy(const std::string& name, const Lock_wait& wait,

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -148,6 +149,8 @@ public:
     void take_back(const SegBuf& stored);
 
 private:
+    void bring_before_unmarking();
+    void end_on_disk();
     void write_to_disk();
     void write_summary(const SegBuf& summary);
 
@@ -156,6 +159,7 @@ private:
     zeSmlArchive m_archive;
     Archive_writes m_writes;
     Deferred_archive* m_file = nullptr;  // BORROWS: of `m_archive`; null: closed
+    std::exception_ptr m_failure;        // of the first of two attempts to reach the disk
 };
 
 // Changes a copy of the file, which then takes its place: the change is made as a whole or not at
