@@ -205,15 +205,6 @@ void check_categories(const std::vector<std::string>& categories) {
     }
 }
 
-// Call it before a message is deleted.
-void keep_place_of_learning(zeSmlArchive& archive, unsigned int to_delete) {
-    SmlArchiveManager& summary = archive.m_manager;
-    if (to_delete == summary.last_learned_sml && to_delete != 0) {
-        summary.last_learned_sml = newest_before(summary, to_delete);
-        summary.modified = true;
-    }
-}
-
 void finish(Archive_to_change& change, Add_summary& summary) {
     summary.messages = change.archive().m_manager.sml_dates.size();
     change.close();
@@ -253,9 +244,8 @@ Add_summary add_text(const Archive_target& target, const Added_text& added) {
         if (summary.replaced == 0) {
             change.archive().AddSml(msg, added.id);
         } else {
-            const unsigned int replaced = ids.find(added.replaced_id)->second;
-            keep_place_of_learning(change.archive(), replaced);
             change.archive().AddSml(msg, added.id, added.replaced_id);
+            keep_place_of_learning(change.archive().m_manager);
         }
     });
     summary.added = 1;
@@ -300,10 +290,10 @@ std::size_t delete_messages(const Archive_target& target, const Deleted_messages
     }
     with_archive_errors(target.file, [&] {
         for (const unsigned int number : numbers) {
-            keep_place_of_learning(archive, number);
             archive.ReleaseOneSml(number);
             archive.DelSml(number);
         }
+        keep_place_of_learning(archive.m_manager);
     });
     const std::size_t left = archive.m_manager.sml_dates.size();
     change.close();

@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "zandrel/archive/SmlArchiveManager.h"
@@ -197,9 +199,14 @@ bool is_bound(const SmlArchiveManager& summary) {
     return summary.kc_id != 0 || summary.kc_time != qtTimeDate();
 }
 
-unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number) {
-    const auto next = summary.sml_dates.lower_bound(number);
-    return next == summary.sml_dates.begin() ? 0 : std::prev(next)->first;
+bool keep_place_of_learning(SmlArchiveManager& summary) {
+    const auto next = summary.sml_dates.lower_bound(summary.last_learned_sml);
+    if (summary.sml_dates.contains(summary.last_learned_sml) || next == summary.sml_dates.begin()) {
+        return false;
+    }
+    summary.last_learned_sml = std::prev(next)->first;
+    summary.modified = true;
+    return true;
 }
 
 Archive_to_read::Archive_to_read(const std::string& name)
@@ -276,12 +283,12 @@ void Archive_to_change::close() {
     const Held_back_signals held_back;
     with_archive_errors(name(), [&] {
         m_archive.FlushArchive(true);
-        m_file->write();
+        write_to_disk();
         m_file = nullptr;
         m_archive.CloseArchive();
     });
     note_change(shown_file(name()));
-    bring_changes_to_disk(m_lock);
+    end_on_disk();
 }
 
 SegBuf Archive_to_change::stored_summary() {
@@ -294,9 +301,31 @@ void Archive_to_change::write() {
     const Held_back_signals held_back;
     with_archive_errors(name(), [&] {
         m_archive.FlushArchive(true);
-        m_file->write();
+        write_to_disk();
     });
+    end_on_disk();
+}
+
+// The bytes of the change are on the disk before the mark is removed. If that fails, the change is
+// written all the same, so that the file can be used, and `end_on_disk` reports the failure.
+void Archive_to_change::bring_before_unmarking() {
+    try {
+        bring_changes_to_disk(m_lock);
+    } catch (const Output_error&) {
+        m_failure = std::current_exception();
+    }
+}
+
+// After a failure the system may report that everything is on the disk.
+void Archive_to_change::end_on_disk() {
+    if (m_failure) {
+        std::rethrow_exception(std::exchange(m_failure, nullptr));
+    }
     bring_changes_to_disk(m_lock);
+}
+
+void Archive_to_change::write_to_disk() {
+    m_file->write([this] { bring_before_unmarking(); });
 }
 
 void Archive_to_change::write_first(SegBuf& stored,
@@ -323,8 +352,9 @@ void Archive_to_change::take_back(const SegBuf& stored) {
 
 void Archive_to_change::write_summary(const SegBuf& summary) {
     const Held_back_signals held_back;
-    with_archive_errors(name(), [&] { m_file->write_summary(summary); });
-    bring_changes_to_disk(m_lock);
+    with_archive_errors(
+        name(), [&] { m_file->write_summary(summary, [this] { bring_before_unmarking(); }); });
+    end_on_disk();
 }
 
 void change_copy(const std::string& name, const Lock_wait& wait,
@@ -346,6 +376,8 @@ void create_archive(const New_archive& options, const Lock_wait& wait) {
         file.remake([&] {
             ::unlink(file.path().c_str());
             archive.OpenArchive(file.path(), true, !options.is_wide);
+            // As the number of the message that was learned last, 0 means that nothing was learned.
+            archive.m_manager.next_sml_id = 1;
             if (options.reserved_size) {
                 archive.SetCatReservedSize(*options.reserved_size);
             }

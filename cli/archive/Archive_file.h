@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -91,9 +92,11 @@ private:
 // True if the archive belongs to a container: one was trained from it.
 bool is_bound(const SmlArchiveManager& summary);
 
-// The newest message before a number; 0 if there is none. If the message that was learned last is
-// no longer in the archive, the library learns all messages again. So this one takes its place.
-unsigned int newest_before(const SmlArchiveManager& summary, unsigned int number);
+// If the message that was learned last is no longer in the archive, the library learns all messages
+// again. So the newest one before it takes its place. If there is none, nothing changes: all
+// messages of the archive are new then, and the number still says how many have arrived since.
+// Returns whether the place has changed.
+bool keep_place_of_learning(SmlArchiveManager& summary);
 
 // When the changes of an archive are written.
 enum class Archive_writes {
@@ -146,6 +149,9 @@ public:
     void take_back(const SegBuf& stored);
 
 private:
+    void bring_before_unmarking();
+    void end_on_disk();
+    void write_to_disk();
     void write_summary(const SegBuf& summary);
 
     Kc_lock m_lock;
@@ -153,6 +159,7 @@ private:
     zeSmlArchive m_archive;
     Archive_writes m_writes;
     Deferred_archive* m_file = nullptr;  // BORROWS: of `m_archive`; null: closed
+    std::exception_ptr m_failure;        // of the first of two attempts to reach the disk
 };
 
 // Changes a copy of the file, which then takes its place: the change is made as a whole or not at
@@ -170,8 +177,9 @@ struct New_archive {
     std::optional<double> age_ratio = std::nullopt;
 };
 
-// Makes an archive without messages. The file is complete before it gets its name.
-// RAISES: Usage_error for a file that exists; Output_error; what Kc_lock raises.
+// Makes an archive without messages, whose first message gets the number 1. The file is complete
+// before it gets its name. RAISES: Usage_error for a file that exists; Output_error; what Kc_lock
+// raises.
 void create_archive(const New_archive& options, const Lock_wait& wait);
 
 // The analysis for texts of an archive: the one that it keeps, or else the given one.

@@ -190,9 +190,11 @@ private:
             count = std::int64_t{summary.sml_dates.rbegin()->first} - summary.last_learned_sml;
         }
         m_summary.new_messages = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
-        m_summary.needed = manager.m_config.activate_feedback;
-        m_summary.is_due =
-            !m_options.only_if_due || count >= std::int64_t{manager.m_config.activate_feedback};
+        // Learning refuses that there is nothing to learn. Training does not.
+        const std::uint32_t setting = manager.m_config.activate_feedback;
+        m_summary.needed = m_options.trains ? setting : std::max<std::uint32_t>(setting, 1);
+        m_summary.is_due = !m_options.only_if_due || (count >= std::int64_t{setting} &&
+                                                      (m_options.trains || count_to_learn() != 0));
         return m_summary.is_due;
     }
 
@@ -383,17 +385,9 @@ private:
             }
             raise_as_archive_write_error(archive_name());
         }
-        keep_place_of_learning();
+        // The library may have deleted the message that was learned last.
+        keep_place_of_learning(archive().m_manager);
         count_used();
-    }
-
-    // The library may have deleted the message that was learned last.
-    void keep_place_of_learning() {
-        SmlArchiveManager& summary = archive().m_manager;
-        if (!summary.sml_dates.contains(summary.last_learned_sml)) {
-            summary.last_learned_sml = newest_before(summary, summary.last_learned_sml);
-            summary.modified = true;
-        }
     }
 
     void change(Text_model& model, const std::vector<Concept>& labels) {
@@ -427,7 +421,7 @@ private:
             write_kc(m_kc_lock, *manager, false, wait().progress);
         } catch (...) {
             if (!m_kc_lock.has_changed()) {
-                m_change.take_back(before);
+                take_back(before);
             }
             throw;
         }
@@ -469,7 +463,7 @@ private:
         try {
             file.take_place();
         } catch (...) {
-            end_without_place(before, file.path().empty());
+            end_without_place(before, file.has_taken_place());
             throw;
         }
         finish();
@@ -485,12 +479,22 @@ private:
         }
     }
 
-    // `is_in_place`: the new container has its name, and only the folder has not come to the disk.
-    void end_without_place(const SegBuf& before, bool is_in_place) {
-        if (is_in_place) {
+    // `has_taken_place`: only the folder has not come to the disk.
+    void end_without_place(const SegBuf& before, bool has_taken_place) {
+        if (has_taken_place) {
             m_change.close();
         } else {
+            take_back(before);
+        }
+    }
+
+    // If the old binding cannot be written, the archive has changed, and matches no container.
+    void take_back(const SegBuf& before) {
+        try {
             m_change.take_back(before);
+        } catch (...) {
+            note_change(shown_file(archive_name()));
+            throw;
         }
     }
 

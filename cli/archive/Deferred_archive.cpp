@@ -1,11 +1,18 @@
-// An example of the writes of a learning that deletes message 3, and of a kill after each of them:
+// An example of the writes of a command that replaces message 3 by message 8, and of a kill after
+// each of them:
 //
 //   1. mark the file            repaired: nothing else has changed
-//   2. delete message 3         repaired: the entry of 3 is removed from the old summary
-//   3. add the summary's copy   the same; if the copy is not whole, it is not used
-//   4. write the summary        the old summary may be half overwritten: the copy is used
-//   5. delete the copy          the summary is whole
-//   6. write the index, unmark  nothing is to be repaired
+//   2. add the summary's copy   message 8, which only the copy names, is missing: taken back
+//   3. add message 8            all new messages are there: message 3 is deleted, the copy is used
+//   4. delete message 3         the same
+//   5. write the summary        the old summary may be half overwritten: the copy is used
+//   6. delete the copy          the summary is whole
+//   7. write the index, unmark  nothing is to be repaired
+//
+// The copy has the checksum of the summary that it follows. If the summary in the file is another
+// one, it is being overwritten or is the new one, so all messages have been added and deleted. Then
+// nothing more is deleted. This matters for the bytes of an older copy, which a new item may show
+// if only its beginning was written.
 #include "cli/archive/Deferred_archive.h"
 
 #include <algorithm>
@@ -23,7 +30,7 @@ namespace cli {
 
 namespace {
 
-constexpr unsigned int kSumSize = 4;
+constexpr unsigned int kSizeOfSums = 8;
 
 template <class Take>
 void for_each_run(const SegBuf& record, unsigned int end, const Take& take) {
@@ -56,10 +63,10 @@ void copy(const SegBuf& from, SegBuf& to) {
 }
 
 // The old bytes of a block may be those of an older summary, so a half written copy may look whole.
-void copy_with_sum(const SegBuf& from, SegBuf& to) {
+void copy_with_sums(const SegBuf& from, std::uint32_t sum_before, SegBuf& to) {
     Hio<HSegment> io(new HSegment(to, 'w'));
     write(from, io);
-    io << sum_of(from, from.size);
+    io << sum_before << sum_of(from, from.size);
     io.device->Close();
 }
 
@@ -70,31 +77,40 @@ void copy_with_sum(const SegBuf& from, SegBuf& to) {
 
 }  // namespace
 
-bool load_summary_copy(AbstractHreclaim& file, SmlArchiveManager& summary) {
-    SmlArchiveManager read;
-    read.version = SmlArchiveManager::kVersion;
+std::optional<Summary_copy> load_summary_copy(AbstractHreclaim& file) {
+    Summary_copy copy;
+    copy.summary.version = SmlArchiveManager::kVersion;
     try {
         SegBuf record;
         file.GetItem(kSummaryCopyKey, record);
-        if (record.size < kSumSize) {
-            return false;
+        if (record.size < kSizeOfSums) {
+            return std::nullopt;
         }
-        const unsigned int end = record.size - kSumSize;
+        const unsigned int end = record.size - kSizeOfSums;
         Hio<HSegment> io(new HSegment(record, 'r'));
-        read.Load(io);
+        copy.summary.Load(io);
         std::uint32_t sum = 0;
         const bool has_end = static_cast<unsigned int>(io.device->Tell()) == end;
-        io >> sum;
+        io >> copy.sum_before >> sum;
         if (!has_end || sum != sum_of(record, end)) {
-            return false;
+            return std::nullopt;
         }
     } catch (const qtX<HioErr>&) {
         throw;
     } catch (const qtxAll&) {
-        return false;
+        return std::nullopt;
     }
-    summary = std::move(read);
-    return true;
+    return copy;
+}
+
+std::uint32_t sum_of_summary(AbstractHreclaim& file) {
+    const qtString key(zandrel::detail::kArchiveSummaryKey);
+    if (!file.Exists(key)) {
+        return 0;
+    }
+    SegBuf record;
+    file.GetItem(key, record);
+    return sum_of(record, record.size);
 }
 
 Deferred_archive::Deferred_archive(std::unique_ptr<AbstractHreclaim> file,
@@ -120,46 +136,70 @@ void Deferred_archive::change_file(const Work& work) {
     }
 }
 
-void Deferred_archive::write() {
+void Deferred_archive::write(const std::function<void()>& bring_to_disk) {
     if (!m_summary && m_changed.empty() && !m_is_index_old) {
         return;
     }
-    change_file([this] {
+    change_file([&] {
         m_file->MarkStale();
-        for (const auto& [key, data] : m_changed) {
-            if (data) {
-                m_file->AddItem(key, *data);
-            }
+        const bool copies_first = !overwrites_messages();
+        if (m_summary && copies_first) {
+            put_copy(*m_summary);
         }
-        for (const auto& [key, data] : m_changed) {
-            if (!data && m_file->Exists(key)) {
-                m_file->DeleteItem(key);
-            }
-        }
-        m_changed.clear();
+        write_messages();
         if (m_summary) {
+            if (!copies_first) {
+                put_copy(*m_summary);
+            }
             put_summary(*m_summary);
             m_summary.reset();
         }
+        bring_to_disk();
         m_file->WriteIndex();
         m_file->GetState(m_state);
         m_is_index_old = false;
     });
 }
 
-void Deferred_archive::write_summary(const SegBuf& summary) {
+void Deferred_archive::write_summary(const SegBuf& summary,
+                                     const std::function<void()>& bring_to_disk) {
     change_file([&] {
         m_file->MarkStale();
+        put_copy(summary);
         put_summary(summary);
+        bring_to_disk();
         m_file->WriteIndex();
         m_is_index_old = false;
     });
 }
 
-void Deferred_archive::put_summary(const SegBuf& summary) {
+bool Deferred_archive::overwrites_messages() const {
+    return std::any_of(m_changed.begin(), m_changed.end(), [this](const auto& entry) {
+        return entry.second.has_value() && m_file->Exists(entry.first);
+    });
+}
+
+void Deferred_archive::write_messages() {
+    for (const auto& [key, data] : m_changed) {
+        if (data) {
+            m_file->AddItem(key, *data);
+        }
+    }
+    for (const auto& [key, data] : m_changed) {
+        if (!data && m_file->Exists(key)) {
+            m_file->DeleteItem(key);
+        }
+    }
+    m_changed.clear();
+}
+
+void Deferred_archive::put_copy(const SegBuf& summary) {
     SegBuf copy;
-    copy_with_sum(summary, copy);
+    copy_with_sums(summary, sum_of_summary(*m_file), copy);
     m_file->AddItem(kSummaryCopyKey, copy);
+}
+
+void Deferred_archive::put_summary(const SegBuf& summary) {
     m_file->AddItem(m_summary_key, summary);
     m_file->DeleteItem(kSummaryCopyKey);
 }

@@ -2,6 +2,8 @@
 #ifndef ZANDREL_CLI_ARCHIVE_DEFERRED_ARCHIVE_H_
 #define ZANDREL_CLI_ARCHIVE_DEFERRED_ARCHIVE_H_
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,22 +15,34 @@
 
 namespace cli {
 
-// While a summary is written over the old one, its item of this key is a copy of the new summary.
-// The item is deleted before the file is closed, so only a file whose process was killed has it.
+// While an archive is changed, its item of this key is a copy of the new summary. The item is
+// deleted before the file is closed, so only a file whose process was killed has it.
 inline constexpr const char* kSummaryCopyKey = "zandrel.summary";
 
-// Reads such a copy. Returns false for one that is not complete.
-bool load_summary_copy(AbstractHreclaim& file, SmlArchiveManager& summary);
+struct Summary_copy {
+    SmlArchiveManager summary;
+    std::uint32_t sum_before = 0;  // of the summary that the file had
+};
+
+// Reads such a copy. Returns nothing for one that is not complete.
+std::optional<Summary_copy> load_summary_copy(AbstractHreclaim& file);
+
+// The checksum of the summary that the file has; 0 if there is none.
+std::uint32_t sum_of_summary(AbstractHreclaim& file);
 
 // An AbstractHreclaim between a zeSmlArchive and its file. Changes of items are kept in memory
 // until `write`, and readers see them at once. So the program chooses the moment at which the file
 // changes, for example after the new container has been written. A change that is not written
 // leaves the file as it was: the destructor writes nothing.
 //
-// `write` writes new messages first, then deletes the others, and then writes the summary and the
-// index. So a killed replacement leaves both messages or the new one. The summary is first written
-// under another key: if the process is killed while the old summary is half overwritten, the file
-// has the whole new one.
+// `write` first writes the new summary under another key. Then it adds messages, deletes messages,
+// and writes the summary and the index. If the process is killed, the copy says which messages the
+// change adds and deletes. So rebuild-index can complete the change, or take it back if not all
+// messages were added (Archive_check.h).
+//
+// Only a change that writes other data under a key of the file cannot be taken back: Renumber does
+// this if an old message has a low number. There the copy is written after the messages, so a kill
+// can leave a message under two numbers, but loses none.
 //
 // Errors: as AbstractHreclaim. After an error of a change of the file, all later changes are
 // ignored, and the file remains marked.
@@ -37,10 +51,12 @@ public:
     // `writes_messages_at_once`: only the summary is kept in memory. For many new messages.
     Deferred_archive(std::unique_ptr<AbstractHreclaim> file, bool writes_messages_at_once);
 
-    // Writes what was changed since the last call.
-    void write();
+    // Writes what was changed since the last call. `bring_to_disk` is called before the index is
+    // written and the mark is removed.
+    void write(const std::function<void()>& bring_to_disk = [] {});
     // Writes only this summary and the index, and keeps all other changes for `write`.
-    void write_summary(const SegBuf& summary);
+    void write_summary(
+        const SegBuf& summary, const std::function<void()>& bring_to_disk = [] {});
     // Forgets what was changed since the last call of `write`.
     void drop();
 
@@ -74,6 +90,9 @@ public:
 private:
     template <class Work>
     void change_file(const Work& work);
+    bool overwrites_messages() const;
+    void write_messages();
+    void put_copy(const SegBuf& summary);
     void put_summary(const SegBuf& summary);
 
     std::unique_ptr<AbstractHreclaim> m_file;

@@ -45,8 +45,9 @@ The first commands, in which train makes the container, since archive train and 
 See also: zandrel help archives, containers, data, analysis)";
 
 constexpr const char* kAddNotes =
-    R"(With --category, the last word is the text of one message. --replaces removes the message with that id
-first, so a correction by a person is one command. Without --category, the words are data files.
+    R"(With --category, the last word is the text of one message. --replaces removes the message with that id,
+so a correction by a person is one command. Both happen, or nothing does. Without --category, the words
+are data files.
 Messages of a corpus file are taken as they are; their text analysis must be the one of the archive.
 
 All data files are read before the archive changes. The messages are added in place: if the process is
@@ -137,6 +138,12 @@ constexpr const char* kDataOptions[] = {"--id-pair", "--skip-bad", "--max-line",
                                         "--format",  "--text",     "--pair",
                                         "--header",  "--label",    "--label-separator"};
 
+// An unset variable in a script gives an empty id. Without this check the message would be added
+// with an id of the archive's choice, or would replace nothing.
+std::string error_of_id(const std::string& text) {
+    return text.empty() ? "the id is empty" : "";
+}
+
 struct Add_words {
     Archive_target target;
     std::vector<std::string> words;
@@ -204,10 +211,13 @@ void add_add(CLI::App& archive) {
             ->add_option("--category", words->categories, "A category of the text; may be repeated")
             ->allow_extra_args(false)
             ->type_name("NAME");
-    command->add_option("--id", words->id, "External id of the text")->type_name("ID");
+    command->add_option("--id", words->id, "External id of the text")
+        ->check(error_of_id)
+        ->type_name("ID");
     command
         ->add_option("--replaces", words->replaced_id,
                      "External id of the message that the text replaces, if there is one")
+        ->check(error_of_id)
         ->type_name("ID");
     command
         ->add_option("--id-pair", words->files.id_pair,
@@ -249,7 +259,7 @@ void add_delete(CLI::App& archive) {
     command->callback([words] {
         const std::size_t left = delete_messages(words->target, words->deleted);
         std::cout << shown_text(words->target.file) << ": " << grouped(left)
-                  << " messages in the archive\n";
+                  << (left == 1 ? " message" : " messages") << " in the archive\n";
     });
 }
 

@@ -75,6 +75,9 @@ public:
     // bring the old one back.
     void take_place();
 
+    // Returns whether the new file has the name of the old one. `take_place` can raise after that.
+    bool has_taken_place() const { return m_path.empty(); }
+
 private:
     Replacement_file(Target_file target, const Kc_lock* lock);
 

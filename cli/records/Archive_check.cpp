@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <map>
 #include <memory>
+#include <set>
 #include <string_view>
 
 #include "zandrel/archive/SmlArchiveManager.h"
@@ -94,10 +95,19 @@ public:
         file().Open(path, false, is_read_only);
         load();
         read_messages();
+        use_copy();
+        m_right = old();
+        if (!m_problem.empty()) {
+            // The binding is lost, so no container may learn all messages again.
+            m_right.kc_time.SetNowTime();
+        }
+        note_damaged();
         compare_entries();
         compare_categories();
         compare_locks();
-        compare_ids();
+        if (m_version != kFirstVersion) {
+            compare_ids();
+        }
         compare_next();
         compare_learned();
     }
@@ -108,7 +118,7 @@ public:
             repair.remarks.push_back("the summary cannot be read: " + m_problem);
         }
         if (m_has_copy) {
-            repair.remarks.emplace_back("the summary was being written");
+            repair.remarks.emplace_back(m_copy_remark);
         }
         if (m_is_half_upgraded) {
             repair.remarks.emplace_back("the summary has the form of version 1");
@@ -126,12 +136,16 @@ public:
         m_next.report("wrong number for the next message", "", repair.remarks);
         m_learned.report("missing message that was learned last", "", repair.remarks);
         repair.has_loss = !m_problem.empty() || !m_damaged.empty();
+        m_repeated.report("id that several messages have", "ids that several messages have",
+                          repair.notes);
         return repair;
     }
 
     void write() {
-        for (const unsigned int number : m_damaged) {
-            file().DeleteItem(file().MakeStringKey(number));
+        for (const std::vector<unsigned int>* const numbers : {&m_damaged, &m_to_delete}) {
+            for (const unsigned int number : *numbers) {
+                file().DeleteItem(file().MakeStringKey(number));
+            }
         }
         if (m_has_copy) {
             file().DeleteItem(kSummaryCopyKey);
@@ -151,23 +165,64 @@ private:
     AbstractHreclaim& file() { return *m_archive.archive_file; }
 
     void load() {
-        SmlArchiveManager& summary = m_archive.m_manager;
-        m_has_copy = file().Exists(kSummaryCopyKey);
-        if (m_has_copy && load_summary_copy(file(), summary)) {
-            m_right = summary;
-            return;
-        }
-        summary = SmlArchiveManager();
+        m_has_copy = m_version != kFirstVersion && file().Exists(kSummaryCopyKey);
         m_problem = load_from_item(m_version);
         if (!m_problem.empty() && m_version > kFirstVersion &&
             load_from_item(kFirstVersion).empty()) {
             m_is_half_upgraded = true;
             m_problem.clear();
         }
-        m_right = summary;
-        if (!m_problem.empty()) {
-            // The binding is lost, so no container may learn all messages again.
-            m_right.kc_time.SetNowTime();
+    }
+
+    // See Deferred_archive.cpp for the order of writes.
+    void use_copy() {
+        const std::optional<Summary_copy> copy =
+            m_has_copy ? load_summary_copy(file()) : std::nullopt;
+        if (!copy) {
+            return;
+        }
+        const bool is_old_whole = m_problem.empty() && copy->sum_before == sum_of_summary(file());
+        const std::vector<unsigned int> added = numbers_only_in(copy->summary, old());
+        const bool has_all = std::all_of(added.begin(), added.end(), [this](unsigned int number) {
+            return m_messages.contains(number);
+        });
+        if (is_old_whole && !has_all) {
+            m_copy_remark = "the last change was not finished, so it has to be taken back";
+            leave_out(added);
+            return;
+        }
+        if (is_old_whole) {
+            m_copy_remark = "the last change was not finished, so it has to be completed";
+            leave_out(numbers_only_in(old(), copy->summary));
+        }
+        m_archive.m_manager = copy->summary;
+        m_problem.clear();
+        m_is_half_upgraded = false;
+    }
+
+    static std::vector<unsigned int> numbers_only_in(const SmlArchiveManager& summary,
+                                                     const SmlArchiveManager& other) {
+        std::vector<unsigned int> numbers;
+        for (const auto& entry : summary.sml_dates) {
+            if (!other.sml_dates.contains(entry.first)) {
+                numbers.push_back(entry.first);
+            }
+        }
+        return numbers;
+    }
+
+    // The messages that are there are to be deleted.
+    void leave_out(const std::vector<unsigned int>& numbers) {
+        for (const unsigned int number : numbers) {
+            if (m_messages.erase(number) + std::erase(m_damaged, number) != 0) {
+                m_to_delete.push_back(number);
+            }
+        }
+    }
+
+    void note_damaged() {
+        for (const unsigned int number : m_damaged) {
+            m_damaged_kind.add(std::to_string(number));
         }
     }
 
@@ -214,7 +269,6 @@ private:
                 m_messages.emplace_hint(m_messages.end(), number, std::move(message));
             } catch (const qtX<zeSmlArchive>&) {
                 m_damaged.push_back(number);
-                m_damaged_kind.add(std::to_string(number));
             }
         }
     }
@@ -345,10 +399,14 @@ private:
     // Of several messages with one id, the summary may name any.
     void compare_ids() {
         hash_map<qtString, unsigned int> ids;
+        std::set<std::string> repeated;
         for (const auto& [number, message] : m_messages) {
-            if (message.id) {
-                ids[*message.id] = number;
+            if (message.id && !ids.insert_or_assign(*message.id, number).second) {
+                repeated.insert(message.id->str());
             }
+        }
+        for (const std::string& id : repeated) {
+            m_repeated.add(shown_value(id));
         }
         std::map<std::string, unsigned int> wrong;
         for (const auto& [id, number] : old().external_ids) {
@@ -381,22 +439,22 @@ private:
     // If the message is missing, the library learns all messages again, also those before it.
     void compare_learned() {
         const unsigned int last = m_right.last_learned_sml;
-        const auto& dates = m_right.sml_dates;
-        if (!dates.contains(last) && !dates.empty() && dates.begin()->first < last) {
+        if (keep_place_of_learning(m_right)) {
             m_learned.add(std::to_string(last));
-            m_right.last_learned_sml = newest_before(m_right, last);
         }
     }
 
     unsigned int m_version = 0;
     bool m_has_copy = false;  // of the summary
+    const char* m_copy_remark = "the summary was being written";
     bool m_is_half_upgraded = false;
     zeSmlArchive m_archive;
     SmlArchiveManager m_right;
     std::string m_problem;  // of the summary
     std::map<unsigned int, Stored_message> m_messages;
     std::vector<unsigned int> m_damaged;
-    std::vector<unsigned int> m_new;  // without an entry
+    std::vector<unsigned int> m_to_delete;  // by the change that was not finished
+    std::vector<unsigned int> m_new;        // without an entry
     Kind m_damaged_kind;
     Kind m_entries;
     Kind m_messages_kind;
@@ -404,6 +462,7 @@ private:
     Kind m_reserved;
     Kind m_locks;
     Kind m_ids;
+    Kind m_repeated;
     Kind m_next;
     Kind m_learned;
 };
@@ -477,16 +536,19 @@ void check_archive_records(const Record_file& file, Record_check& check) {
     }
     errno = 0;
     try {
-        const Comparison comparison(file.path, true);
+        const Archive_repair found = Comparison(file.path, true).result();
         const std::uint64_t place = offset_of(file, zandrel::detail::kArchiveSummaryKey);
-        for (const std::string& remark : comparison.result().remarks) {
+        for (const std::string& remark : found.remarks) {
             check.add_content_problem(place, "archive: " + remark);
         }
-        if (!check.problems.empty() && !comparison.result().has_loss) {
+        for (const std::string& note : found.notes) {
+            check.notes.push_back("archive: " + note);
+        }
+        if (!check.problems.empty() && !found.has_loss) {
             check.condition = Record_condition::kRepairable;
             check.has_wrong_summary = true;
         }
-        check.has_unreadable_messages = comparison.result().has_loss;
+        check.has_unreadable_messages = found.has_loss;
     } catch (const qtxAll& error) {
         throw Input_error(file.path, errno == 0 ? error.what() : reason_of_failure());
     }

@@ -36,6 +36,7 @@ void check_archive_records(const Record_file& file, Record_check& check);
 
 struct Archive_repair {
     std::vector<std::string> remarks;  // empty: there is nothing to repair
+    std::vector<std::string> notes;    // of what is right but unusual, and stays as it is
     bool has_loss = false;             // a message or the settings of the archive are lost
 };
 
@@ -52,9 +53,10 @@ Archive_repair find_archive_damage(const std::string& name, const std::string& p
 //   settings of a new one, and the estimates of its messages.
 // - If the message that was learned last is missing, the one before it takes its place, so that no
 //   message is learned twice.
-// - If the process was killed while it wrote a summary, the copy of the new one is used
-//   (Deferred_archive). A summary of version 1 in a file of version 2 is read as such: the process
-//   that upgraded the file was killed before it wrote the new one.
+// - If the process was killed while it changed the archive, the change is completed if all its new
+//   messages are in the file, and otherwise taken back (Deferred_archive). A summary of version 1
+//   in a file of version 2 is read as such: the process that upgraded the file was killed before it
+//   wrote the new one.
 // - A summary that cannot be read loses the binding too. The archive then matches no container.
 // - Messages that cannot be read are removed.
 // RAISES: Output_error.

@@ -171,12 +171,23 @@ bool is_archive(const Record_recovery& recovery) {
            recovery.identity.id == zandrel::detail::kArchiveFileId;
 }
 
+void add_notes(const Archive_repair& found, Record_recovery& recovery) {
+    for (const std::string& note : found.notes) {
+        recovery.remarks.push_back("archive: " + note);
+    }
+}
+
 // An archive with a right index can have a wrong summary, since the summary is written after the
 // messages.
 void examine_archive(const Kc_lock& lock, Record_recovery& recovery) {
-    if (recovery.condition != File_condition::kToRebuild && is_archive(recovery) &&
-        !find_archive_damage(lock.target().name(), lock.target().path()).remarks.empty()) {
+    if (recovery.condition == File_condition::kToRebuild || !is_archive(recovery)) {
+        return;
+    }
+    const Archive_repair found = find_archive_damage(lock.target().name(), lock.target().path());
+    if (!found.remarks.empty()) {
         recovery.condition = File_condition::kToRebuild;
+    } else {
+        add_notes(found, recovery);
     }
 }
 
@@ -195,6 +206,7 @@ void repair_summary(const std::string& name, const std::string& path, Record_rec
     for (const std::string& remark : repair.remarks) {
         recovery.remarks.push_back("archive, repaired: " + remark);
     }
+    add_notes(repair, recovery);
     recovery.has_loss = recovery.has_loss || repair.has_loss;
 }
 

@@ -332,6 +332,9 @@ void print_record_check(const Record_check& check, std::ostream& out) {
     for (const Record_problem& problem : check.problems) {
         out << file << ": offset " << problem.offset << ": " << problem.text << '\n';
     }
+    for (const std::string& note : check.notes) {
+        out << file << ": " << note << '\n';
+    }
     print_unreferenced(check, file, out);
     out << file << ": " << explanation_of(check) << remark_on_sealing(check) << '\n';
 }
@@ -352,6 +355,9 @@ nlohmann::ordered_json record_check_json(const Record_check& check) {
                                             {"key", shown_key(item.key)},
                                             {"contents", item.contents}});
         }
+    }
+    if (!check.notes.empty()) {
+        json["notes"] = check.notes;
     }
     if (check.is_sealed_now) {
         json["sealed"] = *check.is_sealed_now;

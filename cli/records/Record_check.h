@@ -49,6 +49,7 @@ struct Record_check {
     bool is_corpus = false;                // the file has the id of corpora
     // Sorted by key; missing if the records of a container have not been read.
     std::optional<std::vector<Unreferenced_item>> unreferenced = {};
+    std::vector<std::string> notes = {};     // of an archive: unusual, but no problem
     std::optional<bool> is_sealed_now = {};  // missing if sealing was not asked for
 
     // Adds a problem of the contents of a container. A file that is not lost is damaged then.
@@ -70,13 +71,15 @@ struct Record_check {
 // stays there.
 Record_check check_record_file(const Record_file& file);
 
-// A line for each problem, "FILE: offset N: text", then one for each of the first ten items to
-// which no record refers and one for the number of the others, then the condition in words.
+// A line for each problem, "FILE: offset N: text", and for each note, then one for each of the
+// first ten items to which no record refers and one for the number of the others, then the
+// condition in words.
 void print_record_check(const Record_check& check, std::ostream& out);
 // An object of `file`, `condition` ("clean", "repairable", "lost", "damaged") and `problems`, a
 // list of objects of `offset` and `text`. For a container's file there is also `seal`, true or
 // false. If its records were read, there is `unreferenced`, a list of objects of `offset`, `key`
-// and `contents`. If sealing was asked for, there is `sealed`, true or false.
+// and `contents`. If there are notes, there is `notes`, a list of texts. If sealing was asked for,
+// there is `sealed`, true or false.
 nlohmann::ordered_json record_check_json(const Record_check& check);
 
 }  // namespace cli

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,17 @@ protected:
     }
 
     SmlArchiveManager& summary() { return m_archive.m_manager; }
+
+    // The summary that the copy follows is not the one of the file.
+    void add_copy(SegBuf& copy, std::uint32_t sum) {
+        constexpr std::uint32_t kSumBefore = 0;
+        copy.offset = 0;
+        Hio<HSegment> io(new HSegment(copy, 'u'));
+        io.device->SeekEnd();
+        io << kSumBefore << sum;
+        io.device->Close();
+        m_archive.archive_file->AddItem(kSummaryCopyKey, copy);
+    }
 
     Scratch_folder m_folder;
     Ticking_clock m_clock;
@@ -153,6 +165,21 @@ TEST_F(ArchiveCheckTest, IdOfTwoMessagesIsNoProblem) {
     add(m_archive, {"red"}, "b");
     write();
     EXPECT_THAT(problems(), ElementsAre());
+    const Record_check check = check_file(path().str());
+    EXPECT_EQ(check.condition, Record_condition::kClean);
+    EXPECT_THAT(check.notes, ElementsAre("archive: 1 id that several messages have: b"));
+    std::ostringstream lines;
+    print_record_check(check, lines);
+    const std::string file = path().str();
+    EXPECT_EQ(lines.str(),
+              file + ": archive: 1 id that several messages have: b\n" + file + ": clean\n");
+
+    const std::string before = m_folder.content("arc");
+    const Record_recovery recovery = rebuild_index(path().str(), {}).recovery;
+    EXPECT_EQ(recovery.condition, File_condition::kSound);
+    EXPECT_FALSE(recovery.has_loss);
+    EXPECT_THAT(recovery.remarks, ElementsAre("archive: 1 id that several messages have: b"));
+    EXPECT_EQ(m_folder.content("arc"), before);
 }
 
 TEST_F(ArchiveCheckTest, MessageThatCannotBeReadIsDamageAndIsRemoved) {
@@ -255,12 +282,7 @@ TEST_F(ArchiveCheckTest, SummaryThatIsHalfWrittenIsReplacedByItsCopyIfThatIsWhol
         zandrel::detail::Crc32c sum;
         const std::string bytes = bytes_of(copy);
         sum.Add(bytes.data(), bytes.size() - (is_whole ? 0 : 1));
-        copy.offset = 0;
-        Hio<HSegment> io(new HSegment(copy, 'u'));
-        io.device->SeekEnd();
-        io << sum.Value();
-        io.device->Close();
-        m_archive.archive_file->AddItem(kSummaryCopyKey, copy);
+        add_copy(copy, sum.Value());
         if (is_whole) {
             SegBuf half;
             m_archive.archive_file->AddItem("__MANAGER__", half);
@@ -271,6 +293,21 @@ TEST_F(ArchiveCheckTest, SummaryThatIsHalfWrittenIsReplacedByItsCopyIfThatIsWhol
         EXPECT_FALSE(m_archive.archive_file->Exists(kSummaryCopyKey));
         EXPECT_EQ(summary().cat_reserved_size, 2U);
     }
+}
+
+// A new copy that is hardly written may show the bytes of an older one.
+TEST_F(ArchiveCheckTest, CopyThatFollowsAnotherSummaryDeletesNoMessage) {
+    SegBuf copy;
+    dump(summary(), 2, copy);
+    zandrel::detail::Crc32c sum;
+    const std::string bytes = bytes_of(copy);
+    sum.Add(bytes.data(), bytes.size());
+    add(m_archive, {"red"}, "d");
+    add_copy(copy, sum.Value());
+    write();
+
+    EXPECT_FALSE(repair().has_loss);
+    EXPECT_THAT(numbers(m_archive), ElementsAre(0, 1, 2, 3));
 }
 
 TEST_F(ArchiveCheckTest, FirstMessageWithoutAnEntryGetsTheTimeOfTheNext) {
@@ -325,6 +362,23 @@ TEST_F(ArchiveCheckTest, ReadingVersion1DoesNotChangeIt) {
         EXPECT_EQ(msg.categories.size(), 2U);
     }
     EXPECT_EQ(m_folder.content("old"), before);
+}
+
+// The messages have ids, for which a summary of version 1 has no table.
+TEST_F(ArchiveCheckTest, RebuiltSummaryOfVersion1HasNoIds) {
+    make_version_1(m_archive, path());
+    EXPECT_THAT(problems(), ElementsAre());
+
+    summary().category_info[term("red")].category_counter = 7;
+    make_version_1(m_archive, path());
+    EXPECT_THAT(problems(), ElementsAre("archive: 1 category with a wrong count: red"));
+    summary().modified = false;
+    m_archive.CloseArchive();
+    rebuild_index(path().str(), {});
+    EXPECT_EQ(read_archive_header(path().str())->version, 1U);
+    EXPECT_THAT(problems(), ElementsAre());
+    m_archive.OpenArchive(path(), false, false);
+    EXPECT_EQ(category(m_archive, "red").category_counter, 3U);
 }
 
 TEST_F(ArchiveCheckTest, ChangeOfVersion1UpgradesACopyThatTakesItsPlace) {

@@ -23,6 +23,10 @@ TEST_F(ArchiveKillSlowTest, KilledReplacement) {
     look_at_kills_of_replacement(1);
 }
 
+TEST_F(ArchiveKillSlowTest, KilledChangeOfNumbers) {
+    look_at_kills_of_new_numbers(1);
+}
+
 TEST_F(ArchiveKillSlowTest, KilledDeletion) {
     look_at_kills_of_deletion(1);
 }

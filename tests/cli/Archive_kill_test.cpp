@@ -4,8 +4,12 @@
 //
 // The files are copied before and after each write, and after its first half. Each copy is what a
 // killed process would leave. Archive_kill_slow_test.cpp looks at all of them.
+#include <cstdint>
+#include <string_view>
+
 #include <gtest/gtest.h>
 
+#include "cli/model/ending_signals.h"
 #include "tests/cli/archive_kills.h"
 
 namespace cli {
@@ -26,8 +30,12 @@ TEST_F(ArchiveKillTest, KilledLearningInCachedFormLearnsNoMessageTwice) {
     look_at_kills_in_cached_form(kStride);
 }
 
-TEST_F(ArchiveKillTest, KilledReplacementKeepsTheOldMessageOrTheNewOne) {
+TEST_F(ArchiveKillTest, KilledReplacementIsDoneOrNot) {
     look_at_kills_of_replacement(kStride);
+}
+
+TEST_F(ArchiveKillTest, KilledChangeOfNumbersLosesNoMessage) {
+    look_at_kills_of_new_numbers(kStride);
 }
 
 TEST_F(ArchiveKillTest, KilledDeletionLetsTheNextLearningBeginAtTheSamePlace) {
@@ -67,6 +75,43 @@ TEST_F(ArchiveKillTest, ContainerThatIsReplacedMeanwhileGivesTheArchiveItsOldBin
     EXPECT_EQ(check_file(archive()).condition, Record_condition::kClean);
     EXPECT_EQ(ids(), m_all);
     EXPECT_EQ(try_to_learn(), Learning::kDone);
+}
+
+// As before, but now the archive cannot be written any more, so it keeps the new binding.
+TEST_F(ArchiveKillTest, BindingThatCannotBeTakenBackIsReportedAsAChange) {
+    bool is_bound = false;
+    listen_to_real_writes([&](const Real_write& write) {
+        if (!has_name(write.descriptor, "shop.arc")) {
+            return true;
+        }
+        constexpr std::uint64_t kStatePosition = 9;
+        const bool removes_mark = write.place == kStatePosition && write.bytes[0] == '\0';
+        if (write.is_done && removes_mark) {
+            is_bound = true;
+            m_folder.write("shop.kc", m_before.at("shop.kc") + "x");
+        }
+        return write.is_done || !is_bound;
+    });
+    note_change("another file");
+    EXPECT_THROW(learn(), Output_error);
+    listen_to_real_writes(nullptr);
+
+    EXPECT_TRUE(is_bound);
+    EXPECT_NE(change_message().find("shop.arc"), std::string_view::npos) << change_message();
+    m_folder.write("shop.kc", m_before.at("shop.kc"));
+    EXPECT_EQ(ids(), m_all);
+    EXPECT_EQ(try_to_learn(), Learning::kNoMatch);
+}
+
+TEST_F(ArchiveKillTest, DeletionOfAllLearnedMessagesKeepsTheCountOfNewOnes) {
+    delete_messages(target(), {{m_all.begin(), m_all.end()}, false, true});
+    add("c", 1);
+    Archive_training_options options = training_options(false, false);
+    options.only_if_due = true;
+    const Archive_training_summary summary = train_from_archive(options);
+    EXPECT_FALSE(summary.is_due);
+    EXPECT_EQ(summary.new_messages, 9U);  // numbers that were given since, also of b0 to b7
+    EXPECT_EQ(train_from_archive(training_options(false, false)).used, 1U);
 }
 
 // The first writes are those of the new container.

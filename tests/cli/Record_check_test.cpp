@@ -140,6 +140,10 @@ TEST(RecordCheckTest, JsonReportIsWritten) {
     EXPECT_EQ(record_check_json(check(Bytes::whole() + "abc")).dump(),
               R"({"file":"x.dat","condition":"repairable","problems":[{"offset":324,)"
               R"("text":"3 bytes at the end belong to nothing"}]})");
+    Record_check with_note = check(Bytes::whole());
+    with_note.notes = {"a note"};
+    EXPECT_EQ(record_check_json(with_note).dump(),
+              R"({"file":"x.dat","condition":"clean","problems":[],"notes":["a note"]})");
 }
 
 // Only damage of the magic number may raise an error. A file with a changed bit is clean exactly if

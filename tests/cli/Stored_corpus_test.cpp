@@ -291,7 +291,7 @@ TEST_F(StoredCorpusTest, ArchiveTakesEachLabelOnceAndRefusesItsOwnPair) {
     {
         Archive_to_read opened(archive);
         zeMsg msg;
-        opened.read(0, msg);
+        opened.read(1, msg);
         EXPECT_THAT(Stored_corpus::labels_of(msg), ElementsAre("a", "b"));
         EXPECT_EQ(msg.categories.size(), 2U);
         EXPECT_EQ(msg.weight, 2.5);

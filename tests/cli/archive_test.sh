@@ -67,9 +67,9 @@ expect 0 archive list small.arc --json
 [[ $(grep -c '"reserved":true' out) == 3 ]] || fail 'list: other reservations'
 expect 0 archive list small.arc
 cut -f1,3-6 out >list
-is list $'0\treserved\ta\tred,blue\tone two\n1\treserved\tb\tred\tthree\n2\treserved\tc\tred\tfour'
+is list $'1\treserved\ta\tred,blue\tone two\n2\treserved\tb\tred\tthree\n3\treserved\tc\tred\tfour'
 expect 0 archive list small.arc --category blue
-[[ $(cut -f1 out) == 0 ]] || fail 'list --category: other messages'
+[[ $(cut -f1 out) == 1 ]] || fail 'list --category: other messages'
 # A correction removes the old message, although it is reserved.
 expect 0 archive add small.arc --id d --category green --replaces b 'three'
 is out 'small.arc: 1 message added, 1 replaced, 3 in the archive'
@@ -78,7 +78,7 @@ is err 'small.arc: no message has the id "b"'
 expect 0 archive show small.arc d
 prints out 'labels              green'
 prints out 'text                three'
-expect 0 archive show small.arc --number 3 --json
+expect 0 archive show small.arc --number 4 --json
 prints out '"id":"d"'
 # The id may be the one of the message that is replaced, and the replaced message may be missing.
 expect 0 archive add small.arc --id d --category red --replaces d 'three'
@@ -94,6 +94,10 @@ is err 'zandrel: with --category, give one text'
 expect 64 archive add small.arc --category red --category red one
 is err 'zandrel: --category: "red" is given twice'
 expect 64 archive add small.arc --category '' one
+expect 64 archive add small.arc --category red --id '' one
+prints err '--id: the id is empty'
+expect 64 archive add small.arc --category red --replaces '' one
+prints err '--replaces: the id is empty'
 expect 64 archive add small.arc --category red --id-pair id one
 prints err '--category excludes --id-pair'
 expect 64 archive add small.arc --category red --format csv one
@@ -241,7 +245,7 @@ expect 0 archive create desk.arc --analysis words
 expect 0 archive add desk.arc blocked.tsv
 for verb in learn train; do
     expect 0 archive $verb desk.arc desk.kc --unmatched
-    prints err 'zandrel: the rules of the tree block 1 of 1 text from their labels, so nothing learns them; the first is desk.arc:0 with the label "returns"'
+    prints err 'zandrel: the rules of the tree block 1 of 1 text from their labels, so nothing learns them; the first is desk.arc:1 with the label "returns"'
 done
 cp shop.kc kept.kc
 expect 0 archive create labels.arc --analysis words
@@ -256,6 +260,29 @@ expect 0 archive train labels.arc shop.kc --add-categories --unmatched
 prints err 'zandrel: labels.arc: 2 labels have a single text: "Praise", "praise"'
 prints err '8 leaves of the tree have learned no text: '
 cp kept.kc shop.kc
+
+# --- what is due ---
+
+expect 0 archive create due.arc --analysis words
+head -n 3 train.tsv >three.tsv
+expect 0 archive add due.arc three.tsv
+expect 0 train due.kc first.tsv --analysis words --set ActivateFeedback=0
+expect 0 archive train due.arc due.kc
+expect 0 archive learn due.arc due.kc --if-due
+is out 'due.arc: not due: 0 of 1 new messages'
+expect 0 archive train due.arc due.kc --if-due --json
+field_is due true
+field_is needed 0
+# The first message is not learned again if the others are deleted.
+expect 0 archive delete due.arc --number 2 3 --reserved
+is out 'due.arc: 1 message in the archive'
+expect 65 archive learn due.arc due.kc
+is err 'due.arc: No new smls in archive'
+expect 0 archive delete due.arc --number 1 --reserved
+is out 'due.arc: 0 messages in the archive'
+expect 0 archive add due.arc --category praise 'nice'
+expect 0 archive learn due.arc due.kc --if-due --json
+field_is due true
 
 # --- a container is lost after the archive was written ---
 
@@ -353,10 +380,10 @@ is_unchanged shop.arc
 expect 0 dump small.arc
 prints out '  summary'
 prints out '"zandrel.analysis"  text analysis'
-prints out '  message 0'
+prints out '  message 1'
 prints out '  reserved size 1'
 expect 0 dump small.arc --json
-prints out '"contents": "message 0"'
+prints out '"contents": "message 1"'
 prints out '"archive": {'
 expect 0 check shop.arc
 expect 0 rebuild-index shop.arc
@@ -458,7 +485,7 @@ is_unchanged stored.arc
 printf 'x\ttext one\ttitle one\tkey one\n' >columns.tsv
 expect 0 corpus import columns.corpus columns.tsv --bootstrap --analysis words
 expect 0 archive add stored.arc columns.corpus
-expect 0 archive show stored.arc --number 2 --json
+expect 0 archive show stored.arc --number 3 --json
 prints out '"_SML_TEXT_TITLE":"title one"'
 
 # --- list and show as JSON ---
@@ -467,7 +494,7 @@ expect 0 archive create ids.arc --analysis words
 strange=$'a"b\\c\td\ne\x01'
 expect 0 archive add ids.arc --id "$strange" --category $'c"\t' $'a "text"\n\x02'
 expect 0 archive add ids.arc --category red 'no id'
-for arguments in 'list ids.arc' 'show ids.arc --number 0 1'; do
+for arguments in 'list ids.arc' 'show ids.arc --number 1 2'; do
     # shellcheck disable=SC2086  # The words are the arguments.
     expect 0 archive $arguments --json
     python3 - "$strange" <<'PYTHON' || fail "$command: other JSON"
