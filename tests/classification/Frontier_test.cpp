@@ -107,6 +107,25 @@ TEST_F(FrontierTest, AllAnswersAreFetchedIfTheBestHaveEqualScores) {
     EXPECT_THAT(TakeAll(), ElementsAre(Pair(older->m_node_id, 0.5), Pair(4, 0.25)));
 }
 
+TEST_F(FrontierTest, AllAnswersAreNotFetchedIfTheBestIsNotFollowed) {
+    zeNode* const a = Node("a");
+    zeNode* const b = Node("b");
+    const std::vector<std::vector<zeResult>> rows = {
+        {}, {{a, 0.0}}, {{a, 0.4375}}, {{a, 0.4375}, {b, 0.4375}}};
+    for (const std::vector<zeResult>& row : rows) {
+        zeResult_set best(0.0, -1);
+        best.results = row;
+        int asked = 0;
+        m_frontier.push_answers({m_from, 0.5}, best, 0.25, [&] {
+            ++asked;
+            return row;
+        });
+
+        EXPECT_THAT(TakeAll(), IsEmpty());
+        EXPECT_EQ(asked, 0);
+    }
+}
+
 TEST_F(FrontierTest, ProductBelowAThresholdIsDropped) {
     m_from->m_threshold = 0.25;
     Answer({{Node("a"), 0.5}, {Node("b"), 0.49}, {Node("c"), 0.9}}, 0.5, 0.125);

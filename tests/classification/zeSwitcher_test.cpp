@@ -1,6 +1,7 @@
 #include "zandrel/classification/zeSwitcher.h"
 
 #include <map>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -8,8 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/classification/MatchExp.h"
+#include "zandrel/classification/zeResult_set.h"
 #include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/storage/Hio.h"
 
 #include "tests/support/bags.h"
 #include "tests/support/expect_qtx.h"
@@ -388,6 +391,36 @@ TEST_F(zeSwitcherTest, GlobalReplaceMapsMissingNodesToNull) {
     EXPECT_EQ(switcher.m_rules.at(nullptr).text(), qtString("0.5"));
     EXPECT_THAT(mapping, UnorderedElementsAre(Pair(rules.node, nullptr), Pair(ruled, nullptr),
                                               Pair(fallback, nullptr)));
+}
+
+TEST_F(zeSwitcherTest, RuleThatLostItsChildGivesNoResult) {
+    zeNode* const kept = rules.leaf("a", "0");
+    zeNode* const fallback = rules.leaf("b", "default");
+    rules.leaf("c", "0.5");
+    std::map<zeNode*, zeNode*> mapping = {
+        {rules.node, rules.node}, {kept, kept}, {fallback, fallback}};
+    switcher.global_replace(mapping);
+    zeResult_set results(0.0, -1);
+
+    switcher.classify(msg, results, 1.0, false);
+
+    // The lost rule fires, so the default is not a result either.
+    EXPECT_TRUE(results.results.empty());
+    SegBuf buffer;
+    Hio<HSegment> io(new HSegment(buffer, 'w'));
+    EXPECT_NO_THROW(switcher.Dump(io));
+}
+
+TEST_F(zeSwitcherTest, OfSeveralRulesThatLostTheirChildrenTheNewestRemains) {
+    for (int count = 0; count < 6; ++count) {
+        rules.leaf("child " + std::to_string(count), std::to_string(count));
+    }
+    std::map<zeNode*, zeNode*> mapping = {{rules.node, rules.node}};
+
+    switcher.global_replace(mapping);
+
+    ASSERT_EQ(switcher.m_rules.size(), 1U);
+    EXPECT_EQ(switcher.m_rules.at(nullptr).text(), qtString("5"));
 }
 
 TEST_F(zeSwitcherTest, GlobalReplaceKeepsNullPointers) {

@@ -18,6 +18,7 @@
 #include "zandrel/messages/zeMemoryCorpus.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+#include "tests/support/bags.h"
 #include "tests/support/cached_container.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/kc_file.h"
@@ -264,6 +265,33 @@ TEST_P(zeWorkflowCachedTest, TrainingOnlyTheRootGivesTheRecordsOfAContainerInMem
 }
 
 INSTANTIATE_TEST_SUITE_P(Limits, zeWorkflowCachedTest, testing::Values(1U, 2U, 20U));
+
+TEST(zeWorkflowCachedLoadTest, FailureOfALoadIsPassedOnAndKeepsEarlierResults) {
+    Cached_desk kc(2);
+    const std::string key = kc.key_of(News_desk::kHome);
+    kc.manager.m_io->DeleteItem(5);  // the classifier of home
+    kc.manager.m_io->FlushCache(false, nullptr);
+    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 2.0}}).make();
+    msg->add_value("home", mlMessageConverter::kString, "yes");
+    const std::string text = "Missing key in index: " + object_key(5);
+    zeResult_set results(0.0, -1);
+
+    EXPECT_QTX_ARGS(kc.manager.GetWorkflow()->classify(*msg, results, false, false),
+                    AbstractHreclaim, AbstractHreclaim::kWrongKey, text.c_str(),
+                    {kc.file.path(), qtString(key)});
+
+    ASSERT_EQ(results.results.size(), 2U);
+    EXPECT_EQ(results.results[0].node, kc.node(News_desk::kDesk));
+    EXPECT_EQ(results.results[1].node, kc.node(News_desk::kPress));
+    EXPECT_EQ(kc.manager.m_physical_tree.use_count(), 1U);
+
+    std::vector<zeStat_matcher::Concept_score> scores;
+    EXPECT_QTX_ARGS(
+        kc.manager.GetWorkflow()->classify_concepts(*msg, {kc.node(News_desk::kSport)}, scores),
+        AbstractHreclaim, AbstractHreclaim::kWrongKey, text.c_str(),
+        {kc.file.path(), qtString(key)});
+    EXPECT_EQ(kc.manager.m_physical_tree.use_count(), 1U);
+}
 
 // The records of the statistical nodes, classifier and model together, by id of the node.
 using Models = std::map<unsigned int, std::string>;

@@ -109,6 +109,17 @@ TEST_F(zeWorkflowExplainPathsTest, ChangeOfTheBagsSizeAsserts) {
     }
 }
 
+TEST_F(zeWorkflowExplainPathsTest, BagRemovedBeforeTheNextNodeAsserts) {
+    m_rule_classifier->blocked_children.insert(m_item);
+    m_rule_classifier->on_blocked = [&] { m_msg->active_sml = 1; };
+
+    const std::vector<zeNode*> nodes = {m_item, m_item};
+    EXPECT_ASSERTS(m_manager.GetWorkflow()->classify_concepts(*m_msg, nodes, m_lines),
+                   "concept_scores[i].size() == result_concept_scores.size()");
+
+    EXPECT_EQ(Tree().use_count(), 1U);
+}
+
 TEST_F(zeWorkflowExplainPathsTest, AnotherBagOfTheSameSizeIsAccepted) {
     m_msg->smls[1] = make_bag({{"goal", 2.0}, {"team", 1.0}});
     m_rule_classifier->on_blocked = [&] { m_msg->active_sml = 1; };

@@ -112,6 +112,11 @@ TEST_F(zeLogicalTreeCachedTest, MoveToAnotherClassifierIsRefusedWithALimitOfOne)
                     "Cannot move the node down", {});
     flush(kc.manager);
     EXPECT_TRUE(same_bytes(file.content(), before));
+    // The name of the node is checked before the limit.
+    kc.tree.GetNodePtr(food)->name = term("other");
+    EXPECT_QTX_ARGS(kc.tree.VerifyMove(food, people), zeLogicalTree, 8,
+                    "Avoid node names except in 55 compatibility mode", {"other"});
+    kc.tree.GetNodePtr(food)->name = term("food");
 
     Reopen(2);
     EXPECT_QTX_ARGS(kc.tree.MoveLogicalNode(food, people), zeLogicalTree, 2,

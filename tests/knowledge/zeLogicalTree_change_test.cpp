@@ -340,6 +340,14 @@ TEST_F(zeLogicalTreeChangeTest, ChangeNodeToLeafIgnoresLeafRootAndNodeWithChildr
     tree.ChangeNodeToLeaf(kc.Node(root));
 }
 
+TEST_F(zeLogicalTreeChangeTest, ChangeNodeToLeafIgnoresRootWithoutChildren) {
+    Edited_container other;
+    const unsigned int top = other.Root(ZE_STAT);
+    const Unchanged unchanged(other.manager);
+
+    other.tree.ChangeNodeToLeaf(other.Node(top));
+}
+
 TEST_F(zeLogicalTreeChangeTest, ChangeParentToClassifierNeedsARule) {
     zeLogicalNode child;
     const Unchanged unchanged(kc.manager);

@@ -223,6 +223,26 @@ TEST_F(zeLogicalTreeIndexTest, FirstOfSeveralChildrenWithTheSameNameIsFound) {
     EXPECT_EQ(kc.Node(kc.root).children.size(), 31U);
 }
 
+TEST_F(zeLogicalTreeIndexTest, ChildOfADeletedNodeIsFoundByItsNewName) {
+    kc.manager.m_compat55 = true;
+    const unsigned int desk = kc.Add(kc.root, "desk", "", ZE_STAT);
+    const unsigned int child = kc.Add(desk, "child");
+    zeNode* physical = kc.Physical(desk);
+    kc.tree.KCE_Delete(physical);
+    EXPECT_EQ(kc.tree.FindNodeByPath("root/child").id, child);
+    zeLogicalNode renamed = kc.Copy(child);
+    renamed.name = term("renamed");
+
+    kc.tree.ChangeLogicalNode(renamed);
+
+    EXPECT_EQ(kc.tree.FindNodeByPath("root/renamed").id, child);
+    EXPECT_EQ(kc.tree.FindNodeByPath("root/child").id, 0U);
+    zeLogicalNode other = node_to_add(kc.root, "other");
+    other.name = term("renamed");
+    EXPECT_QTX(kc.tree.VerifyAdd(other), zeLogicalTree, 10,
+               "renamed : Node name already in use by a sibling node");
+}
+
 TEST_F(zeLogicalTreeIndexTest, ChildrenLinkedDirectlyAreFound) {
     ExpectLikeSearch(31);
     zeNode* const root = kc.Physical(kc.root);

@@ -256,19 +256,6 @@ TEST_F(zeLogicalTreeMoveTest, OldParentWithoutItsLastChildBecomesALeaf) {
     ExpectSound(kc.manager);
 }
 
-TEST_F(zeLogicalTreeMoveTest, RootWithoutItsLastChildStaysAClassifier) {
-    Edited_container small;
-    const unsigned int top = small.Root(ZE_RULE);
-    const unsigned int only = small.Add(top, "only", kAboveOne);
-    const unsigned int other = small.Add(top, "other", kAboveTwo);
-
-    small.tree.MoveLogicalNode(other, only);
-
-    EXPECT_EQ(small.Node(only).type, ZE_RULE);
-    EXPECT_THAT(small.Categories(top), ElementsAre(only));
-    ExpectSound(small.manager);
-}
-
 TEST_F(zeLogicalTreeMoveTest, LastChildMovesIntoThePlaceOfTheMovedOne) {
     tree.MoveLogicalNode(topics, money);
 

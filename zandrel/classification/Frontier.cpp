@@ -103,7 +103,11 @@ bool Ranked_answers::take_first(Node_score& best) {
             is_tied = false;
         }
     }
-    if (is_tied || !is_way_on(product)) {
+    if (!is_way_on(product)) {
+        m_get_all = {};  // The best answer is not followed, so no other answer is.
+        return false;
+    }
+    if (is_tied) {
         return false;
     }
     best = {m_answers[first].node, product};

@@ -104,17 +104,12 @@ void zeResult_set::eliminate_duplicated_results() {
 void zeResult_set::sort_best_first() {
     sorted = true;
     // A walk usually adds its results in this order.
-    if (std::is_sorted(results.begin(), results.end(), is_better)) {
-        if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
-            results.resize(static_cast<std::size_t>(max_results));
+    if (!std::is_sorted(results.begin(), results.end(), is_better)) {
+        if (count() < static_cast<int>(results.size())) {
+            std::partial_sort(results.begin(), results.begin() + count(), results.end(), is_better);
+        } else {
+            std::sort(results.begin(), results.end(), is_better);
         }
-        return;
     }
-    if (max_results >= 0 && results.size() > static_cast<std::size_t>(max_results)) {
-        const auto end_of_wanted = results.begin() + max_results;
-        std::partial_sort(results.begin(), end_of_wanted, results.end(), is_better);
-        results.erase(end_of_wanted, results.end());
-    } else {
-        std::sort(results.begin(), results.end(), is_better);
-    }
+    results.resize(static_cast<std::size_t>(count()));
 }

@@ -103,7 +103,7 @@ void zeSwitcher::classify(zeMsg& msg, zeResult_set& results, double node_score,
         // Compared this way round, so that a value that is not a number does not fire.
         if (use_thresholds ? value >= m_node->m_threshold : value > 0.0) {
             has_fired = true;
-            if (results.accepts(value)) {
+            if (child != nullptr && results.accepts(value)) {
                 results.add(child, value);
             }
         }
@@ -135,8 +135,8 @@ void zeSwitcher::get_all_categories(std::vector<zeNode*>& cats) {
 
 void zeSwitcher::global_replace(std::map<zeNode*, zeNode*>& replacement) {
     hash_map<zeNode*, Rule_checker, zePointer_hash> replaced(zandrel::kInitialBuckets);
-    for (const auto& [child, rule] : m_rules) {
-        replaced.insert_or_assign(replacement[child], rule);
+    for (zeNode* const child : zandrel::detail::in_id_order(m_rules)) {
+        replaced.insert_or_assign(replacement[child], m_rules.at(child));
     }
     m_rules.swap(replaced);
     if (m_node != nullptr) {

@@ -56,7 +56,8 @@ public:
     // default with 1.0 if no rule fires and the threshold of `results` is at most 1. A rule fires
     // if its value is above 0; with `use_thresholds`, if its value is at least the threshold of
     // `m_node`, whatever the score of that node. If `results` refuses the value of a rule that
-    // fires, the default is not added either.
+    // fires, the default is not added either. A rule that lost its child in `global_replace` adds
+    // nothing, and counts as fired.
     // REQUIRES: `m_node` is not null if `use_thresholds`.
     // COST: one evaluation for each rule; allocates only for the results.
     void classify(zeMsg& msg, zeResult_set& results, double node_score,
@@ -69,7 +70,8 @@ public:
     // Appends the children with rules, in no defined order, then the default.
     void get_all_categories(std::vector<zeNode*>& cats) override;
     // As zeClassifier::global_replace. Copies each rule, and a copy loses the second forms of its
-    // concepts (zeConceptInDoc::m_processed). `m_dirty` does not change.
+    // concepts (zeConceptInDoc::m_processed). `m_dirty` does not change. If several rules lose
+    // their children, the one of the child with the highest id remains, under null.
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
     // The functions for edits. A switcher derives nothing from its rules, so rebuild_table does

@@ -50,7 +50,10 @@ public:
             return path;
         }
         path.score = 1.0;
-        for (const zeSml::Concept_info& entry : m_msg.active_bag()->m_concepts) {
+        const qtPtrLight<zeSml>& bag = m_msg.active_bag();
+        // A classifier may have removed the bag when it was asked about an earlier node.
+        ZANDREL_ASSERT(!bag.IsNull(), "concept_scores[i].size() == result_concept_scores.size()");
+        for (const zeSml::Concept_info& entry : bag->m_concepts) {
             path.without.push_back({entry.m_concept, 1.0});
         }
         zeNode* child = node;

@@ -123,6 +123,10 @@ void Children_index::removed(const zeLogicalNode& parent, const zeLogicalNode& c
 }
 
 void Children_index::renamed(const zeLogicalNode& child, const Concept& old_name) {
+    if (m_nodes.count(child.parent) == 0) {
+        m_lists.clear();  // After KCE_Delete another node has the child in its list.
+        return;
+    }
     const auto list = m_lists.find(child.parent);
     if (list == m_lists.end()) {
         return;

@@ -32,7 +32,8 @@ public:
 
     // Call it after a child was removed from the list and the last child took its place.
     void removed(const zeLogicalNode& parent, const zeLogicalNode& child, std::size_t place);
-    // Call it after a child got another name.
+    // Call it after a child got another name. If its parent does not exist, any list may have the
+    // child, so all indexes are forgotten.
     void renamed(const zeLogicalNode& child, const Concept& old_name);
 
     void forget(unsigned int parent) { m_lists.erase(parent); }

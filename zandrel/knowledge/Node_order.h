@@ -20,8 +20,9 @@ zeNode* node_of(const std::pair<zeNode* const, Value>& element) noexcept {
     return element.first;
 }
 
-// Returns the nodes that are the elements or the keys of a hash table, by ascending id. The table
-// is keyed by addresses, so its own order differs from run to run, and no result may depend on it.
+// Returns the nodes that are the elements or the keys of a hash table, by ascending id. Null
+// comes first. The table is keyed by addresses, so its own order differs from run to run, and no
+// result may depend on it.
 template <class Table>
 std::vector<zeNode*> in_id_order(const Table& table) {
     std::vector<zeNode*> nodes;
@@ -30,7 +31,7 @@ std::vector<zeNode*> in_id_order(const Table& table) {
         nodes.push_back(node_of(element));
     }
     std::sort(nodes.begin(), nodes.end(), [](const zeNode* left, const zeNode* right) {
-        return left->m_node_id < right->m_node_id;
+        return right != nullptr && (left == nullptr || left->m_node_id < right->m_node_id);
     });
     return nodes;
 }

@@ -105,9 +105,13 @@ void write_node(const zeLogicalTree& tree, const zeLogicalNode& node, std::int64
 
 unsigned int Tree_text::AddLine(const qtString& line) {
     zeLogicalNode node = ReadNode(line);
+    const unsigned int parent = node.parent;
     const unsigned int id = is_accepted_default(node.rule, m_default_rule)
                                 ? AddDefault(node)
                                 : m_tree.AddLogicalNode(node);
+    while (m_way.back() != parent) {
+        m_way.pop_back();
+    }
     m_way.push_back(id);
     return id;
 }
@@ -123,9 +127,8 @@ zeLogicalNode Tree_text::ReadNode(const qtString& line) {
     if (level > m_way.size()) {
         refuse("Invalid level: ", line);
     }
-    m_way.resize(level);
     zeLogicalNode node;
-    node.parent = m_way.back();
+    node.parent = m_way[level - 1];
     node.type = read_word(kTypes, fields[kType], "Invalid type: ", line);
     node.attributes = read_word(kScores, fields[kScore], "Invalid score: ", line);
     node.name = Concept::insert(m_tree.GetString(fields[kName]));

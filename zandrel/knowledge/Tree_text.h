@@ -39,7 +39,8 @@ public:
     // that differs from the category switches the manager to 55 compatibility mode, also if the
     // line is refused later.
     // RAISES: 1 with the texts of docs/errors.md for a line that does not have the form; what
-    // zeLogicalTree::AddLogicalNode raises. No node is added then.
+    // zeLogicalTree::AddLogicalNode raises. No node is added then, and the level of the next line
+    // is compared with that of the last line that was added.
     unsigned int AddLine(const qtString& line);
 
     // Writes a node and all nodes below it. The lines of the node and its children begin with
