@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
@@ -46,6 +47,8 @@ statistical classifier.
 Both containers must have the same text analysis, and both or none must be compact. The name of the
 imported root must be free there; tree rename changes that of a node that is in the way. Settings of
 OTHER are not imported, but its classifiers keep their own. A refused import leaves KC as it was.
+In cached form all imported classifiers are in memory until the end. --cached 1 writes each one at once;
+an interrupted import is then not undone.
 
 Example:
   zandrel import shop.kc returns.kc --under root/service
@@ -68,20 +71,24 @@ void check_is_other_file(const Import_words& words) {
     }
 }
 
-// Reads the container that is imported. In cached form we read each classifier once before the
-// import, so that damage is reported with the name of this file.
+// Reads the container that is imported. We check it, and read each classifier once, before the
+// import, so that damage is reported with the name of this file. A container that is as compact is
+// in place of the target.
 qtPtrLight<zeManager> read_other(const std::string& path, CTProgress& progress) {
     qtPtrLight<zeManager> other = read_kc(path, &progress);
     if (is_cached(*other)) {
         verify_seal(path);
-        work_on_container(path, [&other] {
-            for_each_stat_classifier(*other, [](const Stat_classifier& /*classifier*/) {});
-        });
     }
     const zeNode* const root = other->m_root;
     if (root == nullptr || root->m_children.empty()) {
         throw Data_error(path, "nothing to import: its root has no children");
     }
+    work_on_container(path, [&other] {
+        zeManager target;
+        target.m_compact = other->m_compact;
+        target.m_logical_tree->VerifyImport(other.get());
+        check_classifiers(*other);
+    });
     return other;
 }
 

@@ -56,8 +56,8 @@ tree, the rules, and the selected concepts of each category with their weights. 
 no settings, and nothing to learn from: zandrel does not read it. KC stays as it is. Only a knowledge
 base is replaced, with --replace.
 
-In rules, parent_score becomes stat_matching, the older word, or 0. A rule node with the rule default
-cannot be exported, and neither can a compact container.
+In rules, parent_score becomes stat_matching, the older word, or 0. A rule node that has
+a child with the rule default cannot be exported, and neither can a compact container.
 
 The texts of a corpus file are written by zandrel corpus export.
 
@@ -346,9 +346,12 @@ void add_export(CLI::App& app) {
         ->required()
         ->check(error_of_file_name)
         ->type_name("");
-    command->add_flag("--zero-parent-score", options->zero_parent_score,
-                      "In rules, write 0 in place of parent_score and stat_matching");
-    command->add_flag("--replace", options->replaces, "Replace the knowledge base FILE");
+    command
+        ->add_flag("--zero-parent-score", options->zero_parent_score,
+                   "In rules, write 0 in place of parent_score and stat_matching")
+        ->disable_flag_override();
+    command->add_flag("--replace", options->replaces, "Replace the knowledge base FILE")
+        ->disable_flag_override();
     add_bound_option(*command, options->bound.given);
     command->footer(kExportNotes);
     command->callback([options] { export_kc(*options); });

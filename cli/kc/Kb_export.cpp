@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -20,6 +21,7 @@
 
 #include "cli/errors.h"
 #include "cli/kc/Kc_edit.h"
+#include "cli/kc/Kc_lock.h"
 #include "cli/kc/Kc_paths.h"
 #include "cli/kc/Replacement_file.h"
 #include "cli/kc/Target_file.h"
@@ -30,22 +32,27 @@ namespace cli {
 namespace {
 
 // A knowledge base begins with four letters and its version.
-bool begins_as_kb(const std::string& path) {
+// RAISES: Input_error.
+bool begins_as_kb(const Target_file& target) {
     std::array<char, sizeof BaseProfilesGroup::kMagic + 4> begin = {};
-    std::ifstream(path, std::ios::binary).read(begin.data(), begin.size());
+    errno = 0;
+    std::ifstream in(target.path(), std::ios::binary);
+    if (!in) {
+        throw Input_error(target.name(), reason_of_failure());
+    }
+    in.read(begin.data(), begin.size());
     const std::string_view magic(BaseProfilesGroup::kMagic, sizeof BaseProfilesGroup::kMagic);
     return std::string_view(begin.data(), begin.size()) ==
            std::string(magic) + std::string({0, 0, 0, BaseProfilesGroup::kVersion});
 }
 
-// RAISES: Usage_error; Data_error; what Target_file::check_replaceable raises.
-void check_target(const Kb_options& options) {
-    const Target_file target(options.kb_file);
+// RAISES: Usage_error; Data_error; Input_error; what Target_file::check_replaceable raises.
+void check_target(const Target_file& target, const Kb_options& options) {
     target.check_replaceable();
     if (!target.status()) {
         return;
     }
-    if (!begins_as_kb(target.path())) {
+    if (!begins_as_kb(target)) {
         throw Data_error(target.name(),
                          "this is no knowledge base, and export replaces no other file");
     }
@@ -105,8 +112,11 @@ Kb_summary convert(const Kb_options& options, zeManager& manager, qtBuffer& buff
 }  // namespace
 
 Kb_summary export_kb(const Kb_options& options) {
-    check_target(options);
-    Replacement_file file(options.kb_file);
+    check_target(Target_file(options.kb_file), options);
+    // From here on we would notice another file of this name, which may be the user's data.
+    const Kc_lock lock(options.kb_file, {0.0, options.progress});
+    check_target(lock.target(), options);
+    Replacement_file file(lock);
     qtBuffer buffer;
     Kb_summary summary;
     view_kc(

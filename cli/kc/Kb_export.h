@@ -26,11 +26,12 @@ struct Kb_summary {
     std::size_t bytes = 0;
 };
 
-// The file is written completely or not at all (Replacement_file).
+// The file is written completely or not at all (Replacement_file). A file that appears or changes
+// meanwhile is not replaced.
 // RAISES: Usage_error for a knowledge base that exists, without `replaces`; Data_error if kb_file
 // is another file, and for a container that has no equal in the older form: a compact one, a rule
-// node with a default category, and equal names that would come together below one node; what
-// view_kc and Replacement_file raise.
+// node with a default category, and equal names that would come together below one node;
+// Input_error for a kb_file that may not be read; what view_kc, Kc_lock and Replacement_file raise.
 Kb_summary export_kb(const Kb_options& options);
 
 }  // namespace cli

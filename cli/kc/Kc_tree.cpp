@@ -56,6 +56,8 @@ public:
     Compact_guard(const zeManager& manager, const zandrel::Tree_edit& edit)
         : m_is_allowed(zandrel::allows_edit(manager, edit)) {}
 
+    explicit Compact_guard(bool is_allowed) : m_is_allowed(is_allowed) {}
+
     // RAISES: Edit_refused.
     void check() const {
         if (!m_is_allowed) {
@@ -391,6 +393,9 @@ Import_report import_tree(zeManager& manager, zeManager& other, const std::strin
     tree.VerifyCategoryName(root, !tree.WillChangeParentToClassifier(root));
     require_free_name(tree, root);
     Compact_guard(manager, {Edit::Add, root}).check();
+    // A leaf with a rule would become a statistical node, whose only category could learn nothing.
+    const bool makes_model = tree.WillChangeParentToClassifier(root) && root.rule.empty();
+    Compact_guard(!(manager.m_compact && makes_model)).check();
     require_usual_model(manager, target);
     const unsigned int imported = tree.next_id + 1;
     tree.ImportTree(&other, target, progress);

@@ -9,6 +9,7 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/persistence/Kc_steps.h"
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
@@ -84,6 +85,12 @@ void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit)
         if (classifier.matcher() != nullptr) {
             visit({id, *classifier.matcher()});
         }
+    }
+}
+
+void check_classifiers(const zeManager& manager) {
+    for (zeNode* const node : zandrel::detail::classifier_nodes(manager.m_root)) {
+        const Short_stay classifier(manager, node);
     }
 }
 

@@ -41,6 +41,11 @@ void require_usual_model(const zeManager& manager, unsigned int parent);
 // REQUIRES: `visit` fetches no other classifier.
 void for_each_stat_classifier(const zeManager& manager, const Stat_visit& visit);
 
+// Fetches each classifier of the physical tree, one at a time as above. These are
+// the classifiers that an import moves; in a damaged file the logical tree may lack some of them.
+// RAISES: what fetching a classifier raises.
+void check_classifiers(const zeManager& manager);
+
 // Some storages, of which only one need be in memory: calls its argument with each.
 using Storages = std::function<void(const std::function<void(zeStat_storage& storage)>& visit)>;
 

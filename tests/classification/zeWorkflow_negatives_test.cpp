@@ -2,6 +2,7 @@
 // for an open way; and the interruption of a distribution.
 #include "zandrel/classification/zeWorkflow.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -183,6 +184,46 @@ TEST_F(zeWorkflowNegativesTest, RuleNodesAreProcessedInTheOrderOfTheirIds) {
     Distribute();
 
     EXPECT_EQ(went_down, rules);
+}
+
+// Each rule node has a child that is a rule node with one closed leaf, and the next one. For one
+// message each rule is asked once on the way up, and at most twice on the way down: by the look
+// ahead and by the step. Without its notes a look ahead would ask 40 * 41 * 42 / 6 times.
+TEST_F(zeWorkflowNegativesTest, NestedRuleNodesAreAskedAtMostThreeTimesPerMessage) {
+    constexpr int kLevels = 40;
+    std::vector<zeNode*> rules = {m_root};
+    for (int i = 0; i < kLevels; ++i) {
+        rules.push_back(m_tree.Rule(rules.back(), "rule" + std::to_string(i)));
+        zeNode* const closed = m_tree.Rule(rules.back(), "closed" + std::to_string(i));
+        m_tree.Block(closed, m_tree.Leaf(closed, "end" + std::to_string(i), 1.0));
+    }
+    Add({m_tree.Leaf(rules.back(), "leaf", 1.0)});
+
+    Distribute();
+
+    EXPECT_EQ(m_distribution.count(m_hall), 1U);
+    for (zeNode* const rule : rules) {
+        for (zeNode* const child : rule->m_children) {
+            const std::vector<zeNode*>& asked = m_tree.Classifier(rule).asked_children;
+            EXPECT_LE(std::count(asked.begin(), asked.end(), child), 3);
+        }
+    }
+}
+
+// The notes of the first message say that `deep` is open.
+TEST_F(zeWorkflowNegativesTest, AnswersForTheMessageBeforeAreForgotten) {
+    Add({m_sport});
+    Add({m_sport});
+    m_tree.Classifier(m_root).on_blocked = [this] {
+        if (m_distribution.count(m_hall) != 0) {
+            m_tree.Classifier(m_deep).blocked_children = {m_hall, m_other};
+        }
+    };
+
+    Distribute();
+
+    EXPECT_EQ(listing_of(m_distribution.at(m_hall)), (std::vector<Routed>{{0, {}}}));
+    EXPECT_EQ(listing_of(m_distribution.at(m_shop)), (std::vector<Routed>{{0, {}}, {1, {}}}));
 }
 
 // The test for an open way.

@@ -79,6 +79,15 @@ expect 64 export flat.kc new.kb --cached 5
 prints err 'flat.kc'
 no_files_left
 
+# Another process writes a file of this name: it is not replaced.
+(
+    flock 9 || fail 'no lock'
+    expect 74 export flat.kc taken.kb 9>&-
+    prints err 'cannot write taken.kb: '
+    [[ ! -e taken.kb ]] || fail "$command: made a file"
+    ((failures == 0))
+) 9>.taken.kb.lock || failures=$((failures + 1))
+
 # A damaged container leaves the old knowledge base.
 sum=$(md5sum <flat.kb)
 head -c 2000 flat.kc >cut.kc

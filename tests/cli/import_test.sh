@@ -119,6 +119,10 @@ refuses 65 desk.kc 'desk.kc: Cannot merge a compact container with a full one' s
 expect 0 convert desk.kc small_desk.kc --plain --compact
 refuses 65 small_desk.kc 'small_desk.kc: Cannot merge a compact container with a full one' garden.kc --under desk
 refuses 65 small_desk.kc 'small_desk.kc: the container is compact: without the statistics of training no category of a statistical classifier can come or go' small.kc --under desk/shop
+# A leaf with a rule would become a statistical node that can learn nothing.
+expect 0 tree add small_desk.kc desk/ruled --rule 1
+refuses 65 small_desk.kc 'small_desk.kc: the container is compact: without the statistics of training no category of a statistical classifier can come or go' small.kc --under desk/ruled
+expect 0 tree delete small_desk.kc desk/ruled
 expect 0 import small_desk.kc small.kc --under desk
 scores small_desk.kc >merged.scores
 cmp -s garden.scores merged.scores || fail "$command: other scores"

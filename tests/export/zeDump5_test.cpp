@@ -240,6 +240,7 @@ TEST(zeDump5Test, NormalisedWeightsAreThoseWorkedOutByHand) {
 TEST(zeDump5Test, ConvertProfileCopiesTheLikelihoodTableAndReplacesAll) {
     Example_source source;
     zeStat_storage& storage = *source.matcher(source.mail).m_storage;
+    storage.set_use_train_likelihood(true);
     storage.profile(1).m_likelihood[3] = 0.75;
     storage.profile(1).m_M = 0.5;
     storage.profile(1).m_weights = {{term("b"), 1.0F}, {term("a"), -1.0F}, {term("\xFF"), 2.0F}};
@@ -254,6 +255,11 @@ TEST(zeDump5Test, ConvertProfileCopiesTheLikelihoodTableAndReplacesAll) {
               (std::vector<Profile::Weight>{{"a", -1.0F}, {"b", 1.0F}, {"\xFF", 2.0F}}));
     EXPECT_EQ(profile.likelihood[2], 0.0);
     EXPECT_EQ(profile.likelihood[3], 0.75);
+
+    // A model whose tables are switched off has them in memory, but a file does not.
+    storage.set_use_train_likelihood(false);
+    zeDump5::convert_profile(storage, 1, profile);
+    EXPECT_EQ(profile.likelihood[3], 0.0);
 }
 
 TEST(zeDump5Test, CategoryWithoutMessagesHasAProfileWithoutConcepts) {

@@ -124,8 +124,8 @@ public:
     // way up does not lead to this workflow's root, unless `ignore_invalid`; 2 "Process
     // interrupted", asked for at each label and at each rule node that passes a message down; what
     // the corpus raises. `distribution` is then incomplete and must not be used.
-    // COST: for each label its depth, and for each rule node on the way, with `full_propogation`,
-    // up to the nodes below it times their depth; each step fetches the message.
+    // COST: for each label its depth, and for each message, with `full_propogation`, up to the
+    // nodes below the rule nodes on the way; each step fetches the message.
     void distribute_corpus(Distribution& distribution, zeCorpus_view& view, bool ignore_invalid);
 
     // The steps of a distribution. `index`: a position in the view.

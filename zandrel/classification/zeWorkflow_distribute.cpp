@@ -33,6 +33,12 @@
 // Message 3 has two ways, so the root gets it once with two labels. Training then gives the
 // messages 0, 1 and 3 to the classifiers of the root and of work, and message 1 to the classifier
 // of private.
+//
+// Cost. The way up from a label may lead over many nested rule nodes. Each of them would pass the
+// message down through all rule nodes below it, and each step down would look ahead to the leaves:
+// the third power of the depth. The rules give one message the same answer each time. So, for each
+// message, `Ways_down` notes the rule nodes that have passed it down, and the answers of the look
+// ahead. Each rule is then asked at most twice on the way down.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cstddef>
@@ -92,6 +98,103 @@ bool is_open(zePhysicalTree& tree, zeNode* node, zeNode* child, const zeCorpus_v
     return !msg.IsNull() && !tree.is_cat_blocked(node, child, *msg);
 }
 
+// The ways of one message down the tree.
+class Ways_down {
+public:
+    explicit Ways_down(qtPtrLight<zePhysicalTree> tree) : m_tree(std::move(tree)) {}
+
+    // Forgets the message.
+    void clear() {
+        m_answers.clear();
+        m_passed.clear();
+    }
+
+    // Returns false if the node has passed the message down before. A second time would add
+    // nothing.
+    bool note_passed(const zeNode* node) { return m_passed.insert(node).second; }
+
+    // As zeWorkflow::is_cat_blocked. The nodes of `m_begun` are a way down of which each step is
+    // open. If it reaches a node without children, all its steps lead to one.
+    bool is_blocked(const Edge& edge, zeMsg& msg) {
+        m_begun.clear();
+        bool is_open = enter(edge, msg);
+        while (!is_open && !m_begun.empty()) {
+            Begun& last = m_begun.back();
+            const std::vector<zeNode*>& children = last.edge.child->m_children;
+            if (last.next == children.size()) {
+                m_answers[last.edge.child] = {last.edge.parent, false};
+                m_begun.pop_back();
+            } else {
+                is_open = enter({last.edge.child, children[last.next++]}, msg);
+            }
+        }
+        if (is_open) {
+            for (const Begun& step : m_begun) {
+                m_answers[step.edge.child] = {step.edge.parent, true};
+            }
+        }
+        return !is_open;
+    }
+
+private:
+    // A step into a node, and the next child to try there.
+    struct Begun {
+        Edge edge;
+        std::size_t next = 0;
+    };
+
+    struct Answer {
+        const zeNode* parent = nullptr;  // from which the node was entered
+        bool is_open = false;
+    };
+
+    // Returns whether the step is known to lead to a node without children. If only the children
+    // can decide that, they are the next ones to try.
+    bool enter(const Edge& edge, zeMsg& msg) {
+        const bool is_end = edge.child->m_children.empty();
+        const auto answer = is_end ? m_answers.end() : m_answers.find(edge.child);
+        if (answer != m_answers.end() && answer->second.parent == edge.parent) {
+            return answer->second.is_open;
+        }
+        if (m_tree->is_cat_blocked(edge.parent, edge.child, msg)) {
+            if (!is_end) {
+                m_answers[edge.child] = {edge.parent, false};
+            }
+            return false;
+        }
+        if (!is_end) {
+            m_begun.push_back({edge});
+        }
+        return is_end;
+    }
+
+    qtPtrLight<zePhysicalTree> m_tree;
+    std::vector<Begun> m_begun;
+    hash_map<const zeNode*, Answer, zePointer_hash> m_answers;  // by the child of the step
+    hash_set<const zeNode*, zePointer_hash> m_passed;
+};
+
+// Passes the message down from one rule node. `ways`: of this message.
+void pass_down(zeWorkflow& workflow, zeNode* node, zeWorkflow::Distribution& distribution,
+               zeCorpus_view& view, int index, Ways_down& ways) {
+    Edges edges;
+    if (ways.note_passed(node)) {
+        push_children(edges, node);
+    }
+    while (!edges.empty()) {
+        const Edge step = pop(edges);
+        const qtPtrLight<zeMsg> msg = fetch(view, index);
+        if (msg.IsNull() || ways.is_blocked(step, *msg)) {
+            continue;
+        }
+        if (step.child->m_classifier_type == ZE_STAT) {
+            workflow.add_msg2distribution_map(distribution, step.child, view, index);
+        } else if (step.child->m_classifier_type == ZE_RULE && ways.note_passed(step.child)) {
+            push_children(edges, step.child);
+        }
+    }
+}
+
 void refuse_node(const qtString& text, const zeNode& node, int msg_no, bool ignore_invalid) {
     tracef(s_trace_file, zandrel::kTraceWarning, "%s", text.c_str());
     if (!ignore_invalid) {
@@ -103,13 +206,14 @@ void refuse_node(const qtString& text, const zeNode& node, int msg_no, bool igno
 
 void zeWorkflow::distribute_corpus(Distribution& distribution, zeCorpus_view& view,
                                    bool ignore_invalid) {
-    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Ways_down ways(m_manager->m_physical_tree);
     Node_set negatives(zandrel::kInitialBuckets);
     const auto msg_count = static_cast<int>(view.msgs.size());
     tracef(s_trace_file, zandrel::kTraceDebug, "Starting distribution of a corpus (%d msgs)",
            msg_count);
     for (int index = 0; index < msg_count; ++index) {
         negatives.clear();
+        ways.clear();
         if (!distribute_to_ancestors(distribution, view, index, negatives, ignore_invalid)) {
             tracef(s_trace_file, zandrel::kTraceWarning,
                    "All the matching paths to the categories of message no. %d are blocked", index);
@@ -117,7 +221,7 @@ void zeWorkflow::distribute_corpus(Distribution& distribution, zeCorpus_view& vi
         }
         for (zeNode* const node : zandrel::detail::in_id_order(negatives)) {
             m_manager->check_interrupt();
-            distribute_negative_msg2children(node, distribution, view, index);
+            pass_down(*this, node, distribution, view, index, ways);
         }
     }
     trace(s_trace_file, zandrel::kTraceDebug, "Distribution finished");
@@ -182,20 +286,8 @@ bool zeWorkflow::distribute_positive_msg2ancestors(zeNode* node, zeNode* child,
 
 void zeWorkflow::distribute_negative_msg2children(zeNode* node, Distribution& distribution,
                                                   zeCorpus_view& view, int index) {
-    Edges edges;
-    push_children(edges, node);
-    while (!edges.empty()) {
-        const Edge step = pop(edges);
-        const qtPtrLight<zeMsg> msg = fetch(view, index);
-        if (msg.IsNull() || is_cat_blocked(step.parent, step.child, *msg)) {
-            continue;
-        }
-        if (step.child->m_classifier_type == ZE_STAT) {
-            add_msg2distribution_map(distribution, step.child, view, index);
-        } else if (step.child->m_classifier_type == ZE_RULE) {
-            push_children(edges, step.child);
-        }
-    }
+    Ways_down ways(m_manager->m_physical_tree);
+    pass_down(*this, node, distribution, view, index, ways);
 }
 
 zeCorpus_view& zeWorkflow::add_msg2distribution_map(Distribution& distribution, zeNode* node,
@@ -210,19 +302,7 @@ zeCorpus_view& zeWorkflow::add_msg2distribution_map(Distribution& distribution, 
 }
 
 bool zeWorkflow::is_cat_blocked(zeNode* parent, zeNode* child, zeMsg& msg) {
-    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Edges edges = {{parent, child}};
-    while (!edges.empty()) {
-        const Edge step = pop(edges);
-        if (tree->is_cat_blocked(step.parent, step.child, msg)) {
-            continue;
-        }
-        if (step.child->m_children.empty()) {
-            return false;
-        }
-        push_children(edges, step.child);
-    }
-    return true;
+    return Ways_down(m_manager->m_physical_tree).is_blocked({parent, child}, msg);
 }
 
 void zeWorkflow::report_invalid_node(zeNode* node, int msg_no, bool ignore_invalid) {

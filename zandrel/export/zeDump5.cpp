@@ -105,13 +105,12 @@ void zeDump5::ConvertToKB() {
     if (m_manager->m_compact) {
         throw qtX<zeDump5>(2, "Operation cannot be performed on compact KB");
     }
-    m_group.maping.Restart(name_of(m_manager->m_root));
-    zeClassifier* const root = m_manager->GetRootClassifier();
-    if (root == nullptr) {
-        return;
-    }
     try {
-        DumpClassifier(root, &m_group.maping.root());
+        m_group.maping.Restart(name_of(m_manager->m_root));
+        zeClassifier* const root = m_manager->GetRootClassifier();
+        if (root != nullptr) {
+            DumpClassifier(root, &m_group.maping.root());
+        }
     } catch (...) {
         m_group.Clear();
         throw;
@@ -231,7 +230,11 @@ void zeDump5::convert_profile(zeStat_storage& storage, int iprofile, Profile& co
               [](const Profile::Weight& left, const Profile::Weight& right) {
                   return left.text < right.text;
               });
-    converted.likelihood = profile.m_likelihood;
+    // A model keeps its tables when they are switched off, but its record does not have them.
+    converted.likelihood.fill(0.0);
+    if (storage.m_use_train_likelihood) {
+        converted.likelihood = profile.m_likelihood;
+    }
 }
 
 qtString zeDump5::ConvertStr(const qtString& text, const qtString& from, const qtString& to) {

@@ -10,7 +10,7 @@
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hio.h"
 
-// A list of profiles without an order among categories of different parents.
+// The profiles of all categories, in the order in which they were added.
 // Format: docs/formats/knowledge_base.md
 class ZANDREL_EXPORT BaseProfilesGroup {
 public:
