@@ -99,7 +99,7 @@ void show(const Corpus_words& words) {
 
 // RAISES: Usage_error if the output is the corpus; what write_text and export_texts raise.
 void write_lines(const Corpus_words& words) {
-    if (is_same_file(words.file, words.output_file)) {
+    if (lead_to_same_file(words.file, words.output_file)) {
         throw Usage_error("-o: " + shown_file(words.output_file) + " is the corpus");
     }
     const Stored_corpus corpus(words.file, 0);

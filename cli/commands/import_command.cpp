@@ -60,7 +60,7 @@ struct Import_words {
 };
 
 void check_is_other_file(const Import_words& words) {
-    if (is_same_file(words.file, words.other_file)) {
+    if (lead_to_same_file(words.file, words.other_file)) {
         throw Usage_error(shown_file(words.other_file) +
                           " is the container itself; import needs another one");
     }

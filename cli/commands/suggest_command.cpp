@@ -50,7 +50,7 @@ struct Suggest_words {
 };
 
 bool is_output(const Suggest_words& words, const std::string& file) {
-    return is_same_file(words.output_file, file);
+    return lead_to_same_file(words.output_file, file);
 }
 
 // RAISES: what check_text_output raises; Usage_error.

@@ -33,7 +33,7 @@ using zandrel::detail::Progress;
 void check_data_files(const Import_options& options) {
     check_read_once(options.data_files);
     for (const std::string& path : options.data_files) {
-        if (!is_standard_input(path) && is_same_file(options.corpus_file, path)) {
+        if (!is_standard_input(path) && lead_to_same_file(options.corpus_file, path)) {
             throw Usage_error(shown_file(path) + " is the corpus itself, and no data file");
         }
         check_is_data_file(path);

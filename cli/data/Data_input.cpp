@@ -21,7 +21,7 @@ std::string input_name(const std::string& file) {
     return is_standard_input(file) ? "<stdin>" : file;
 }
 
-bool is_same_file(const std::string& left, const std::string& right) {
+bool lead_to_same_file(const std::string& left, const std::string& right) {
     std::error_code ignored;  // a file may not exist
     return std::filesystem::equivalent(left, right, ignored);
 }

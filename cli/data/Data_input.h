@@ -19,7 +19,7 @@ bool is_standard_input(const std::string& file);
 std::string input_name(const std::string& file);
 
 // Returns whether both names lead to the same file. False if one of the files does not exist.
-bool is_same_file(const std::string& left, const std::string& right);
+bool lead_to_same_file(const std::string& left, const std::string& right);
 
 class Data_input {
 public:

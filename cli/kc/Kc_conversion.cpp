@@ -31,7 +31,7 @@ namespace cli {
 namespace {
 
 void check_names(const Conversion_options& options) {
-    if (is_same_file(options.kc_file, options.new_file)) {
+    if (lead_to_same_file(options.kc_file, options.new_file)) {
         throw Usage_error(shown_file(options.new_file) +
                           " is the container itself; convert writes another file");
     }

@@ -75,7 +75,7 @@ struct Data_file {
 void check_data_files(const std::string& kc_file, const std::vector<std::string>& data_files) {
     check_read_once(data_files);
     for (const std::string& data_file : data_files) {
-        if (!is_standard_input(data_file) && is_same_file(kc_file, data_file)) {
+        if (!is_standard_input(data_file) && lead_to_same_file(kc_file, data_file)) {
             throw Usage_error(shown_file(data_file) +
                               " is the knowledge container, and no data file");
         }
