@@ -1,7 +1,6 @@
 // The options of the commands below corpus. The work is in cli/corpus.
 #include "cli/commands/corpus_commands.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -15,6 +14,7 @@
 #include "cli/corpus/Corpus_export.h"
 #include "cli/corpus/Corpus_import.h"
 #include "cli/corpus/Corpus_info.h"
+#include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Text_output.h"
 #include "cli/model/Long_work.h"
@@ -99,8 +99,7 @@ void show(const Corpus_words& words) {
 
 // RAISES: Usage_error if the output is the corpus; what write_text and export_texts raise.
 void write_lines(const Corpus_words& words) {
-    std::error_code ignored;  // the output may not exist
-    if (std::filesystem::equivalent(words.file, words.output_file, ignored)) {
+    if (lead_to_same_file(words.file, words.output_file)) {
         throw Usage_error("-o: " + shown_file(words.output_file) + " is the corpus");
     }
     const Stored_corpus corpus(words.file, 0);

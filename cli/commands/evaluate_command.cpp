@@ -215,7 +215,7 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
         .add_option("--explain", words.options.text_to_explain,
                     "Print what each concept of this text adds to the score of its best label")
         ->type_name("TEXT");
-    command.add_flag("--json", words.writes_json, "Print JSON");
+    add_json_option(command, words.writes_json);
 }
 
 // The number of folds is checked again when the number of texts is known.

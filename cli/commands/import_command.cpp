@@ -1,12 +1,10 @@
 // The options of import, the checks of both files, and its output. The import itself is in Kc_tree.
 #include "cli/commands/import_command.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 
 #include <CLI/CLI.hpp>
 
@@ -41,11 +39,12 @@ or in cached form; the file of OTHER stays as it is.
 
 Below a rule node the imported root gets the rule 1.0, which always fires: set another one with tree
 set. Below a statistical classifier it is a category that has learned nothing, so no text reaches it
-until learn has taught texts of its labels. A leaf without a rule stays a leaf; one with a rule gets a
-statistical classifier.
+until learn has taught texts of its labels. If PATH is a leaf without a rule, it stays a leaf, and the
+imported root becomes a category of the classifier above. If PATH is a leaf with a rule, it gets a
+statistical classifier. In the rare case that the root of OTHER has a rule, a leaf becomes a rule node.
 
 Both containers must have the same text analysis, and both or none must be compact. The name of the
-imported root must be free there; tree rename changes that of a node that is in the way. Settings of
+imported root must be free there; tree rename gives another name to a node that has it. Settings of
 OTHER are not imported, but its classifiers keep their own. A refused import leaves KC as it was.
 In cached form all imported classifiers are in memory until the end. --cached 1 writes each one at once;
 an interrupted import is then not undone.
@@ -64,8 +63,7 @@ struct Import_words {
 };
 
 void check_is_other_file(const Import_words& words) {
-    std::error_code ignored;  // a missing file is reported when it is read
-    if (std::filesystem::equivalent(words.file, words.other_file, ignored)) {
+    if (lead_to_same_file(words.file, words.other_file)) {
         throw Usage_error(shown_file(words.other_file) +
                           " is the container itself; import needs another one");
     }
@@ -102,8 +100,8 @@ void check_same_analysis(const Import_words& words, const zeManager& manager,
                          const zeManager& other) {
     const auto own = kept_analysis(words.file, manager.m_config);
     const auto others = kept_analysis(words.other_file, other.m_config);
-    const bool is_same_one = own && others ? is_same(*own, *others) : !own && !others;
-    if (!is_same_one) {
+    const bool are_same = own && others ? is_same(*own, *others) : !own && !others;
+    if (!are_same) {
         throw Data_error(words.other_file, "it was made with " + words_of_analysis(others) +
                                                ", but " + shown_file(words.file) +
                                                " was made with " + words_of_analysis(own));
@@ -128,7 +126,7 @@ Import_report merge(const Import_words& words, Long_work& work) {
     return report;
 }
 
-// Says who reaches the imported nodes, since the user can hardly have meant it to stay so.
+// Warns which texts reach the imported nodes: usually a rule or a learning has to follow.
 void warn_of_reach(const Import_report& report, Long_work& work) {
     if (report.rule.empty()) {
         work.warn("no text reaches \"" + report.path + "\" until learn or train has taught \"" +
@@ -137,14 +135,10 @@ void warn_of_reach(const Import_report& report, Long_work& work) {
     }
     std::string text = "the rule of \"" + report.path + "\" is " + report.rule +
                        ", so each text at \"" + report.decider + "\" reaches it";
-    if (!report.fallback.empty()) {
-        text += ", and none reaches the default, \"" + report.fallback + '"';
+    if (!report.default_child.empty()) {
+        text += ", and none reaches the default, \"" + report.default_child + '"';
     }
     work.warn(text);
-}
-
-std::string counted(std::size_t count, const char* one) {
-    return grouped(count) + ' ' + one + (count == 1 ? "" : "s");
 }
 
 void print_import(const Import_words& words) {

@@ -179,7 +179,7 @@ void add_info(CLI::App& app) {
     CLI::App* const command =
         app.add_subcommand("info", "Describe a knowledge container and its contents");
     add_file(*command, *words);
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(
         "Example:\n"
         "  zandrel info shop.kc\n"
@@ -194,7 +194,7 @@ void add_get(CLI::App& options) {
         "get", "Print settings, with other values of single classifiers as comments");
     add_file(*command, *words);
     command->add_option("KEY", words->key, "The setting to print; none: all")->type_name("");
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(
         "Lines KEY=VALUE, in the order of the documentation. If a classifier has another value, a\n"
         "comment on the line gives it. options dump writes a file for options load and train.\n"
@@ -331,8 +331,9 @@ void export_kc(Kb_options& options) {
         options.progress = &work.progress();
         summary = export_kb(options);
     }
-    std::cout << shown_text(options.kb_file) << ": " << grouped(summary.profiles) << " profiles, "
-              << grouped(summary.concepts) << " concepts, " << grouped(summary.bytes) << " bytes\n";
+    std::cout << shown_text(options.kb_file) << ": " << counted(summary.profiles, "profile") << ", "
+              << counted(summary.concepts, "concept") << ", " << counted(summary.bytes, "byte")
+              << '\n';
 }
 
 void add_export(CLI::App& app) {
@@ -342,10 +343,7 @@ void add_export(CLI::App& app) {
     command->add_option("KC", options->kc_file, "File of a knowledge container")
         ->required()
         ->type_name("");
-    command->add_option("FILE", options->kb_file, "The new file")
-        ->required()
-        ->check(error_of_file_name)
-        ->type_name("");
+    add_file_argument(*command, "FILE", options->kb_file, "The new file");
     command
         ->add_flag("--zero-parent-score", options->zero_parent_score,
                    "In rules, write 0 in place of parent_score and stat_matching")

@@ -18,10 +18,10 @@ namespace {
 
 constexpr const char* kNotes =
     R"(Makes a container, a corpus file, an archive or another record file anew from the items that are in it,
-if the index does not agree with them. An item counts if its block ends at another block or at the end of the file. A seal says
-which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on if that name is taken. Parts
-that cannot be read are listed. A sound file is not changed. If only the state of the file says that it was
-not closed, this is corrected in place.
+if the index does not agree with them. An item counts if its block ends at another block or at the end
+of the file. A seal says which items are whole. The old file stays as FILE.bad, or FILE.bad2 and so on
+if that name is taken. Parts that cannot be read are listed. A sound file is not changed. If only the
+state of the file says that it was not closed, this is corrected in place.
 
 The summary of an archive is made anew if it disagrees with the messages. If numbers are missing among
 the messages of a corpus file, the messages behind them get lower numbers; a line names the first one.
@@ -73,7 +73,7 @@ void add_rebuild_command(CLI::App& app, Command_result& result) {
         ->required()
         ->type_name("");
     add_wait_option(*command, words->seconds_to_wait);
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(kNotes);
     command->callback([words, &result] { rebuild(*words, result); });
 }

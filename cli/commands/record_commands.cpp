@@ -139,7 +139,7 @@ CLI::App& add_record_command(CLI::App& app, const char* name, const char* descri
                      "A container, a corpus file, a message archive or another record file")
         ->required()
         ->type_name("");
-    command->add_flag("--json", words.writes_json, "Print JSON");
+    add_json_option(*command, words.writes_json);
     return *command;
 }
 

@@ -151,7 +151,7 @@ void add_rules_check(CLI::App& rules, Command_result& result) {
         ->add_option("FILE", words->file,
                      "File with one rule on each line; none or -: standard input")
         ->type_name("");
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(kCheckNotes);
     command->callback([words, &result] { print_check(words->file, words->writes_json, result); });
 }
@@ -166,7 +166,7 @@ void add_rules_explain(CLI::App& rules) {
     CLI::App* const command = rules.add_subcommand(
         "explain", "Show the tokens, the reverse Polish form with types, and the tree of a rule");
     add_rule_option(*command, words->rule);
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(kExplainNotes);
     command->callback([words] { print_explanation(words->rule, words->writes_json); });
 }
@@ -197,7 +197,7 @@ void add_rules_eval(CLI::App& rules) {
         ->check(error_of_score)
         ->type_name("X");
     add_analysis_options(*command, words->analysis, Analysis_kind::kWords);
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     command->footer(kEvalNotes);
     command->callback([words] { print_value(*words); });
 }
@@ -247,7 +247,7 @@ CLI::App* add_list_command(CLI::App& rules, const char* name, const char* descri
     command->add_option("KC", words.file, "File of a knowledge container")
         ->required()
         ->type_name("");
-    command->add_flag("--json", words.writes_json, json_help);
+    add_json_option(*command, words.writes_json, json_help);
     add_bound_option(*command, words.bound.given);
     return command;
 }

@@ -2,11 +2,9 @@
 // the tree is printed on standard output.
 #include "cli/commands/suggest_command.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <system_error>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -14,6 +12,7 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
+#include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Text_output.h"
 #include "cli/model/Long_work.h"
@@ -51,8 +50,7 @@ struct Suggest_words {
 };
 
 bool is_output(const Suggest_words& words, const std::string& file) {
-    std::error_code ignored;  // a file may not exist
-    return std::filesystem::equivalent(words.output_file, file, ignored);
+    return lead_to_same_file(words.output_file, file);
 }
 
 // RAISES: what check_text_output raises; Usage_error.

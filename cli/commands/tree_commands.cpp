@@ -177,7 +177,7 @@ void add_show(CLI::App& tree) {
     command->add_option("--depth", words->depth, "Number of levels to show below that node")
         ->check(CLI::Range(0, kLongestList).description(""))
         ->type_name("N");
-    command->add_flag("--json", words->writes_json, "Print JSON");
+    add_json_option(*command, words->writes_json);
     add_bound_option(*command, words->bound.given);
     command->footer(notes("", "  zandrel tree show shop.kc --depth 1"));
     command->callback([words] { print_show(*words); });

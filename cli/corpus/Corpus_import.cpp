@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -34,9 +33,7 @@ using zandrel::detail::Progress;
 void check_data_files(const Import_options& options) {
     check_read_once(options.data_files);
     for (const std::string& path : options.data_files) {
-        std::error_code ignored;  // a file may not exist
-        if (!is_standard_input(path) &&
-            std::filesystem::equivalent(options.corpus_file, path, ignored)) {
+        if (!is_standard_input(path) && lead_to_same_file(options.corpus_file, path)) {
             throw Usage_error(shown_file(path) + " is the corpus itself, and no data file");
         }
         check_is_data_file(path);

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 #include <unistd.h>
 
 #include "cli/data/Data_lines.h"
@@ -17,6 +19,11 @@ bool is_standard_input(const std::string& file) {
 
 std::string input_name(const std::string& file) {
     return is_standard_input(file) ? "<stdin>" : file;
+}
+
+bool lead_to_same_file(const std::string& left, const std::string& right) {
+    std::error_code ignored;  // a file may not exist
+    return std::filesystem::equivalent(left, right, ignored);
 }
 
 Data_input::Data_input(const std::string& file)

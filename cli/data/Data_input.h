@@ -18,6 +18,9 @@ bool is_standard_input(const std::string& file);
 // Returns the name for messages: "<stdin>" for standard input, otherwise the file.
 std::string input_name(const std::string& file);
 
+// Returns whether both names lead to the same file. False if one of the files does not exist.
+bool lead_to_same_file(const std::string& left, const std::string& right);
+
 class Data_input {
 public:
     // Opens the file for reading, unless it is standard input.

@@ -108,10 +108,6 @@ std::string list_of(const Labels& labels) {
     return short_list(first, labels.size());
 }
 
-std::string counted(std::size_t count, const char* noun) {
-    return grouped(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 // Compares only the ASCII letters, in lower case: "Label" and "#label:" are the same word.
 template <std::size_t Count>
 bool is_one_of(const std::array<std::string_view, Count>& words, std::string_view field) {

@@ -49,24 +49,27 @@ std::string bytes_of(const First_numbers& first) {
 }
 
 struct Kind_words {
-    const char* name;
-    const char* command;  // describes such a file
+    const char* name;          // without an article; each has "a"
+    const char* command;       // describes such a file
+    const char* way_to_texts;  // advice for a user who wants the texts; may be empty
 };
 
 Kind_words words_of(File_kind kind) {
     switch (kind) {
         case File_kind::kCorpus:
-            return {"a corpus file", "zandrel corpus info"};
+            return {"corpus file", "zandrel corpus info",
+                    "; zandrel corpus export writes its texts as JSON lines"};
         case File_kind::kArchive:
-            return {"a message archive", "zandrel archive info"};
+            return {"message archive", "zandrel archive info",
+                    "; zandrel archive list --json writes its texts as JSON lines"};
         default:
-            return {"a knowledge container", "zandrel info"};
+            return {"knowledge container", "zandrel info", ""};
     }
 }
 
 // "this is a message archive, and no data file"
 std::string refusal(File_kind kind, const std::string& wanted) {
-    return std::string("this is ") + name_of(kind) + ", and no " + wanted;
+    return "this is " + name_of(kind) + ", and no " + wanted;
 }
 
 // RAISES: Input_error.
@@ -112,8 +115,8 @@ File_kind kind_of_stream(std::istream& input) {
     return File_kind::kOther;
 }
 
-const char* name_of(File_kind kind) {
-    return words_of(kind).name;
+std::string name_of(File_kind kind) {
+    return std::string("a ") + words_of(kind).name;
 }
 
 void refuse_other_kind(const std::string& name, const std::string& path, File_kind wanted) {
@@ -121,10 +124,8 @@ void refuse_other_kind(const std::string& name, const std::string& path, File_ki
     if (kind == wanted || kind == File_kind::kOther) {
         return;
     }
-    // "a corpus file" without its article
-    const std::string wanted_name = std::string(name_of(wanted)).substr(2);
-    throw Data_error(name,
-                     refusal(kind, wanted_name) + "; " + words_of(kind).command + " describes it");
+    throw Data_error(name, refusal(kind, words_of(wanted).name) + "; " + words_of(kind).command +
+                               " describes it");
 }
 
 void check_is_data_file(const std::string& path) {
@@ -148,12 +149,8 @@ void check_is_text_file(const std::string& path) {
     if (kind == File_kind::kOther) {
         return;
     }
-    const char* const advice = kind == File_kind::kCorpus
-                                   ? "; zandrel corpus export writes its texts as JSON lines"
-                               : kind == File_kind::kArchive
-                                   ? "; zandrel archive list --json writes its texts as JSON lines"
-                                   : "";
-    throw Data_error(input_name(path), refusal(kind, "file of texts") + advice);
+    throw Data_error(input_name(path),
+                     refusal(kind, "file of texts") + words_of(kind).way_to_texts);
 }
 
 void check_replaceable_by_text(const std::string& path) {

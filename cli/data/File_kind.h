@@ -17,7 +17,7 @@ File_kind kind_of_file(const std::string& path);
 File_kind kind_of_stream(std::istream& input);
 
 // "a knowledge container", "a corpus file" or "a message archive". REQUIRES: not kOther.
-const char* name_of(File_kind kind);
+std::string name_of(File_kind kind);
 
 // Refuses a file of another kind, and says what it is: "a.arc: this is a message archive, and no
 // corpus file; zandrel archive info describes it". Does nothing for `wanted` and kOther.

@@ -26,7 +26,6 @@ namespace cli {
 
 namespace {
 
-constexpr const char* kZqeKey = "ZQE_INFO";
 constexpr const char* kAnalysisText = "zandrel.analysis";
 constexpr const char* kStemText = "zandrel.stem";
 constexpr const char* kColumnsText = "zandrel.columns";
@@ -66,7 +65,7 @@ void refuse_form(const std::string& path, const Data_form& form) {
     }
 }
 
-// RAISES: Data_error; Input_error for a folder.
+// RAISES: Data_error. A folder passes: opening it fails.
 void check_is_corpus(const std::string& path) {
     refuse_other_kind(path, path, File_kind::kCorpus);
     std::error_code ignored;
@@ -168,7 +167,8 @@ Stored_corpus::Stored_corpus(const std::string& path, unsigned int cached) : m_p
     errno = 0;
     try {
         m_corpus = std::make_unique<zeCacheCorpus>(qtString(path), 'r', cached);
-        if (!m_corpus->cache.file.Exists(kZqeKey)) {  // then the count of the messages is wrong
+        if (!m_corpus->cache.file.Exists(
+                zeCacheCorpus::kZqeKey)) {  // then the count of the messages is wrong
             throw Data_error(path,
                              "the corpus file is damaged: ZqeInfo is missing; zandrel "
                              "rebuild-index " +

@@ -173,8 +173,8 @@ rules, and scores below a rule node are products with such values. So the thresh
 of a node below it, may be any finite number.)";
 
 constexpr std::string_view kArchives =
-    R"(An archive is one file with the labelled messages of a stream. It keeps what training needs, so it can
-be used for years without growing for ever. This is its life:
+    R"(An archive is one file with the labelled messages of a stream. It keeps what training needs: learn
+and train delete old messages, so the archive does not grow without end. This is its life:
 
   zandrel archive create shop.arc --minimal-size 500
                                                    an empty archive; --analysis and --stem as in train
@@ -200,8 +200,8 @@ which cannot be undone, so choose the size with archive create or archive set be
 them. Example: with 10 categories and the size 80 the 800 newest messages and all reserved ones
 remain.
 Mature: a category is mature when its reservation is full. Mature categories is the share of them.
-Fullness: the messages of the archive, as a share of minimal size times categories. It is more than
-100 % until the next learn or train.
+Fullness: the messages of the archive, as a share of minimal size times categories. It can be more
+than 100 %, until the next learn or train.
 Share: the part of the stream that a category has, also if its messages have been deleted since.
 
 New messages are those that no container has learned. learn learns them once; train uses all messages,

@@ -7,9 +7,7 @@
 #include "cli/kc/Kc_conversion.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <optional>
-#include <system_error>
 
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/Progress.h"
@@ -18,6 +16,7 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/zeIO.h"
 
+#include "cli/data/Data_input.h"
 #include "cli/errors.h"
 #include "cli/kc/Kc_damage.h"
 #include "cli/kc/Kc_file.h"
@@ -32,8 +31,7 @@ namespace cli {
 namespace {
 
 void check_names(const Conversion_options& options) {
-    std::error_code ignored;  // the new file may not exist
-    if (std::filesystem::equivalent(options.kc_file, options.new_file, ignored)) {
+    if (lead_to_same_file(options.kc_file, options.new_file)) {
         throw Usage_error(shown_file(options.new_file) +
                           " is the container itself; convert writes another file");
     }

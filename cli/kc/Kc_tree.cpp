@@ -254,10 +254,9 @@ void require_free_name(const zeLogicalTree& tree, const zeLogicalNode& node) {
     }
 }
 
-// The imported root may have the rule that it had in the container from which its own was copied,
-// and no edit can change a node that has a rule only in the tree or only in the classifier. So we
-// give it the rule that decides. Returns that rule.
-std::string mirror_rule(zeManager& manager, const zeLogicalNode& root) {
+// The logical root may still have a rule of its old container. An edit needs the same rule in the
+// tree and in the classifier, so the root gets the rule of the classifier. Returns that rule.
+std::string take_rule_of_classifier(zeManager& manager, const zeLogicalNode& root) {
     const auto* const above =
         dynamic_cast<const zeSwitcher*>(manager.m_logical_tree->GetRealParent(root.parent));
     const qtString rule = above == nullptr ? qtString() : above->get_rule(root.physical_node);
@@ -271,7 +270,7 @@ std::string mirror_rule(zeManager& manager, const zeLogicalNode& root) {
 Import_report report_on(zeManager& manager, unsigned int root) {
     const zeLogicalTree& tree = *manager.m_logical_tree;
     Import_report report;
-    report.rule = mirror_rule(manager, tree.GetNode(root));
+    report.rule = take_rule_of_classifier(manager, tree.GetNode(root));
     report.path = shown_path(tree, root);
     for (const zeLogicalNode* const node : tree.Subtree(tree.GetNode(root))) {
         ++report.nodes;
@@ -281,7 +280,7 @@ Import_report report_on(zeManager& manager, unsigned int root) {
     report.decider = shown_path(tree, decider.id);
     for (const unsigned int id : decider.children) {
         if (tree.GetNode(id).rule == zandrel::kDefaultRule) {
-            report.fallback = shown_path(tree, id);
+            report.default_child = shown_path(tree, id);
         }
     }
     return report;
@@ -382,7 +381,7 @@ void delete_node(zeManager& manager, const std::string& path, bool keeps_concept
     guard.check();
 }
 
-// All that can refuse the import is asked before it, so `manager` has not changed after a refusal.
+// All checks come before the import, so `manager` has not changed after a refusal.
 Import_report import_tree(zeManager& manager, zeManager& other, const std::string& path,
                           CTProgress* progress) {
     zeLogicalTree& tree = *manager.m_logical_tree;
@@ -397,7 +396,7 @@ Import_report import_tree(zeManager& manager, zeManager& other, const std::strin
     const bool makes_model = tree.WillChangeParentToClassifier(root) && root.rule.empty();
     Compact_guard(!(manager.m_compact && makes_model)).check();
     require_usual_model(manager, target);
-    const unsigned int imported = tree.next_id + 1;
+    const unsigned int imported = tree.next_id + 1;  // the root is copied first (CopySubTree)
     tree.ImportTree(&other, target, progress);
     return report_on(manager, imported);
 }

@@ -68,10 +68,10 @@ struct Import_report {
     std::string path;  // of the imported root, as shown_path
     std::size_t nodes = 0;
     std::size_t classifiers = 0;
-    // Returned as the rule of the imported root; empty below a statistical classifier.
+    // The rule that the imported root has now; empty below a statistical classifier.
     std::string rule;
-    std::string decider;   // path of the node whose classifier decides about the imported root
-    std::string fallback;  // path of the child with the rule "default" there; empty: none
+    std::string decider;        // path of the node whose classifier decides about the imported root
+    std::string default_child;  // path of the child with the rule "default" there; empty: none
 };
 
 // Moves the nodes and classifiers of `other` below a node, and leaves `other` empty. The imported

@@ -31,8 +31,8 @@ namespace cli {
 
 namespace {
 
-constexpr const char* kZqeKey = "ZQE_INFO";
-constexpr const char* kGlobalKey = "GLOBAL_INFO";
+constexpr const char* kZqeKey = zeCacheCorpus::kZqeKey;
+constexpr const char* kGlobalKey = zeCacheCorpus::kGlobalKey;
 constexpr std::size_t kNumberSize = 4;
 
 std::uint32_t number_of(const std::string& key) {
@@ -134,10 +134,10 @@ public:
             }
         }
         if (m_keys.count(kZqeKey) == 0) {
-            missing("ZqeInfo is missing");
+            report("ZqeInfo is missing");
         }
         if (m_keys.count(kGlobalKey) == 0 && m_file.header.version == zeCacheCorpus::kFileVersion) {
-            missing("GlobalInfo is missing");
+            report("GlobalInfo is missing");
         }
         check_numbers(numbers);
     }
@@ -158,7 +158,7 @@ public:
     }
 
 private:
-    void missing(const std::string& what) {
+    void report(const std::string& what) {
         m_check.add_content_problem(m_file.header.index_offset, what);
     }
 
@@ -167,11 +167,11 @@ private:
         std::uint32_t next = 0;
         for (const std::uint32_t number : numbers) {
             if (number != next) {
-                missing((number - next == 1 ? "message " + std::to_string(next) + " is"
-                                            : "messages " + std::to_string(next) + " to " +
-                                                  std::to_string(number - 1) + " are") +
-                        " missing, so other commands refuse the corpus; zandrel rebuild-index "
-                        "gives the messages behind them lower numbers");
+                report((number - next == 1 ? "message " + std::to_string(next) + " is"
+                                           : "messages " + std::to_string(next) + " to " +
+                                                 std::to_string(number - 1) + " are") +
+                       " missing, so other commands refuse the corpus; zandrel rebuild-index "
+                       "gives the messages behind them lower numbers");
             }
             next = number + 1;
         }
@@ -308,7 +308,7 @@ void check_corpus_records(const Record_file& file, Record_check& check) {
     }
 }
 
-std::vector<std::string> find_corpus_gaps(const Record_recovery& recovery) {
+std::vector<std::string> remarks_of_corpus_repair(const Record_recovery& recovery) {
     const Corpus_keys keys(recovery);
     if (recovery.form != Record_form::kWide || recovery.identity.id != zeCacheCorpus::kFileId ||
         !keys.is_repairable()) {
@@ -335,8 +335,8 @@ std::vector<std::string> find_corpus_gaps(const Record_recovery& recovery) {
     return remarks;
 }
 
-void close_corpus_gaps(const Record_recovery& recovery, const std::string& name,
-                       const std::string& path) {
+void repair_corpus(const Record_recovery& recovery, const std::string& name,
+                   const std::string& path) {
     constexpr std::size_t kCounts = 12;  // three numbers
     const Corpus_keys keys(recovery);
     errno = 0;

@@ -36,14 +36,14 @@ void check_corpus_records(const Record_file& file, Record_check& check);
 
 // The remarks about a corpus that is not repaired yet, from the keys of its items: missing numbers
 // and missing records. Empty for other files, and for a corpus that needs no repair.
-std::vector<std::string> find_corpus_gaps(const Record_recovery& recovery);
+std::vector<std::string> remarks_of_corpus_repair(const Record_recovery& recovery);
 
 // Makes a corpus usable again that has lost messages or one of the two records of the application:
 // the messages behind a missing number get lower numbers, and a missing record is written empty.
 // Their order and their bytes remain. `path`: of a file with the items of `recovery`.
 // RAISES: Output_error with `name`.
-void close_corpus_gaps(const Record_recovery& recovery, const std::string& name,
-                       const std::string& path);
+void repair_corpus(const Record_recovery& recovery, const std::string& name,
+                   const std::string& path);
 
 }  // namespace cli
 

@@ -12,7 +12,7 @@
 
 namespace cli {
 
-// The key of a classifier's item, and an id or a type in its record, have so many bytes.
+// The key of a classifier's item has 4 bytes. So has an id or a type in its record.
 inline constexpr std::size_t kIdSize = 4;
 
 // Returns whether only containers have an item of this key: the trees, or the seal.

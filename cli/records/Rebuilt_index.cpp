@@ -193,7 +193,7 @@ void examine_archive(const Kc_lock& lock, Record_recovery& recovery) {
 
 // A corpus with a right index can have lost messages in an earlier repair.
 void examine_corpus(Record_recovery& recovery) {
-    const std::vector<std::string> remarks = find_corpus_gaps(recovery);
+    const std::vector<std::string> remarks = remarks_of_corpus_repair(recovery);
     if (!remarks.empty()) {
         recovery.remarks.insert(recovery.remarks.end(), remarks.begin(), remarks.end());
         recovery.condition = File_condition::kToRebuild;
@@ -215,8 +215,8 @@ std::string replace(const Kc_lock& lock, File_window& old_file, Record_recovery&
     write_recovered_file(old_file, recovery, replacement.path());
     if (is_archive(recovery)) {
         repair_summary(lock.target().name(), replacement.path(), recovery);
-    } else if (!find_corpus_gaps(recovery).empty()) {
-        close_corpus_gaps(recovery, lock.target().name(), replacement.path());
+    } else if (!remarks_of_corpus_repair(recovery).empty()) {
+        repair_corpus(recovery, lock.target().name(), replacement.path());
     }
     Second_name second(lock.target(), old_file);
     replacement.take_place();

@@ -19,8 +19,8 @@ using zandrel::detail::kHoleTag;
 using zandrel::detail::kIndexTag;
 using zandrel::detail::kItemTag;
 
-constexpr std::uint32_t kWideMagic = 0x4A5B6C81;
-constexpr std::uint32_t kNarrowMagic = 0x4A5B6C80;
+constexpr std::uint32_t kWideMagic = zandrel::detail::Hreclaim_format<long long>::kMagic;
+constexpr std::uint32_t kNarrowMagic = zandrel::detail::Hreclaim_format<unsigned int>::kMagic;
 
 Record_header read_header(Record_reader& reader, const std::string& path) {
     Record_header header;

@@ -101,8 +101,7 @@ void check_replaceable(const std::string& file, bool replaces) {
     }
     const File_kind kind = kind_of_file(target.path());
     if (kind == File_kind::kContainer || kind == File_kind::kArchive) {
-        throw Data_error(
-            file, std::string("this is ") + name_of(kind) + ", and split replaces only data files");
+        throw Data_error(file, "this is " + name_of(kind) + ", and split replaces only data files");
     }
 }
 

@@ -25,6 +25,10 @@ std::string grouped(std::size_t number) {
     return digits;
 }
 
+std::string counted(std::size_t count, std::string_view noun) {
+    return grouped(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 std::string with_decimals(double number, int decimals) {
     // The greatest double has 309 digits before the point.
     std::array<char, 340> digits = {};

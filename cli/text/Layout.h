@@ -15,6 +15,8 @@ inline constexpr std::size_t kColumnWidth = 12;
 
 // Returns "11,314" for 11314.
 std::string grouped(std::size_t number);
+// Returns "1 node", "2 nodes". `noun`: in the singular, with a plural in -s.
+std::string counted(std::size_t count, std::string_view noun);
 // The number with so many decimals, rounded: "82.66".
 // REQUIRES: a finite number, 0 <= decimals <= 20.
 std::string with_decimals(double number, int decimals);

@@ -22,7 +22,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <memory>
-#include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -76,9 +75,7 @@ struct Data_file {
 void check_data_files(const std::string& kc_file, const std::vector<std::string>& data_files) {
     check_read_once(data_files);
     for (const std::string& data_file : data_files) {
-        std::error_code ignored;  // the file may not exist
-        if (!is_standard_input(data_file) &&
-            std::filesystem::equivalent(kc_file, data_file, ignored)) {
+        if (!is_standard_input(data_file) && lead_to_same_file(kc_file, data_file)) {
             throw Usage_error(shown_file(data_file) +
                               " is the knowledge container, and no data file");
         }

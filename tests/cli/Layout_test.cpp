@@ -14,6 +14,13 @@ TEST(LayoutTest, DigitsAreGroupedByThousands) {
     EXPECT_EQ(grouped(1234567), "1,234,567");
 }
 
+TEST(LayoutTest, NounOfACountIsSingularOnlyForOne) {
+    EXPECT_EQ(counted(0, "node"), "0 nodes");
+    EXPECT_EQ(counted(1, "node"), "1 node");
+    EXPECT_EQ(counted(2, "node"), "2 nodes");
+    EXPECT_EQ(counted(1000, "held-out text"), "1,000 held-out texts");
+}
+
 TEST(LayoutTest, NumbersAreRoundedToDecimals) {
     EXPECT_EQ(with_decimals(82.658, 2), "82.66");
     EXPECT_EQ(with_decimals(0.0, 2), "0.00");

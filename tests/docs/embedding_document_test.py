@@ -1,9 +1,9 @@
-"""Compares docs/embedding.md with the programs that it shows.
+"""Compares docs/embedding.md and docs/messages.md with the programs that they show.
 
 Usage: embedding_document_test.py PROJECT_FOLDER PROGRAM...
 
-The programs are given in the order of the document. Each is compiled from the source of its name in
-examples/.
+The programs are given in the order of the two documents. Each is compiled from the source of its name
+in examples/.
 """
 
 import pathlib
@@ -14,6 +14,7 @@ import tempfile
 import unittest
 
 PROJECT = pathlib.Path(sys.argv[1])
+PAGES = ["embedding.md", "messages.md"]
 PROGRAMS = [pathlib.Path(argument) for argument in sys.argv[2:]]
 
 
@@ -21,9 +22,9 @@ class EmbeddingDocumentTest(unittest.TestCase):
     maxDiff = None
 
     def blocks(self, language):
-        """The texts of the document's blocks of a language, one for each program."""
-        document = (PROJECT / "docs" / "embedding.md").read_text("utf-8")
-        blocks = re.findall(rf"^```{language}\n(.*?)^```$", document, re.MULTILINE | re.DOTALL)
+        """The texts of the documents' blocks of a language, one for each program."""
+        texts = "".join((PROJECT / "docs" / page).read_text("utf-8") for page in PAGES)
+        blocks = re.findall(rf"^```{language}\n(.*?)^```$", texts, re.MULTILINE | re.DOTALL)
         self.assertEqual(len(blocks), len(PROGRAMS))
         return blocks
 

@@ -348,7 +348,7 @@ TEST(zeDump5Test, InternalLeafAddsNothing) {
     EXPECT_EQ(outline_of(source.manager), "root\n _internal [1]\n");
 }
 
-TEST(zeDump5Test, InternalCategoryOfAStatisticalNodeIsAsAnyOther) {
+TEST(zeDump5Test, InternalCategoryOfAStatisticalNodeIsExportedLikeOthers) {
     Kb_source source(ZE_STAT);
     source.add(source.root, "_Internal", ZE_LEAF);
     EXPECT_EQ(outline_of(source.manager), "root\n _Internal *\n");
@@ -407,7 +407,7 @@ TEST(zeDump5Test, DeepTreeIsExportedWithoutRecursion) {
     EXPECT_EQ(file.nodes.back(), (Kb_node{"n", "1", -1, 0}));
 }
 
-TEST(zeDump5Test, CircleThatAProgramHasLinkedEnds) {
+TEST(zeDump5Test, ExportOfACircleOfNodesEnds) {
     zeManager manager;
     zeNode* const a = manager.m_physical_tree->MakeNode(term("a"), ZE_RULE, 0, 0.0);
     zeNode* b = manager.m_physical_tree->MakeNode(term("b"), ZE_STAT, 0, 0.0);

@@ -230,7 +230,7 @@ TEST(qtSmlTest, WeightsThatAreNotFiniteAreKept) {
     EXPECT_TRUE(std::isnan(bag.total_weight()));
 }
 
-TEST(SELocalDictionaryTest, KeysAreThoseOfApplications) {
+TEST(SELocalDictionaryTest, KeysHaveTheirFixedTexts) {
     const std::vector<qtString> keys(SELocalDictionary::kSlotKeys.begin(),
                                      SELocalDictionary::kSlotKeys.end());
 

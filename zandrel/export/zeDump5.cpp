@@ -9,8 +9,8 @@
 //   Visit(x)             x has no classifier.  left: b
 //   Visit(b)             adds b to root
 //
-// In cached form, fetching a classifier may release another one. So a matcher is used up at once,
-// and a step has a node instead of a classifier.
+// In cached form, fetching a classifier may release another one. So a matcher is converted
+// completely before the next fetch, and a step has a node instead of a classifier.
 #include "zandrel/export/zeDump5.h"
 
 #include <algorithm>
@@ -32,8 +32,11 @@
 #include "zandrel/storage/Hfile64.h"
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/SegBuf.h"
+#include "zandrel/storage/record_io.h"
 
 static_assert(Profile::kLikelihoodSize == Zandrel::LIKELIHOOD_SIZE);
+
+using zandrel::detail::for_each_run;
 
 namespace {
 
@@ -42,18 +45,6 @@ constexpr std::string_view kInternal = "_Internal";
 
 qtString name_of(const zeNode* node) {
     return node == nullptr ? qtString() : node->m_concept.text();
-}
-
-// Calls `take` with each run of the bytes of a record.
-template <class Take>
-void for_each_run(const SegBuf& record, Take&& take) {
-    for (unsigned int position = 0; position < record.size;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        record.Locate(position, record.size, run, length);
-        take(run, length);
-        position += length;
-    }
 }
 
 HierarchicalMapingNode* add_child(const zeNode* node, HierarchicalMapingNode* target) {
@@ -81,7 +72,7 @@ void zeDump5::Dump(const qtString& path, bool zero_scores) {
     m_group.Write(io);
     Hfile64 file;
     file.Open(path, 'w');
-    for_each_run(record,
+    for_each_run(record, 0, record.size,
                  [&file](char* bytes, unsigned int byte_count) { file.Write(bytes, byte_count); });
     file.Close();
 }
@@ -94,7 +85,7 @@ void zeDump5::Dump(qtBuffer& buffer, bool zero_scores) {
     m_group.Write(io);
     std::vector<char> bytes;
     bytes.reserve(record.size);
-    for_each_run(record, [&bytes](const char* run, unsigned int byte_count) {
+    for_each_run(record, 0, record.size, [&bytes](const char* run, unsigned int byte_count) {
         bytes.insert(bytes.end(), run, run + byte_count);
     });
     buffer.bytes.swap(bytes);

@@ -19,9 +19,10 @@
 //    exactly one registry at any time. In cached form it is then written.
 // 3. The copied root becomes a category of the classifier above. Nothing can fail after that.
 //
-// So until the end all that is new in the target has an id above the last ones of before: deleting
-// these nodes and objects undoes the import. A classifier that has moved cannot go back, since its
-// pointers have been replaced. After a failure in step 2 or 3 the source is therefore emptied.
+// Until the end, each new node and object of the target has an id above the last id of before the
+// import: deleting these nodes and objects undoes the import. A classifier that has moved cannot go
+// back, since its pointers have been replaced. After a failure in step 2 or 3 the source is
+// therefore emptied.
 #include "zandrel/knowledge/zeManager.h"
 
 #include <algorithm>
@@ -136,7 +137,7 @@ void Import::copy_trees() {
 }
 
 // CopySubTree follows every link, so a leaf that several nodes list as a child has several copies,
-// and a placeholder, which stands for a node that the file lacks, has one. We keep one copy of the
+// and a placeholder (a node that is missing in the file) also has a copy. We keep one copy of the
 // leaf and none of the placeholder.
 void Import::mend_links() {
     std::vector<zeNode*> originals;
@@ -341,7 +342,7 @@ void Import::undo_physical_nodes() noexcept {
     }
 }
 
-// Returns null for an id that no node has, also for that of a placeholder.
+// Returns null for an id that no node or only a placeholder has.
 zeNode* Import::copy_of_id(unsigned int id) const noexcept {
     zeNode* const node = m_target.m_physical_tree->GetNode(id);
     return node == nullptr || zandrel::detail::IsPlaceholder(*node) ? nullptr : node;

@@ -17,9 +17,6 @@ template class HreclaimCache<zeMsg, zeCacheCorpus::SerializeFO>;
 
 namespace {
 
-constexpr const char* kZqeKey = "ZQE_INFO";
-constexpr const char* kGlobalKey = "GLOBAL_INFO";
-
 // The items besides the messages: version 1 has no GlobalInfo.
 constexpr unsigned int kOtherItems = 2;
 constexpr unsigned int kOtherItemsOfVersion1 = 1;
@@ -77,7 +74,7 @@ void zeCacheCorpus::open(const qtString& file) {
     cache.file.Open(file, mode == 'w', mode == 'r');
     cache.mode = mode == 'r' ? 'r' : 'w';
     if (mode == 'w') {
-        open_to_add();
+        open_in_mode_w();
     } else {
         identify();
     }
@@ -89,13 +86,14 @@ void zeCacheCorpus::open(const qtString& file) {
 //
 // Before an upgrade we mark the file, so that it does not look like a complete file of version 2 if
 // the process is killed before it is one.
-void zeCacheCorpus::open_to_add() {
-    const bool is_present_form = has_present_form();  // the next call changes the header
+void zeCacheCorpus::open_in_mode_w() {
+    // The next call changes the header.
+    const bool is_present_form = is_complete_of_newest_version();
     const bool is_upgraded = !cache.file.Exists(kGlobalKey) && !is_present_form;
     if (is_upgraded) {
         cache.MarkChanging();
     }
-    stamp(0);
+    write_identity(0);
     if (is_upgraded) {
         init_or_upgrade();
     } else if (!cache.file.Exists(kGlobalKey)) {
@@ -103,7 +101,7 @@ void zeCacheCorpus::open_to_add() {
     }
 }
 
-bool zeCacheCorpus::has_present_form() const {
+bool zeCacheCorpus::is_complete_of_newest_version() const {
     unsigned int id = 0;
     unsigned short file_version = 0;
     unsigned char flags = 0;
@@ -111,7 +109,7 @@ bool zeCacheCorpus::has_present_form() const {
     return id == kFileId && file_version == kFileVersion && !cache.file.IsStale();
 }
 
-void zeCacheCorpus::stamp(unsigned char flags) {
+void zeCacheCorpus::write_identity(unsigned char flags) {
     cache.ChangeFile(
         [flags](AbstractHreclaim& file) { file.SetFileID(kFileId, kFileVersion, flags); });
 }
@@ -155,7 +153,7 @@ void zeCacheCorpus::init_or_upgrade() {
         return;
     }
     // The header gets the new version last, so that a failed upgrade does not look complete.
-    stamp(unicode ? AbstractHreclaim::kUnicodeContent : 0);
+    write_identity(unicode ? AbstractHreclaim::kUnicodeContent : 0);
     version = kFileVersion;
 }
 

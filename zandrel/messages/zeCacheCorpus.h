@@ -53,6 +53,9 @@
 class ZANDREL_EXPORT zeCacheCorpus : public zeCorpus {
 public:
     static constexpr unsigned int kFileId = 0xA1B2C3D5;
+    // The keys of the two items that are no messages.
+    static constexpr const char* kZqeKey = "ZQE_INFO";
+    static constexpr const char* kGlobalKey = "GLOBAL_INFO";
     static constexpr unsigned short kPlainVersion = 1;  // read, and upgraded in mode 'u'
     static constexpr unsigned short kFileVersion = 2;   // written
 
@@ -176,10 +179,10 @@ public:
 
 private:
     void open(const qtString& file);
-    void open_to_add();
+    void open_in_mode_w();
     void identify();
-    bool has_present_form() const;
-    void stamp(unsigned char flags);
+    bool is_complete_of_newest_version() const;
+    void write_identity(unsigned char flags);
     void add_missing_infos();
     void scramble_msgs();
     void scramble_msg(const qtString& key);

@@ -22,8 +22,8 @@ class mlMessage;
 class qtSml;
 
 // A message: up to five bags of concepts, name/value pairs, the categories that label it, and its
-// weight in training. The application fills it, itself or from an mlMessage. Copies share the bags.
-//
+// weight in training. The application fills it field by field or makes it from an mlMessage. Copies
+// share the bags.
 // The pairs are in a sorted vector, since a message is read far more often than it is edited. Use
 // zeMsgEdit for many changes: it sorts once, at its end. While such an edit is open, the pairs may
 // not be in order, so look-ups here are not allowed.

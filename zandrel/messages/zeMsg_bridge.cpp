@@ -1,4 +1,4 @@
-// The way of a message between the application's mlMessage and the engine's zeMsg.
+// Converts the application's mlMessage to the engine's zeMsg and back.
 //
 // A pair of a zeMsg has one text. So several values become a packed list, and no value at all
 // becomes a pair of type 1, which is not written back. For example, the values "7" and "8" of type

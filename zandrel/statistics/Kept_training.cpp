@@ -3,6 +3,7 @@
 #include "zandrel/statistics/Kept_training.h"
 
 #include "zandrel/statistics/zeStat_storage.h"
+#include "zandrel/storage/record_io.h"
 
 namespace zandrel::detail {
 
@@ -85,13 +86,8 @@ void Kept_training::DumpTraining(Hio<HSegment>& io, std::size_t iprofile) {
 }
 
 void Kept_training::DumpBytes(Hio<HSegment>& io, const Part& part) const {
-    for (unsigned int position = part.begin; position < part.end;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        record.Locate(position, part.end, run, length);
-        io.WriteBytes(run, length);
-        position += length;
-    }
+    for_each_run(record, part.begin, part.end,
+                 [&io](const char* run, unsigned int length) { io.WriteBytes(run, length); });
 }
 
 }  // namespace zandrel::detail

@@ -10,17 +10,25 @@
 
 namespace zandrel::detail {
 
+// Calls `take` with the address and the length of each run of contiguous bytes from `begin` to
+// `end`.
+template <class Take>
+void for_each_run(const SegBuf& record, unsigned int begin, unsigned int end, Take&& take) {
+    for (unsigned int position = begin; position < end;) {
+        char* run = nullptr;
+        unsigned int length = 0;
+        record.Locate(position, end, run, length);
+        take(run, length);
+        position += length;
+    }
+}
+
 // Writes an item. Each segment of its data is written by one call.
 template <class T>
 void WriteItem(Hio<T>& io, const qtString& key, const SegBuf& data) {
     io << kItemTag << key << data.size;
-    for (unsigned int position = 0; position < data.size;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        data.Locate(position, data.size, run, length);
-        io.WriteBytes(run, length);
-        position += length;
-    }
+    for_each_run(data, 0, data.size,
+                 [&io](const char* run, unsigned int length) { io.WriteBytes(run, length); });
 }
 
 // The three steps of reading an item: tag, key, data.
@@ -51,13 +59,8 @@ template <class T>
 void ReadBlob(Hio<T>& io, SegBuf& data) {
     const unsigned int byte_count = io.ReadCount(1);
     data.ExtendToFill(byte_count);
-    for (unsigned int position = 0; position < byte_count;) {
-        char* run = nullptr;
-        unsigned int length = 0;
-        data.Locate(position, byte_count, run, length);
-        io.ReadBytes(run, length);
-        position += length;
-    }
+    for_each_run(data, 0, byte_count,
+                 [&io](char* run, unsigned int length) { io.ReadBytes(run, length); });
 }
 
 }  // namespace zandrel::detail

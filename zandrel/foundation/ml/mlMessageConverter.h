@@ -1,5 +1,5 @@
-// mlMessageConverter: the types of a message's name/value pairs, their text forms, and the way of
-// pairs into an mlMessage and out of it.
+// mlMessageConverter: the types of a message's name/value pairs and their text forms. Converts
+// pairs to values of an mlMessage and back.
 #ifndef ZANDREL_FOUNDATION_ML_MLMESSAGECONVERTER_H_
 #define ZANDREL_FOUNDATION_ML_MLMESSAGECONVERTER_H_
 
@@ -55,8 +55,8 @@ public:
     // both ends. Capital letters and inner white space stay as people wrote them.
     static qtString CanonizeLangString(const mlLangString& text);
 
-    // Returns the name of each value of a message with the text form of its type. The keys of bags
-    // are no names.
+    // Returns the name of each value of a message with the text form of its type. Does not list the
+    // keys of bags.
     static std::map<qtString, qtString> GetMessageNvpTypes(const mlMessage& message);
     // Replaces `values` by the texts of a value, unchanged, and returns the value's type. If there
     // is no such value, `values` is empty and the result is kDeleted.
