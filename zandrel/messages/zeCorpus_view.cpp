@@ -91,8 +91,7 @@ bool zeCorpus_view::has_node(int position, zeNode* node) {
     if (cats.size() <= kFewNodes) {
         return std::find(cats.begin(), cats.end(), node) != cats.end();
     }
-    if (m_position != position || m_node_count != cats.size() ||
-        m_nodes.count(cats.back()) == 0) {
+    if (m_position != position || m_node_count != cats.size() || m_nodes.count(cats.back()) == 0) {
         m_nodes = {cats.begin(), cats.end()};
         m_position = position;
         m_node_count = cats.size();

@@ -43,8 +43,9 @@ public:
     void add_all_msgs();
     void add_all_msgs(zeManager* manager);
     // Adds a node to the message at `position` of `msgs` (not the message's number), once.
-    // REQUIRES: while a message with more than 16 nodes gets its nodes, `msgs` is changed only by
-    // the functions of the view. Otherwise a node may be added twice, or not at all.
+    // REQUIRES: while a message with more than 16 nodes gets its nodes, no message of `msgs` is
+    // removed by hand, and no node of it replaced. Otherwise a node may be added twice, or not at
+    // all. A node may be appended by hand.
     // COST: constant on average while one message gets its nodes.
     void add_cat2msg(int position, zeNode* const& node);
     // Returns true if the message counts for the node.  COST: linear in the message's nodes.

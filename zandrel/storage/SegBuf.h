@@ -47,9 +47,9 @@ private:
 //
 // Byte `i` is in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by whole
 // segments. Nothing is moved or freed before the SegBuf is cleared, destroyed or assigned, so
-// pointers into it remain valid until then. The bytes of a new segment that are not written are zero, so that the bytes
-// behind the content are the same in every run. A record cannot shrink; only Clear and an HSegment
-// of mode 'w' empty it. SegBuf.cpp explains this with an example.
+// pointers into it remain valid until then. The bytes of a new segment that are not written are
+// zero, so that the bytes behind the content are the same in every run. A record cannot shrink;
+// only Clear and an HSegment of mode 'w' empty it. SegBuf.cpp explains this with an example.
 //
 // The fields are public, since this is a plain structure. Only HSegment and Record_reader change
 // them; all others only read them.
