@@ -183,7 +183,7 @@ TEST_F(zeConfigTest, LeadingNumberOfEachElementIsRead) {
     }
 }
 
-TEST(zeConfigTest, SignatureAddedToACutOffListReplacesIt) {
+TEST_F(zeConfigTest, SignatureAddedToACutOffListReplacesIt) {
     zeConfig config;
     config.set_optional("NlpSignatures", "5;\\");
 
