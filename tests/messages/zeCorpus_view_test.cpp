@@ -1,6 +1,7 @@
 #include "zandrel/messages/zeCorpus_view.h"
 
 #include <initializer_list>
+#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -40,6 +41,11 @@ public:
     mutable qtPtrLight<zeMsg> held;
 };
 
+class Raising_corpus : public zeMemoryCorpus {
+public:
+    qtPtrLight<zeMsg> get_numbered_msg(int /*msg_number*/) override { throw std::bad_alloc(); }
+};
+
 class zeCorpusviewTest : public testing::Test {
 protected:
     // Appends a message with these labels to the corpus.
@@ -66,6 +72,17 @@ protected:
     zeMemoryCorpus corpus;
     zeCorpus_view view{&corpus};
 };
+
+// A corpus whose messages cannot be fetched raises before the view is changed.
+TEST_F(zeCorpusviewTest, CorpusThatRaisesLeavesTheViewAsItWas) {
+    Raising_corpus raising;
+    view.set_corpus(&raising);
+    view.add_msg(3);
+
+    EXPECT_THROW(view.add_msg(4, &manager), std::bad_alloc);
+
+    EXPECT_THAT(selected(), ElementsAre(3));
+}
 
 // A corpus on disk returns null for a message that it cannot read.
 TEST_F(zeCorpusviewTest, MessageThatTheCorpusCannotReadGetsNoNodes) {
@@ -406,16 +423,40 @@ TEST(zeCorpusViewManyNodesTest, NodesOfDiscardedMessageAreForgotten) {
     EXPECT_EQ(view.msgs.at(0).cats.back(), &nodes[0]);
 }
 
+// Two labels of one leaf give a message the same node twice.
 TEST(zeCorpusViewManyNodesTest, AddingManyNodesToOneMessageTakesNoSquareTime) {
-    ExpectNoSquareGrowth(5000, [](int n) {
-        std::vector<zeNode> nodes(static_cast<std::size_t>(n), zeNode(term("node")));
-        zeCorpus_view view;
-        view.add_msg(0);
+    for (const std::size_t repeats : {std::size_t{0}, std::size_t{1}}) {
+        SCOPED_TRACE(repeats);
+        ExpectNoSquareGrowth(5000, [repeats](int n) {
+            std::vector<zeNode> nodes(static_cast<std::size_t>(n), zeNode(term("node")));
+            zeCorpus_view view;
+            view.add_msg(0);
+            view.add_cat2msg(0, nodes.data());
+            view.msgs[0].cats.insert(view.msgs[0].cats.end(), repeats, nodes.data());
+            for (zeNode& node : nodes) {
+                view.add_cat2msg(0, &node);
+            }
+            EXPECT_EQ(view.msgs[0].cats.size(), nodes.size() + repeats);
+        });
+    }
+}
+
+TEST(zeCorpusViewManyNodesTest, EachNodeIsAddedOnceToAMessageWithARepeat) {
+    std::vector<zeNode> nodes(100, zeNode(term("node")));
+    zeCorpus_view view;
+    view.add_msg(0);
+    view.msgs[0].cats = {nodes.data(), nodes.data()};
+
+    for (int round = 0; round < 2; ++round) {
         for (zeNode& node : nodes) {
             view.add_cat2msg(0, &node);
         }
-        EXPECT_EQ(view.msgs[0].cats.size(), nodes.size());
-    });
+    }
+
+    ASSERT_EQ(view.msgs[0].cats.size(), 101U);
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        EXPECT_EQ(view.msgs[0].cats[i + 1], &nodes[i]);
+    }
 }
 
 }  // namespace

@@ -125,6 +125,18 @@ TEST(zeMsgRecordTest, LoadReplacesPairsAndLabelsAndKeepsSlotsThatAreEmptyInTheRe
     EXPECT_EQ(msg.categories.size(), 1U);
 }
 
+// A copy of the message may share the old bag.
+TEST(zeMsgRecordTest, LoadedBagReplacesTheOldOneOfItsSlotWithoutChangingIt) {
+    const qtPtrLight<zeSml> old = make_bag({{"old", 1.0}});
+    zeMsg msg;
+    msg.smls[1] = old;
+
+    load(msg, from_hex(kWhole));
+
+    EXPECT_TRUE(*msg.smls[1] == *make_bag({{"w", 1.0}}));
+    EXPECT_TRUE(*old == *make_bag({{"old", 1.0}}));
+}
+
 TEST(zeMsgRecordTest, CachedFormIsDroppedEvenIfTheValueIsCutOff) {
     zeMsg msg;
     msg.add_value("a", mlMessageConverter::kLangString, " old ");

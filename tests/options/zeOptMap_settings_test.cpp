@@ -435,11 +435,13 @@ TEST_F(zeOptMapSettingsTest, LearnSpeedScaleOutOfRangeIsWrittenAsQuestionMarks) 
 TEST_F(zeOptMapSettingsTest, FailureAtLearnSpeedScaleLeavesTheKeysBeforeItStored) {
     zeOptMap map = full_map();
     map.Add("LearnSpeedScale", "fast");
+    manager->m_modified = false;
     bool is_before = true;
 
     EXPECT_QTX_ARGS(map.SetKcDefaults(manager, true), zeOptMap, 2,
                     "Invalid Learn Speed Scale: fast", {"LearnSpeedScale", "fast"});
 
+    EXPECT_TRUE(manager->m_modified);
     for (const Key_row& row : all_rows()) {
         SCOPED_TRACE(row.key);
         is_before = is_before && row.key != std::string_view("LearnSpeedScale");
@@ -452,10 +454,12 @@ TEST_F(zeOptMapSettingsTest, FailureAtLearnSpeedScaleLeavesTheKeysBeforeItStored
 TEST_F(zeOptMapSettingsTest, SetKcDefaultsRaisesWithoutUseExtParmsAndChangesNothing) {
     zeOptMap map = full_map();
     map.options.erase("UseExtParms");
+    manager->m_modified = false;
 
     EXPECT_QTX_ARGS(map.SetKcDefaults(manager, true), zeOptMap, 1, "Missing Option: UseExtParms",
                     {"UseExtParms"});
 
+    EXPECT_FALSE(manager->m_modified);
     EXPECT_EQ(fields_of(*manager), new_values);
 }
 
@@ -474,9 +478,11 @@ TEST_F(zeOptMapSettingsTest, UseExtParmsOfZeroIgnoresTheMap) {
     for (const char* const text : {"0", "", "leave", "no", "0.5"}) {
         SCOPED_TRACE(text);
         map.Add("UseExtParms", text);
+        manager->m_modified = false;
 
         map.SetKcDefaults(manager, true);
 
+        EXPECT_FALSE(manager->m_modified);
         EXPECT_EQ(fields_of(*manager), new_values);
     }
 }

@@ -183,4 +183,13 @@ TEST_F(zeConfigTest, LeadingNumberOfEachElementIsRead) {
     }
 }
 
+TEST_F(zeConfigTest, SignatureAddedToACutOffListReplacesIt) {
+    zeConfig config;
+    config.set_optional("NlpSignatures", "5;\\");
+
+    config.add_nlp_signature(7);
+
+    EXPECT_EQ(SignaturesOf(config), Signatures{7});
+}
+
 }  // namespace

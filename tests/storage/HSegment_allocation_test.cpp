@@ -2,6 +2,7 @@
 // a new record, until the write succeeds.
 #include "zandrel/storage/HSegment.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -70,6 +71,49 @@ TEST(HSegmentAllocationTest, ExtendWithoutMemoryKeepsTheSize) {
         EXPECT_EQ(bytes_of(buffer).substr(0, 7), "content");
     }
     EXPECT_GT(index, 1U);
+}
+
+// A record without memory for its second segment. The first one was allocated, but not zeroed.
+TEST(HSegmentAllocationTest, ExtendToFillWithoutMemoryLeavesNoSegment) {
+    bool has_failed = true;
+    unsigned int index = 0;
+    for (; has_failed; ++index) {
+        SCOPED_TRACE(index);
+        SegBuf buffer;
+
+        has_failed = fails_at(index, [&] { buffer.ExtendToFill(2 * kSegment); });
+
+        EXPECT_EQ(buffer.size, has_failed ? 0U : 2 * kSegment);
+        EXPECT_EQ(buffer.segments.size(), has_failed ? 0U : 2U);
+        buffer.Clear();
+    }
+    EXPECT_GT(index, 3U);  // at least two segments and the list of segments
+}
+
+// The record of a cache is used again after a read that ran out of memory.
+TEST(HSegmentAllocationTest, RecordUsedAgainAfterLackOfMemoryHasZerosBehindItsContent) {
+    bool has_failed = true;
+    unsigned int index = 0;
+    for (; has_failed; ++index) {
+        SCOPED_TRACE(index);
+        {  // `new` then probably returns this memory again
+            SegBuf other;
+            other.ExtendToFill(kSegment);
+            std::fill_n(other.segments[0], kSegment, 'x');
+        }
+        SegBuf buffer;
+        has_failed = fails_at(index, [&] { buffer.ExtendToFill(2 * kSegment); });
+        buffer.Clear();
+
+        buffer.ExtendToFill(4);
+
+        char* run = nullptr;
+        unsigned int length = 0;
+        buffer.Locate(0, kSegment, run, length);
+        ASSERT_EQ(length, kSegment);
+        EXPECT_TRUE(std::all_of(run + 4, run + length, [](char byte) { return byte == 0; }));
+    }
+    EXPECT_GT(index, 3U);
 }
 
 }  // namespace

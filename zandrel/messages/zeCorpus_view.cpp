@@ -82,19 +82,23 @@ void zeCorpus_view::add_cat2msg(int position, zeNode* const& node) {
 }
 
 // `msgs` is public, so the message may have changed since the table was made. We make the table
-// again if it has another number of nodes than the message, or lacks the message's last node. The
-// node is added to the table here, since the caller adds it to the message next.
+// again if the message has another number of nodes than then, or a last node that the table lacks.
+// Other changes are not noticed. We compare the number of nodes with repeats, not the size of the
+// table: a message in which a node is twice would get a new table for each node. The node is added
+// to the table here, since the caller adds it to the message next.
 bool zeCorpus_view::has_node(int position, zeNode* node) {
     const std::vector<zeNode*>& cats = msgs[static_cast<std::size_t>(position)].cats;
     if (cats.size() <= kFewNodes) {
         return std::find(cats.begin(), cats.end(), node) != cats.end();
     }
-    if (m_position != position || m_nodes.size() != cats.size() ||
-        m_nodes.count(cats.back()) == 0) {
+    if (m_position != position || m_node_count != cats.size() || m_nodes.count(cats.back()) == 0) {
         m_nodes = {cats.begin(), cats.end()};
         m_position = position;
+        m_node_count = cats.size();
     }
-    return !m_nodes.insert(node).second;
+    const bool is_new = m_nodes.insert(node).second;
+    m_node_count += is_new ? 1 : 0;
+    return !is_new;
 }
 
 bool zeCorpus_view::is_relevant(const_iterator msg, zeNode* const& node) const {

@@ -3,6 +3,7 @@
 #define ZANDREL_MESSAGES_ZECORPUS_VIEW_H_
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "zandrel/export.h"
@@ -42,6 +43,9 @@ public:
     void add_all_msgs();
     void add_all_msgs(zeManager* manager);
     // Adds a node to the message at `position` of `msgs` (not the message's number), once.
+    // REQUIRES: while a message with more than 16 nodes gets its nodes, no message of `msgs` is
+    // removed by hand, and no node of it replaced. Otherwise a node may be added twice, or not at
+    // all. A node may be appended by hand.
     // COST: constant on average while one message gets its nodes.
     void add_cat2msg(int position, zeNode* const& node);
     // Returns true if the message counts for the node.  COST: linear in the message's nodes.
@@ -55,7 +59,8 @@ private:
 
     // The nodes of one message with many nodes, so that adding another one needs no search.
     hash_set<const zeNode*, zePointer_hash> m_nodes;
-    int m_position = -1;  // of that message
+    int m_position = -1;           // of that message
+    std::size_t m_node_count = 0;  // of that message, repeats included
 };
 
 namespace zandrel::detail {

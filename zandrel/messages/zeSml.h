@@ -50,8 +50,12 @@ public:
     // where 0 means no ceiling.
     zeSml(const zeSml& source, double clip_value);
 
-    // The copy under the source's own ceiling. Its `m_is_new` is true, as for every new bag.
+    // The copy under the source's own ceiling. Its `m_is_new` is true, as for every new bag. Each
+    // weight is clipped, and the difference taken from the total, so an infinite weight that is not
+    // clipped makes the total NaN (infinity minus infinity).
     zeSml(const zeSml& source);
+    // Copies all members as they are, also `m_is_new`. So set it to true afterwards if this bag is
+    // to be stored in place of an older one.
     zeSml& operator=(const zeSml& source) = default;
 
     // RAISES: qtX<zeSml> 0 "Invalid clipping value" for a negative value.

@@ -19,9 +19,10 @@ struct zeDefaults;
 // and "GeomAverage".
 //
 // The file has one option in each line, for example "ClipValue = 2.5 # less". White space at both
-// ends of a line is ignored. The key ends at the first blank, tab or equals sign. The value begins
-// behind all of these, and ends at "#" or a tab. Both ends of the value are trimmed. Empty lines
-// and lines that begin with "#" are skipped. If a key occurs twice, the later line counts.
+// ends of a line is ignored. The key ends at the first blank, tab, carriage return or equals sign.
+// The value begins behind all of these, and ends at "#", a tab or a carriage return. Both ends of
+// the value are trimmed. Empty lines and lines that begin with "#" are skipped. If a key occurs
+// twice, the later line counts.
 //
 // Errors: qtX<zeOptMap>, see each operation.
 class ZANDREL_EXPORT zeOptMap {
@@ -96,10 +97,16 @@ public:
     // also each statistical model of the container gets them.
     // RAISES: 1 without "UseExtParms"; 2 "Invalid Learn Speed Scale: " and the value (arguments:
     // "LearnSpeedScale", the value). In the second case the settings that are before this key in
-    // the order of known_keys are already stored.
+    // the order of known_keys are already stored. With `propagate`, also what PropogateChange
+    // raises; the container then has the new settings.
+    // REQUIRES: finite numbers, and a resolution of at most 8947848. Others are stored, and Write
+    // writes them, but Read then refuses the file.
     void SetKcDefaults(qtPtrLight<zeManager>& manager, bool propagate);
     // Copies `defaults` to each statistical model of the container. The models' matching tables do
     // not change before the next zeStat_matcher::feed. The spelling is part of the interface.
+    // RAISES: what zePhysicalTree::get_classifier raises, and std::bad_alloc; the models before the
+    // failing one, in the order of their node ids, then have the new settings.
+    // REQUIRES: finite numbers, as SetKcDefaults does.
     void PropogateChange(qtPtrLight<zeManager>& manager, zeDefaults& defaults);
 
     // Returns the keys of the container's settings, in the order in which they are read and

@@ -35,6 +35,8 @@ struct ZANDREL_EXPORT zeConfig {
     // Replaces the content of `signatures` by the container's signatures. The result is empty if
     // the setting is missing, empty or cut off; an element without a number counts as 0.
     void get_nlp_signatures(std::set<unsigned int>& signatures) const;
+    // Adds a number to those that get_nlp_signatures returns, so a list that is cut off is
+    // replaced.
     void add_nlp_signature(unsigned int signature);
 
     // Writes and reads the record.

@@ -30,6 +30,7 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -82,23 +83,36 @@ void SegBuf::Extend(unsigned int byte_count) {
     size = std::max(size, byte_count);
 }
 
+// If memory runs out, the new segments are freed: their bytes are neither zeroed nor below `size`,
+// so Clear would not zero them, and a later record would have them behind its content.
 void SegBuf::ExtendToFill(unsigned int byte_count) {
-    for (std::uint64_t end = segments.size(); end * kSegmentSize < byte_count; ++end) {
-        const std::uint64_t wanted = byte_count - end * kSegmentSize;
-        AddSegment(static_cast<unsigned int>(std::min<std::uint64_t>(wanted, kSegmentSize)));
+    const std::size_t old_count = segments.size();
+    try {
+        for (std::uint64_t end = old_count; end * kSegmentSize < byte_count; ++end) {
+            const std::uint64_t wanted = byte_count - end * kSegmentSize;
+            AddSegment(static_cast<unsigned int>(std::min<std::uint64_t>(wanted, kSegmentSize)));
+        }
+    } catch (...) {
+        KeepSegments(old_count);
+        throw;
     }
     size = std::max(size, byte_count);
 }
 
 void SegBuf::Clear() noexcept {
-    for (; segments.size() > 1; segments.pop_back()) {
-        delete[] segments.back();
-    }
+    KeepSegments(1);
     if (!segments.empty()) {
         std::memset(segments.front(), 0, std::min(size, kSegmentSize));
     }
     size = 0;
     offset = 0;
+}
+
+// Frees the segments behind the first `count`.
+void SegBuf::KeepSegments(std::size_t count) noexcept {
+    for (; segments.size() > count; segments.pop_back()) {
+        delete[] segments.back();
+    }
 }
 
 // `filled`: the number of bytes at the start that the caller will write. They are not zeroed.

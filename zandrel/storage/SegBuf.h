@@ -2,6 +2,7 @@
 #ifndef ZANDREL_STORAGE_SEGBUF_H_
 #define ZANDREL_STORAGE_SEGBUF_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -45,10 +46,10 @@ private:
 // function that builds or parses the record.
 //
 // Byte `i` is in segment `i / kSegmentSize` at `i % kSegmentSize`. A record grows by whole
-// segments. Nothing is moved or freed before the SegBuf is destroyed or assigned, so pointers into
-// it remain valid. The bytes of a new segment that are not written are zero, so that the bytes
-// behind the content are the same in every run. A record cannot shrink; only Clear and an HSegment
-// of mode 'w' empty it. SegBuf.cpp explains this with an example.
+// segments. Nothing is moved or freed before the SegBuf is cleared, destroyed or assigned, so
+// pointers into it remain valid until then. The bytes of a new segment that are not written are
+// zero, so that the bytes behind the content are the same in every run. A record cannot shrink;
+// only Clear and an HSegment of mode 'w' empty it. SegBuf.cpp explains this with an example.
 //
 // The fields are public, since this is a plain structure. Only HSegment and Record_reader change
 // them; all others only read them.
@@ -72,7 +73,7 @@ public:
     // Returns the run of contiguous bytes from `position` to `end` or to the end of the segment,
     // whichever is first. The length is 0 if `end` is not above `position`. Only the start is
     // compared with `size`: a run may end past it, within its segment.
-    // VALID UNTIL: the SegBuf is destroyed.
+    // VALID UNTIL: the SegBuf is cleared, destroyed or assigned.
     // RAISES: qtxSegBuf kLocateError if `position` is not below `size`.
     void Locate(unsigned int position, unsigned int end, char*& ptr, unsigned int& length) const;
 
@@ -85,6 +86,7 @@ public:
 
     // Does the same for a caller who then writes all bytes from the old `size` to the new one. So
     // of a new segment only the bytes behind `byte_count` are zeroed.
+    // RAISES: std::bad_alloc; `size` and `segments` are then unchanged.
     void ExtendToFill(unsigned int byte_count);
 
     // Empties the record for its next use. One segment remains, filled with zeros, so the record is
@@ -115,6 +117,7 @@ public:
 
 private:
     void AddSegment(unsigned int filled);
+    void KeepSegments(std::size_t count) noexcept;
 };
 
 #endif  // ZANDREL_STORAGE_SEGBUF_H_
