@@ -43,6 +43,12 @@ expect 0 export flat.kc flat.kb --replace
 is_unchanged flat.kb
 [[ $(stat -c %a flat.kb) == 640 ]] || fail "$command: other permissions"
 
+# A count of one is in the singular.
+printf 'sport\tthe goal of team 1\n' >one.tsv
+expect 0 train one.kc one.tsv --analysis words
+expect 0 export one.kc one.kb
+prints out 'one.kb: 1 profile, '
+
 # --- refused files ---
 
 cp two.tsv data.tsv
