@@ -277,7 +277,7 @@ TEST(zeWorkflowCachedLoadTest, FailureOfALoadIsPassedOnAndKeepsEarlierResults) {
     zeResult_set results(0.0, -1);
 
     EXPECT_QTX_ARGS(kc.manager.GetWorkflow()->classify(*msg, results, false, false),
-                    AbstractHreclaim, AbstractHreclaim::kWrongKey, text.c_str(),
+                    AbstractHreclaim, AbstractHreclaim::kWrongKey, text,
                     {kc.file.path(), qtString(key)});
 
     ASSERT_EQ(results.results.size(), 2U);
@@ -288,8 +288,7 @@ TEST(zeWorkflowCachedLoadTest, FailureOfALoadIsPassedOnAndKeepsEarlierResults) {
     std::vector<zeStat_matcher::Concept_score> scores;
     EXPECT_QTX_ARGS(
         kc.manager.GetWorkflow()->classify_concepts(*msg, {kc.node(News_desk::kSport)}, scores),
-        AbstractHreclaim, AbstractHreclaim::kWrongKey, text.c_str(),
-        {kc.file.path(), qtString(key)});
+        AbstractHreclaim, AbstractHreclaim::kWrongKey, text, {kc.file.path(), qtString(key)});
     EXPECT_EQ(kc.manager.m_physical_tree.use_count(), 1U);
 }
 

@@ -127,8 +127,8 @@ TEST_F(TreeTextTest, RefusedLineDoesNotChangeTheLastNode) {
     const unsigned int b = text.AddLine("+++\t[Leaf]\t[Score]\t[]\t[b]\t[1]");
     EXPECT_QTX(text.AddLine("++\t[Leaf]\t[bad]\t[]\t[c]\t[1]"), zeLogicalTree, 1,
                "Invalid score: ++\t[Leaf]\t[bad]\t[]\t[c]\t[1]");
-    EXPECT_QTX(text.AddLine("+\t[Rule]\t[Score]\t[]\t[c]\t[1]"), zeLogicalTree, 6,
-               "No rule allowed in root node");
+    EXPECT_QTX(text.AddLine("+\t[Rule]\t[Score]\t[]\t[c]\t[]"), zeLogicalTree, 4,
+               "More than one node under root");
 
     EXPECT_EQ(kc.Node(text.AddLine("++++\t[Leaf]\t[Score]\t[]\t[c]\t[1]")).parent, b);
 }
