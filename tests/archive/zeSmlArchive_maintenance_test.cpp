@@ -194,6 +194,22 @@ TEST_F(zeSmlArchiveMaintenanceTest, RenumberNumbersFrom0WithANewestNumberOf0xFFF
     EXPECT_EQ(external_ids(archive), ids_before);
 }
 
+TEST_F(zeSmlArchiveMaintenanceTest, RenumberWithAMissingMessageChangesNothing) {
+    archive.m_manager.next_sml_id = 3;
+    add(archive, {"red"}, "a");
+    add(archive, {"red"}, "b");
+    archive.m_manager.next_sml_id = 0xFFFFFFF;
+    add(archive, {"red"}, "c");
+    const qtString missing = archive.archive_file->MakeStringKey(4);
+    archive.archive_file->DeleteItem(missing);
+
+    EXPECT_QTX(archive.Renumber(), AbstractHreclaim, 2, "Missing key in index: " + missing.str());
+
+    EXPECT_THAT(numbers(archive), ElementsAre(3, 4, 0xFFFFFFF));
+    EXPECT_THAT(labels_of(archive, 3), ElementsAre("red"));
+    EXPECT_THAT(labels_of(archive, 0xFFFFFFF), ElementsAre("red"));
+}
+
 TEST_F(zeSmlArchiveMaintenanceTest, RenumberForgetsALastLearnedMessageThatWasDeleted) {
     archive.m_manager.next_sml_id = 0xFFFFFFE;
     add(archive, {"red"});

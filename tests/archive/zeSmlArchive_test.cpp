@@ -401,6 +401,9 @@ TEST(zeSmlArchiveClosedTest, OperationsOnAClosedArchiveAreRefusedAndChangeNothin
 
     EXPECT_QTX_ARGS(archive.AddSml(msg, "a"), zeSmlArchive, 12, "Archive is not open", {});
     EXPECT_QTX(archive.AddSml(msg, "a", "b"), zeSmlArchive, 12, "Archive is not open");
+    archive.m_manager.external_ids["b"] = 1;  // as after CloseArchive
+    EXPECT_QTX(archive.AddSml(msg, "a", "b"), zeSmlArchive, 12, "Archive is not open");
+    archive.m_manager.external_ids.clear();
     EXPECT_QTX(archive.WriteSml(1, *msg, true), zeSmlArchive, 12, "Archive is not open");
     EXPECT_QTX(archive.ReadSml(1, *msg, true), zeSmlArchive, 4, "Can't read Sml 1 from Archive");
     EXPECT_QTX(archive.DelSml(1), zeSmlArchive, 4, "Can't read Sml 1 from Archive");

@@ -59,6 +59,14 @@ void zeSmlArchive::Renumber() {
         return;
     }
     AbstractHreclaim& file = FileToChange();
+    // Nothing is renamed if a message is missing: the summary still names the old numbers.
+    for (const auto& entry : m_manager.sml_dates) {
+        const qtString key = file.MakeStringKey(entry.first);
+        if (!file.Exists(key)) {
+            throw qtX<AbstractHreclaim>(AbstractHreclaim::kWrongKey, "Missing key in index: " + key,
+                                        {file.FileName(), key});
+        }
+    }
     std::map<unsigned int, unsigned int> new_numbers;
     std::map<unsigned int, qtTimeDate> new_dates;
     unsigned int counter = 0;

@@ -74,6 +74,7 @@ unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& extern
 
 unsigned int zeSmlArchive::AddSml(qtPtrLight<zeMsg>& msg, const qtString& external_id,
                                   const qtString& replaced_id) {
+    static_cast<void>(File());
     // The caller's text may be a key of `external_ids`, and the key is removed with its message.
     const qtString new_id = external_id;
     // Nothing is removed if the new message cannot be added.

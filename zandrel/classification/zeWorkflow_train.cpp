@@ -194,6 +194,7 @@ void zeWorkflow::learn(zeCorpus_view& view, CTProgress* progress, bool ignore_in
 }
 
 void zeWorkflow::clear_statistics(zeNode* node, CTProgress* progress) {
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     const zeNode* const top = node == nullptr ? m_root : node;
     Node_set nodes(kInitialBuckets);
     top->get_subtree_classifiers(nodes);
