@@ -63,7 +63,7 @@ void move_node(zeManager& manager, const std::string& path, const std::string& n
 // categories added to the concept table of the statistical classifier above remain there.
 void delete_node(zeManager& manager, const std::string& path, bool keeps_concepts);
 
-// What an import has added.
+// The result of an import.
 struct Import_report {
     std::string path;  // of the imported root, as shown_path
     std::size_t nodes = 0;

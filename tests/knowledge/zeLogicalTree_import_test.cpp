@@ -38,7 +38,7 @@ using testing::SizeIs;
 
 using Id = unsigned int;
 using Score_bits = std::vector<std::pair<std::string, std::uint64_t>>;
-// What each classifier of a subtree answers, by the name of its node.
+// The answers of each classifier of a subtree, by the name of its node.
 using Answers_below = std::map<std::string, Score_bits>;
 
 constexpr const char* kNoInput = "No input found";
@@ -470,7 +470,7 @@ unsigned int bound_of(Form form) {
     return form == Form::kCachedByOne ? 1 : 2;
 }
 
-// A container that was built, in one of the forms. `name`: tells the files of a test apart.
+// A container that was built, in one of the forms. `name`: each file of a test has its own.
 class Formed {
 public:
     Formed(zeManager& built, Form form, const char* name)

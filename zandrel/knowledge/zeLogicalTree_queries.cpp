@@ -19,7 +19,7 @@
 //     Rule: "office"
 //
 //
-//     Path: root/mail/work/invoices
+//     Path: root/mail/office/invoices
 //     Rule: "Invoice"
 //       Original: [Invoice]   Processed: [invoice]
 //
