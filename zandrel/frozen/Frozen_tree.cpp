@@ -21,6 +21,8 @@
 #include "zandrel/foundation/Uncounted_concept.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/frozen/Row_index.h"
+#include "zandrel/knowledge/fixed_names.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/Clipped_bag.h"
@@ -140,7 +142,8 @@ private:
     Tables m_tables;
 };
 
-Frozen_tree::Frozen_tree(zeManager& manager) : m_root(manager.m_root) {
+Frozen_tree::Frozen_tree(zeManager& manager)
+    : m_root(manager.m_root), m_logical_tree(*manager.m_logical_tree) {
     const zeWorkflow same_root(&manager);  // refuses a container without a root
     ZANDREL_ASSERT(manager.ReadOnDemand() == 0, "manager.ReadOnDemand() == 0");
     const std::vector<zeNode*> nodes = nodes_of(manager);
@@ -281,6 +284,34 @@ double Frozen_tree::explain_child(const zeNode* node, zeNode* child, zeMsg& msg,
     return score_without_each(
         frozen.matcher.scorer_for(clipped.total_weight()), clipped, iprofile, 0.0,
         [&frozen](const Concept& word) { return frozen.row(word); }, scores);
+}
+
+qtString Frozen_tree::path_of(zeNode* node) const {
+    qtString path;
+    m_logical_tree.GetNodePath(m_logical_tree.FindCategory(node).id, path);
+    return path;
+}
+
+// The engine looks names up by their concepts, for which it enters them in the dictionary.
+zeNode* Frozen_tree::find_path(const qtString& path) const {
+    std::vector<qtString> parts;
+    zeLogicalTree::BreakPath(path, parts);
+    const zeLogicalNode* node = &m_logical_tree.GetNode(zandrel::kRootId);
+    if (parts.empty() || node->name.view() != parts.front().view()) {
+        return nullptr;
+    }
+    for (std::size_t i = 1; i < parts.size(); ++i) {
+        const auto is_wanted = [this, name = parts[i].view()](unsigned int id) {
+            return m_logical_tree.GetNode(id).name.view() == name;
+        };
+        const std::vector<unsigned int>& children = node->children;
+        const auto found = std::find_if(children.begin(), children.end(), is_wanted);
+        if (found == children.end()) {
+            return nullptr;
+        }
+        node = &m_logical_tree.GetNode(*found);
+    }
+    return node->physical_node;
 }
 
 void Frozen_tree::read_learned_words() {

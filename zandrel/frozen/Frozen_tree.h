@@ -9,10 +9,12 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/hash_map.h"
+#include "zandrel/foundation/qtString.h"
 #include "zandrel/frozen/Frozen_rule.h"
 #include "zandrel/frozen/Frozen_words.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+class zeLogicalTree;
 class zeManager;
 class zeMsg;
 class zeResult_set;
@@ -83,6 +85,14 @@ public:
     double explain_child(const zeNode* node, zeNode* child, zeMsg& msg,
                          std::vector<Concept_score>& scores) const;
 
+    // Paths.
+
+    // As zeLogicalTree::GetNodePath of a node of the tree; empty for any other node.
+    qtString path_of(zeNode* node) const;
+    // As zeLogicalTree::FindNodeByPath. Null if there is no such node.
+    // COST: linear in the children of each node on the way.
+    zeNode* find_path(const qtString& path) const;
+
     // The words that classifiers have learned.
 
     // Reads the words that were learned, but are in no match table. In a container that was read
@@ -117,6 +127,7 @@ private:
     Frozen_words::List words_of(const std::vector<zeNode*>& nodes);
 
     zeNode* m_root;
+    const zeLogicalTree& m_logical_tree;
     std::vector<const zeStat_matcher*> m_matchers;
     std::size_t m_table_words = 0;  // the words with lower numbers are in match tables
     Frozen_words m_words;
