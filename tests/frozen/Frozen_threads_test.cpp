@@ -30,7 +30,7 @@ constexpr unsigned int kThreadSeed = 20261123;
 constexpr int kThreadCount = 8;
 constexpr unsigned int kContainerCount = 2;
 constexpr std::size_t kAskedMessages = 25;
-constexpr int kRounds = 3;
+constexpr int kRounds = 6;
 
 // The contents of three walks and of an explanation of all nodes.
 using Answer = std::tuple<std::vector<Found>, Lines>;

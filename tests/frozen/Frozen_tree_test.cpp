@@ -16,9 +16,11 @@
 
 #include "tests/frozen/frozen_answers.h"
 #include "tests/frozen/random_container.h"
+#include "tests/support/allocation_meter.h"
 #include "tests/support/cached_container.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/kc_file.h"
+#include "tests/support/match_rows.h"
 #include "tests/support/news_desk.h"
 #include "tests/support/scratch_file.h"
 #include "tests/support/trained_tree.h"
@@ -330,12 +332,13 @@ TEST(Frozen_treeTest, MessageOfWordsAndPairsIsThatOfTheEngine) {
 }
 
 TEST(Frozen_treeTest, AccumulatorDoesNotCount) {
-    Random_container kc(kFirstSeed + 3);
-    zeWorkflow workflow(&kc.manager);
-    const Frozen_tree tree(kc.manager);
+    Trained_tree trained;
+    zeWorkflow workflow(&trained.manager);
+    workflow.train(trained.corpus.view, false, nullptr, false);
+    const Frozen_tree tree(trained.manager);
     Frozen_call call;
     Frozen_message message(call, tree.words());
-    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"w1", 1.0}, {"w2", 1.0}}).make();
+    const qtPtrLight<zeMsg> msg = MessageBuilder().bag({{"goal", 1.0}, {"bank", 1.0}}).make();
     message.copy(*msg);
     const auto frozen_answer = [&] {
         zeResult_set results(-1.0, -1);
@@ -348,13 +351,7 @@ TEST(Frozen_treeTest, AccumulatorDoesNotCount) {
         return contents_of(results);
     };
     const auto expected = engine_answer();
-    for (zeNode* const node : kc.inner) {
-        if (zeStat_matcher* const matcher = kc.matcher(node)) {
-            for (const auto& profile : matcher->m_storage->m_profiles) {
-                profile->m_match_value = 0.75;
-            }
-        }
-    }
+    trained.storage(trained.news).profile(0).m_match_value = 0.75;
     EXPECT_EQ(frozen_answer(), expected);
     EXPECT_NE(engine_answer(), expected);
     EXPECT_EQ(engine_answer(), expected);
@@ -500,6 +497,57 @@ TEST(Frozen_treeTest, NoHandleOfTheDictionaryRemains) {
         EXPECT_GT(Concept::dictionary_size(), size_before);
     }
     EXPECT_EQ(Concept::dictionary_size(), size_before);
+}
+
+// Tables of 30,000 rows at the root and 10,000 rows at each of two lower nodes, with four pairs in
+// a row on average. A frozen tree is measured, and compared with the memory of the tables.
+TEST(Frozen_treeTest, MemoryIsLessThanThatOfTheTables) {
+    Trained_tree trained;
+    std::vector<Concept> words;
+    words.reserve(30000);
+    std::size_t held = held_bytes();
+    for (std::size_t i = 0; i < words.capacity(); ++i) {
+        words.push_back(term("a word " + std::to_string(i)));
+        set_row(trained.matcher(trained.root).m_table, words[i], Row(1 + i % 7, {1.0F, 0}));
+        if (i % 3 == 0) {
+            set_row(trained.matcher(trained.news).m_table, words[i], Row(2, {1.0F, 0}));
+            set_row(trained.matcher(trained.shop).m_table, words[i], Row(6, {1.0F, 0}));
+        }
+    }
+    const std::size_t table_bytes = held_bytes() - held;
+    held = held_bytes();
+    const Frozen_tree tree(trained.manager);
+    const std::size_t tree_bytes = held_bytes() - held;
+    EXPECT_NEAR(static_cast<double>(tree.memory_use()), static_cast<double>(tree_bytes), 8192.0);
+    EXPECT_LT(static_cast<double>(tree_bytes), 0.75 * static_cast<double>(table_bytes))
+        << tree_bytes << " of " << table_bytes;
+}
+
+// A thread that keeps its call allocates only what the engine's bag and results need. A message of
+// very many words does not remain in memory.
+TEST(Frozen_treeTest, CallKeepsItsMemoryWithinABound) {
+    Trained_tree trained;
+    const Frozen_tree tree(trained.manager);
+    Frozen_call call;
+    std::vector<std::string> texts;
+    for (int i = 0; i < 100000; ++i) {
+        texts.push_back("a word " + std::to_string(i));
+    }
+    const auto use = [&](std::size_t count) {
+        const Allocation_meter meter;
+        Frozen_message message(call, tree.words());
+        for (std::size_t i = 0; i < count; ++i) {
+            message.feeder().add_concept(message.word(texts[i]), 1.0);
+        }
+        message.take_bag();
+        return meter.bytes();
+    };
+    const std::size_t held = held_bytes();
+    EXPECT_GT(use(2000), 200000U);
+    constexpr std::size_t kBytesOfSorting = 2 * 24;  // two lists of keys
+    EXPECT_LE(use(2000), 2000 * kBytesOfSorting);
+    use(texts.size());
+    EXPECT_LT(held_bytes(), held + (4U << 20U));
 }
 
 TEST(Frozen_treeTest, ContainerWithoutRootIsRefused) {
