@@ -13,8 +13,8 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
-#include "text/data/Labelled_text.h"
 #include "text/analysis/Tokenizer.h"
+#include "text/data/Labelled_text.h"
 
 namespace {
 

@@ -29,8 +29,8 @@
 #include "cli/commands/split_command.h"
 #include "cli/commands/tree_commands.h"
 #include "text/errors.h"
-#include "text/model/Interruption.h"
 #include "text/kc/ending_signals.h"
+#include "text/model/Interruption.h"
 #include "text/wording/Shown_text.h"
 
 namespace {

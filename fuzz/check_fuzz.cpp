@@ -14,12 +14,12 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/KcIoMode.h"
 
-#include "text/errors.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_dump.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
+#include "text/errors.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <set>
 #include <string>
 
-#include "text/errors.h"
 #include "cli/records/Record_recovery.h"
 #include "cli/records/Recovered_file.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
+#include "text/errors.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "cli/evaluate/Accuracy_meter.h"
+#include "tests/cli/model_bytes.h"
 #include "text/model/Cpu_timer.h"
 #include "text/model/Text_model.h"
-#include "tests/cli/model_bytes.h"
 
 namespace {
 
@@ -19,8 +19,8 @@ Texts part_of(const Texts& texts, std::size_t begin, std::size_t end) {
                  texts.begin() + static_cast<std::ptrdiff_t>(end));
 }
 
-Point point_of(zandrel::Text_model& model, const zandrel::cli::Accuracy_meter& meter, std::size_t text_count,
-               double cpu_seconds) {
+Point point_of(zandrel::Text_model& model, const zandrel::cli::Accuracy_meter& meter,
+               std::size_t text_count, double cpu_seconds) {
     return {text_count, meter.accuracy(model), model.size().concepts, model_bytes(model),
             cpu_seconds};
 }
@@ -72,8 +72,8 @@ Trial::Trial(const Task& task, const std::vector<std::string>& assignments) : m_
 }
 
 std::unique_ptr<zandrel::Text_model> Trial::trained(const Texts& texts, double& cpu_seconds) {
-    auto model =
-        std::make_unique<zandrel::Text_model>(zandrel::Model_options{m_task.analysis, &m_settings, {}});
+    auto model = std::make_unique<zandrel::Text_model>(
+        zandrel::Model_options{m_task.analysis, &m_settings, {}});
     zandrel::Cpu_timer timer;
     timer.start();
     model->train(texts);
@@ -95,7 +95,8 @@ Point Trial::train(std::size_t count) {
     double seconds = 0.0;
     const std::unique_ptr<zandrel::Text_model> model =
         trained(part_of(m_task.texts, 0, count), seconds);
-    return point_of(*model, zandrel::cli::Accuracy_meter(m_task.test_texts, *model), count, seconds);
+    return point_of(*model, zandrel::cli::Accuracy_meter(m_task.test_texts, *model), count,
+                    seconds);
 }
 
 std::vector<Point> Trial::learn_rest(const Bulks& bulks) {

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "text/analysis/Text_analysis.h"
 #include "text/data/Labelled_text.h"
 #include "text/model/Engine_settings.h"
-#include "text/analysis/Text_analysis.h"
 
 namespace zandrel {
 
@@ -19,8 +19,7 @@ class Text_model;
 
 }  // namespace zandrel
 
-namespace zandrel::cli {
-}
+namespace zandrel::cli {}
 
 using Texts = std::vector<zandrel::Labelled_text>;
 

@@ -20,15 +20,15 @@
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "text/analysis/Stemmer.h"
 #include "text/data/File_kind.h"
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
 #include "text/kc/Kc_header.h"
 #include "text/kc/Replacement_file.h"
-#include "text/model/Interruption.h"
 #include "text/kc/ending_signals.h"
+#include "text/model/Interruption.h"
 #include "text/wording/Shown_text.h"
-#include "text/analysis/Stemmer.h"
 
 namespace zandrel::cli {
 

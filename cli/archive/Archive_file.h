@@ -17,10 +17,10 @@
 #include "zandrel/storage/AbstractHreclaim.h"
 
 #include "cli/archive/Deferred_archive.h"
+#include "text/analysis/Text_analysis.h"
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Kc_use.h"
 #include "text/kc/Kept_analysis.h"
-#include "text/analysis/Text_analysis.h"
 
 namespace zandrel::cli {
 

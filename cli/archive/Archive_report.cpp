@@ -19,10 +19,10 @@
 
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
+#include "cli/kc/Kc_info.h"
 #include "text/data/Bad_record.h"
 #include "text/data/Pair_values.h"
 #include "text/data/Stored_corpus.h"
-#include "cli/kc/Kc_info.h"
 #include "text/wording/Json.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"

@@ -61,14 +61,14 @@
 #include "text/kc/Kc_file.h"
 #include "text/kc/Replacement_file.h"
 #include "text/kc/Stored_model.h"
+#include "text/kc/ending_signals.h"
 #include "text/model/Interruption.h"
 #include "text/model/Text_model.h"
 #include "text/model/Text_sources.h"
 #include "text/model/Tree_warnings.h"
-#include "text/kc/ending_signals.h"
+#include "text/train/Scaling.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
-#include "text/train/Scaling.h"
 
 namespace zandrel::cli {
 

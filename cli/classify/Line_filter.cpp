@@ -29,12 +29,12 @@
 #include "cli/classify/Text_column.h"
 #include "cli/classify/Text_line_reader.h"
 #include "cli/classify/Walk_report.h"
+#include "cli/process/Worker_pool.h"
 #include "text/data/Data_reader.h"
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
 #include "text/model/Explanation.h"
 #include "text/model/Text_model.h"
-#include "cli/process/Worker_pool.h"
 #include "text/wording/Json.h"
 #include "text/wording/Layout.h"
 

@@ -22,7 +22,6 @@ class Text_model;
 
 namespace zandrel::cli {
 
-
 // The lines of a stream. A line ends with LF or CR LF; the last one need not. A byte order mark at
 // the start is not a part of the first line.
 struct Line_input {

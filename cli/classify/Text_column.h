@@ -17,7 +17,6 @@ class Text_model;
 
 namespace zandrel::cli {
 
-
 // The text begins at one of the columns of a line, which are separated by tabs, and ends at the end
 // of the line. Column 2 of `sport<TAB>a goal<TAB>at last` is `a goal<TAB>at last`, as in a data
 // file.

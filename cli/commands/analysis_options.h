@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "text/kc/Kept_analysis.h"
 #include "text/analysis/Text_analysis.h"
+#include "text/kc/Kept_analysis.h"
 
 namespace CLI {
 class App;

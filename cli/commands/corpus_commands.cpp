@@ -14,10 +14,10 @@
 #include "cli/corpus/Corpus_export.h"
 #include "cli/corpus/Corpus_import.h"
 #include "cli/corpus/Corpus_info.h"
-#include "text/data/Data_input.h"
-#include "text/errors.h"
 #include "cli/kc/Text_output.h"
 #include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/errors.h"
 #include "text/wording/Json.h"
 #include "text/wording/Shown_text.h"
 

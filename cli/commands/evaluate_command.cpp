@@ -22,13 +22,13 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
-#include "text/data/Data_input.h"
 #include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
-#include "text/kc/Kc_damage.h"
 #include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/kc/Kc_damage.h"
 #include "text/wording/Json.h"
 
 namespace zandrel::cli {

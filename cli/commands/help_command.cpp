@@ -12,8 +12,8 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/commands/parse_errors.h"
-#include "text/errors.h"
 #include "cli/help/Help_topics.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -13,6 +13,7 @@
 #include "zandrel/knowledge/zeNode.h"
 
 #include "cli/commands/option_checks.h"
+#include "cli/process/Long_work.h"
 #include "text/data/Data_input.h"
 #include "text/data/Stored_corpus.h"
 #include "text/errors.h"
@@ -24,7 +25,6 @@
 #include "text/kc/Kc_tree.h"
 #include "text/kc/Kept_analysis.h"
 #include "text/kc/stat_classifiers.h"
-#include "cli/process/Long_work.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
 

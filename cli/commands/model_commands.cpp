@@ -18,17 +18,17 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
+#include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
 #include "text/data/Data_input.h"
 #include "text/data/File_kind.h"
 #include "text/errors.h"
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Stored_model.h"
-#include "cli/process/Long_work.h"
 #include "text/model/leave_to_exit.h"
+#include "text/train/Training.h"
 #include "text/wording/Json.h"
 #include "text/wording/Shown_text.h"
-#include "cli/process/print_warning.h"
-#include "text/train/Training.h"
 
 namespace zandrel::cli {
 

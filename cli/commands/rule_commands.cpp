@@ -16,14 +16,14 @@
 
 #include "cli/commands/analysis_options.h"
 #include "cli/commands/option_checks.h"
-#include "text/kc/Kc_edit.h"
 #include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
+#include "text/kc/Kc_edit.h"
 #include "text/rules/Rule_check.h"
 #include "text/rules/Rule_explanation.h"
 #include "text/rules/Rule_list.h"
 #include "text/rules/Rule_value.h"
 #include "text/wording/Json.h"
-#include "cli/process/print_warning.h"
 
 namespace zandrel::cli {
 

@@ -9,8 +9,8 @@
 
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
-#include "cli/split/Split.h"
 #include "cli/process/print_warning.h"
+#include "cli/split/Split.h"
 
 namespace zandrel::cli {
 

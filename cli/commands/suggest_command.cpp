@@ -12,14 +12,14 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
-#include "text/data/Data_input.h"
-#include "text/errors.h"
 #include "cli/kc/Text_output.h"
 #include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/errors.h"
 #include "text/suggest/Suggested_tree.h"
+#include "text/train/Training.h"
 #include "text/wording/Json.h"
 #include "text/wording/Shown_text.h"
-#include "text/train/Training.h"
 
 namespace zandrel::cli {
 

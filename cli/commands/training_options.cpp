@@ -7,11 +7,11 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/commands/option_checks.h"
+#include "cli/process/print_warning.h"
 #include "text/data/Data_input.h"
 #include "text/data/Label_groups.h"
 #include "text/kc/Corpus_analysis.h"
 #include "text/kc/Tree_file.h"
-#include "cli/process/print_warning.h"
 
 namespace zandrel::cli {
 

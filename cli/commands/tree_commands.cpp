@@ -21,6 +21,9 @@
 #include "cli/commands/option_checks.h"
 #include "cli/commands/suggest_command.h"
 #include "cli/commands/tree_edits.h"
+#include "cli/kc/Text_output.h"
+#include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
 #include "text/data/Data_input.h"
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
@@ -29,12 +32,9 @@
 #include "text/kc/Kc_file.h"
 #include "text/kc/Kc_tree_view.h"
 #include "text/kc/Kept_analysis.h"
-#include "cli/kc/Text_output.h"
 #include "text/kc/Tree_file.h"
-#include "cli/process/Long_work.h"
 #include "text/rules/rule_forms.h"
 #include "text/wording/Json.h"
-#include "cli/process/print_warning.h"
 
 namespace zandrel::cli {
 

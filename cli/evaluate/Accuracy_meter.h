@@ -18,7 +18,6 @@ class Text_model;
 
 namespace zandrel::cli {
 
-
 // The constructor analyses the texts, so that each measurement only classifies them.
 class Accuracy_meter {
 public:

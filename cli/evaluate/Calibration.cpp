@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "text/data/Label_set.h"
 #include "cli/evaluate/Tally.h"
+#include "text/data/Label_set.h"
 
 namespace zandrel::cli {
 

@@ -14,12 +14,12 @@
 
 #include "zandrel/knowledge/Progress.h"
 
+#include "cli/evaluate/Quality.h"
+#include "cli/evaluate/Whole_data.h"
 #include "text/data/Data_warnings.h"
 #include "text/data/Folds.h"
 #include "text/data/Moved_texts.h"
 #include "text/errors.h"
-#include "cli/evaluate/Quality.h"
-#include "cli/evaluate/Whole_data.h"
 #include "text/model/Interruption.h"
 #include "text/wording/Layout.h"
 

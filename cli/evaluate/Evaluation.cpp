@@ -48,12 +48,13 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "cli/evaluate/Quality.h"
+#include "cli/evaluate/Whole_data.h"
+#include "cli/process/Worker_pool.h"
 #include "text/data/Data_input.h"
 #include "text/data/Data_warnings.h"
 #include "text/data/Folds.h"
 #include "text/errors.h"
-#include "cli/evaluate/Quality.h"
-#include "cli/evaluate/Whole_data.h"
 #include "text/kc/Corpus_analysis.h"
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_header.h"
@@ -64,7 +65,6 @@
 #include "text/model/Text_model.h"
 #include "text/model/Text_sources.h"
 #include "text/model/Tree_warnings.h"
-#include "cli/process/Worker_pool.h"
 #include "text/model/leave_to_exit.h"
 #include "text/suggest/Tree_suggestion.h"
 

@@ -11,12 +11,12 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "text/data/Folds.h"
-#include "text/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
+#include "text/data/Folds.h"
+#include "text/data/Labelled_text.h"
 #include "text/kc/Cached_kc.h"
 #include "text/kc/Kept_analysis.h"
 #include "text/model/Explanation.h"

@@ -18,7 +18,6 @@ class Text_model;
 
 namespace zandrel::cli {
 
-
 // The model after learning one bulk.
 struct Learning_step {
     std::size_t texts = 0;  // of this bulk; 0 for the model before the first one

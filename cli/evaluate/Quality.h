@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "text/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Metrics.h"
+#include "text/data/Labelled_text.h"
 #include "text/model/Scored_label.h"
 
 namespace zandrel::cli {

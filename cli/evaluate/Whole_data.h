@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "text/data/Labelled_text.h"
 #include "cli/evaluate/Evaluation.h"
+#include "text/data/Labelled_text.h"
 
 namespace zandrel::cli {
 

@@ -24,8 +24,8 @@
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "text/errors.h"
 #include "cli/records/Record_text.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

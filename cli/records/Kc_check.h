@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "text/kc/Kc_lock.h"
-#include "text/kc/Kc_use.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
 
 namespace zandrel::cli {
 

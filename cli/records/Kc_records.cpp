@@ -30,10 +30,10 @@
 #include "zandrel/storage/HreclaimCache.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "text/kc/Kc_damage.h"
-#include "text/kc/Kc_paths.h"
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_reader.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_paths.h"
 #include "text/wording/Shown_text.h"
 
 namespace zandrel::cli {

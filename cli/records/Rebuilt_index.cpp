@@ -24,12 +24,6 @@
 #include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/persistence/Kc_steps.h"
 
-#include "text/errors.h"
-#include "text/kc/Descriptor.h"
-#include "text/kc/Kc_file.h"
-#include "text/kc/Kc_use.h"
-#include "text/kc/Replacement_file.h"
-#include "text/kc/ending_signals.h"
 #include "cli/records/Archive_check.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Kc_check.h"
@@ -37,6 +31,12 @@
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_text.h"
 #include "cli/records/Recovered_file.h"
+#include "text/errors.h"
+#include "text/kc/Descriptor.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_use.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/ending_signals.h"
 #include "text/wording/Shown_text.h"
 
 namespace zandrel::cli {

@@ -8,9 +8,9 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "text/kc/Kc_lock.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_recovery.h"
+#include "text/kc/Kc_lock.h"
 
 namespace zandrel::cli {
 

@@ -7,9 +7,9 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/storage/Hreclaim_format.h"
 
-#include "text/errors.h"
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_reader.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -16,11 +16,11 @@
 
 #include "cli/archive/Archive_file.h"
 #include "cli/archive/Deferred_archive.h"
-#include "text/errors.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/small_archive.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "text/kc/ending_signals.h"
 #include "tests/cli/archive_kills.h"
+#include "text/kc/ending_signals.h"
 
 namespace zandrel::cli {
 

@@ -25,8 +25,10 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-#include "text/errors.h"
 #include "cli/evaluate/Evaluation.h"
+#include "tests/cli/scratch_folder.h"
+#include "tests/support/kc_v1.h"
+#include "text/errors.h"
 #include "text/kc/Deferred_writes.h"
 #include "text/kc/Kc_conversion.h"
 #include "text/kc/Kc_edit.h"
@@ -39,8 +41,6 @@
 #include "text/kc/stat_classifiers.h"
 #include "text/model/Text_model.h"
 #include "text/train/Training.h"
-#include "tests/cli/scratch_folder.h"
-#include "tests/support/kc_v1.h"
 
 namespace {
 
@@ -77,7 +77,8 @@ std::map<std::string, int> messages_of(const std::string& path) {
 
 // Visits all statistical classifiers.
 void visit_classifiers_of(const std::string& path) {
-    zandrel::for_each_stat_classifier(*zandrel::read_kc(path, nullptr), [](const zandrel::Stat_classifier&) {});
+    zandrel::for_each_stat_classifier(*zandrel::read_kc(path, nullptr),
+                                      [](const zandrel::Stat_classifier&) {});
 }
 
 // root - warm - red, yellow
@@ -202,12 +203,12 @@ TEST_F(CachedKcTest, ChangeThatRaisesLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
     for (const unsigned int bound : {1U, 2U, 20U}) {
         EXPECT_THROW(zandrel::edit_kc(m_cached, {},
-                                  [](qtPtrLight<zeManager>& manager) -> bool {
-                                      zandrel::Deferred_writes writes(*manager);
-                                      zandrel::rename_node(*manager, "root/cold", "chilly");
-                                      throw zandrel::Usage_error("no");
-                                  },
-                                  {bound}),
+                                      [](qtPtrLight<zeManager>& manager) -> bool {
+                                          zandrel::Deferred_writes writes(*manager);
+                                          zandrel::rename_node(*manager, "root/cold", "chilly");
+                                          throw zandrel::Usage_error("no");
+                                      },
+                                      {bound}),
                      zandrel::Usage_error);
         EXPECT_EQ(bytes_of(m_cached), before) << bound;
     }
@@ -217,14 +218,14 @@ TEST_F(CachedKcTest, RefusedEditAfterADeletedClassifierLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
     EXPECT_THROW(
         zandrel::edit_kc(m_cached, {},
-                     [](qtPtrLight<zeManager>& manager) -> bool {
-                         zandrel::Deferred_writes writes(*manager);
-                         zandrel::delete_node(*manager, "root/cold", false);
-                         zandrel::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
-                         zandrel::delete_node(*manager, "root/none", false);
-                         return true;
-                     },
-                     {2}),
+                         [](qtPtrLight<zeManager>& manager) -> bool {
+                             zandrel::Deferred_writes writes(*manager);
+                             zandrel::delete_node(*manager, "root/cold", false);
+                             zandrel::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+                             zandrel::delete_node(*manager, "root/none", false);
+                             return true;
+                         },
+                         {2}),
         zandrel::Usage_error);
     EXPECT_EQ(bytes_of(m_cached), before);
 }
@@ -233,20 +234,20 @@ TEST_F(CachedKcTest, RefusedEditAfterADeletedClassifierLeavesTheFileAsItWas) {
 TEST_F(CachedKcTest, EditThatDamagesTheTreesLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
     EXPECT_ANY_THROW(zandrel::edit_kc(m_cached, {},
-                                  [](qtPtrLight<zeManager>& manager) -> bool {
-                                      zandrel::Deferred_writes writes(*manager);
-                                      zandrel::delete_node(*manager, "root/cold", false);
-                                      manager->m_root->m_parent = manager->m_root;
-                                      try {
-                                          writes.commit();
-                                      } catch (const qtX<zeManager>& error) {
-                                          EXPECT_EQ(error.number(), 4);
-                                          throw;
-                                      }
-                                      ADD_FAILURE() << "nothing is raised";
-                                      return true;
-                                  },
-                                  {2}));
+                                      [](qtPtrLight<zeManager>& manager) -> bool {
+                                          zandrel::Deferred_writes writes(*manager);
+                                          zandrel::delete_node(*manager, "root/cold", false);
+                                          manager->m_root->m_parent = manager->m_root;
+                                          try {
+                                              writes.commit();
+                                          } catch (const qtX<zeManager>& error) {
+                                              EXPECT_EQ(error.number(), 4);
+                                              throw;
+                                          }
+                                          ADD_FAILURE() << "nothing is raised";
+                                          return true;
+                                      },
+                                      {2}));
     EXPECT_EQ(bytes_of(m_cached), before);
 }
 
@@ -329,11 +330,11 @@ TEST_F(CachedKcTest, ReopenedFileThatWasReplacedIsRefused) {
 TEST_F(CachedKcTest, FileReplacedDuringAChangeIsNotWritten) {
     const std::string other = bytes_of(m_plain);
     EXPECT_THROW(zandrel::edit_kc(m_cached, {},
-                              [this](qtPtrLight<zeManager>& manager) {
-                                  manager->m_modified = true;
-                                  std::filesystem::rename(m_plain, m_cached);
-                                  return true;
-                              }),
+                                  [this](qtPtrLight<zeManager>& manager) {
+                                      manager->m_modified = true;
+                                      std::filesystem::rename(m_plain, m_cached);
+                                      return true;
+                                  }),
                  zandrel::Output_error);
     EXPECT_EQ(bytes_of(m_cached), other);
 }
@@ -416,13 +417,13 @@ TEST_F(CachedKcTest, UnusualResolutionOfAModelIsRefusedBeforeTheModelIsUsed) {
     const std::string before = bytes_of(m_cached);
     const auto edit = [this](const std::function<void(zeManager & manager)>& change) {
         zandrel::edit_kc(m_cached, {},
-                     [&change](qtPtrLight<zeManager>& manager) {
-                         zandrel::Deferred_writes writes(*manager);
-                         change(*manager);
-                         writes.commit();
-                         return true;
-                     },
-                     {2});
+                         [&change](qtPtrLight<zeManager>& manager) {
+                             zandrel::Deferred_writes writes(*manager);
+                             change(*manager);
+                             writes.commit();
+                             return true;
+                         },
+                         {2});
     };
     zandrel::Training_options training;
     training.kc_file = m_cached;

@@ -10,10 +10,10 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 
-#include "text/errors.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/interrupted_progress.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

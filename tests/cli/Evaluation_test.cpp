@@ -10,12 +10,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "text/errors.h"
 #include "cli/evaluate/Report_json.h"
-#include "text/model/Engine_settings.h"
-#include "text/train/Training.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
+#include "text/model/Engine_settings.h"
+#include "text/train/Training.h"
 
 namespace zandrel::cli {
 

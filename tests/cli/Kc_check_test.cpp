@@ -15,9 +15,6 @@
 
 #include "zandrel/persistence/Kc_seal.h"
 
-#include "text/errors.h"
-#include "text/kc/Kc_lock.h"
-#include "text/kc/Kc_use.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_dump.h"
 #include "tests/cli/file_facts.h"
@@ -26,6 +23,9 @@
 #include "tests/support/kc_file.h"
 #include "tests/support/kc_v1.h"
 #include "tests/support/news_desk.h"
+#include "text/errors.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
 
 namespace zandrel::cli {
 

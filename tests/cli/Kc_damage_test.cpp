@@ -23,16 +23,16 @@
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/kc/Kc_info.h"
+#include "tests/cli/scratch_folder.h"
+#include "tests/support/answers_of_kc.h"
 #include "text/errors.h"
 #include "text/kc/Kc_edit.h"
 #include "text/kc/Kc_file.h"
-#include "cli/kc/Kc_info.h"
 #include "text/kc/Kc_options.h"
 #include "text/kc/Kc_tree_view.h"
 #include "text/kc/Stored_model.h"
 #include "text/model/Text_model.h"
-#include "tests/cli/scratch_folder.h"
-#include "tests/support/answers_of_kc.h"
 
 using zandrel::Kc_seal;
 

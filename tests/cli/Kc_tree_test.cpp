@@ -8,8 +8,8 @@
 
 #include "zandrel/foundation/qtX.h"
 
-#include "text/errors.h"
 #include "tests/cli/small_kc.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

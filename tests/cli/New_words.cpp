@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "tests/cli/model_bytes.h"
 #include "text/model/Cpu_timer.h"
 #include "text/model/Engine_settings.h"
 #include "text/model/Text_model.h"
-#include "tests/cli/model_bytes.h"
 
 namespace {
 

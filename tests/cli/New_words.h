@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "text/data/Labelled_text.h"
 #include "text/analysis/Text_analysis.h"
+#include "text/data/Labelled_text.h"
 
 // Labelled texts of 6 to 18 words. The first word of each text is in no other text. The others are
 // from a vocabulary. The first, third, fifth and so on of these others are from the words that the

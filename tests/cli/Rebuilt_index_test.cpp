@@ -17,15 +17,15 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/storage/Hreclaim.h"
 
-#include "text/errors.h"
-#include "text/kc/Kc_file.h"
-#include "text/kc/Kc_lock.h"
-#include "text/kc/Kc_use.h"
 #include "tests/cli/built_records.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/cli/small_kc.h"
 #include "tests/storage/record_file_script.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
 
 namespace {
 

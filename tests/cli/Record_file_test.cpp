@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "text/errors.h"
 #include "cli/records/Record_dump.h"
 #include "tests/cli/record_file_bytes.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -11,11 +11,11 @@
 #include "zandrel/knowledge/zeNode.h"
 
 #include "cli/classify/Line_filter.h"
+#include "cli/evaluate/Accuracy_meter.h"
+#include "tests/support/logical_tree.h"
 #include "text/data/Packing.h"
 #include "text/errors.h"
-#include "cli/evaluate/Accuracy_meter.h"
 #include "text/model/Text_model.h"
-#include "tests/support/logical_tree.h"
 
 namespace zandrel::cli {
 

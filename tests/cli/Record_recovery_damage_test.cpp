@@ -9,10 +9,10 @@
 
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/storage/record_file_model.h"
 #include "tests/storage/record_file_script.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

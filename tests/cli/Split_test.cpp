@@ -10,11 +10,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "cli/evaluate/Evaluation.h"
-#include "text/train/Training.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
+#include "text/train/Training.h"
 
 namespace zandrel::cli {
 

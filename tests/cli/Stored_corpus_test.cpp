@@ -18,13 +18,13 @@
 #include "cli/corpus/Corpus_export.h"
 #include "cli/corpus/Corpus_import.h"
 #include "cli/corpus/Corpus_info.h"
-#include "text/data/File_kind.h"
-#include "text/data/Message_maker.h"
-#include "text/errors.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Rebuilt_index.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/messages/corpus_file.h"
+#include "text/data/File_kind.h"
+#include "text/data/Message_maker.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

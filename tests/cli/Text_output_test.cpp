@@ -10,10 +10,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
-#include "text/kc/Kc_file.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/cli/small_kc.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file.h"
 
 namespace zandrel::cli {
 

@@ -12,6 +12,8 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "tests/cli/interrupted_progress.h"
+#include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
 #include "text/kc/Kc_edit.h"
 #include "text/kc/Kc_tree.h"
@@ -20,8 +22,6 @@
 #include "text/model/Engine_settings.h"
 #include "text/model/Text_model.h"
 #include "text/train/Training.h"
-#include "tests/cli/interrupted_progress.h"
-#include "tests/cli/scratch_folder.h"
 
 namespace zandrel::cli {
 

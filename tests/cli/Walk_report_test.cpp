@@ -12,11 +12,11 @@
 
 #include "zandrel/messages/zeMsg.h"
 
+#include "tests/cli/routed_kc.h"
 #include "text/data/Labelled_text.h"
 #include "text/model/Text_model.h"
 #include "text/wording/Json.h"
 #include "text/wording/Layout.h"
-#include "tests/cli/routed_kc.h"
 
 namespace zandrel::cli {
 

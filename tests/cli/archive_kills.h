@@ -26,15 +26,15 @@
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
 #include "cli/archive/Archive_training.h"
-#include "text/errors.h"
-#include "text/kc/Kc_conversion.h"
-#include "text/kc/Kc_file.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
-#include "text/train/Training.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/fake_disk.h"
 #include "tests/support/small_archive.h"
+#include "text/errors.h"
+#include "text/kc/Kc_conversion.h"
+#include "text/kc/Kc_file.h"
+#include "text/train/Training.h"
 
 namespace zandrel::cli {
 

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "cli/records/Record_recovery.h"
 #include "tests/storage/record_file_model.h"
 #include "tests/storage/record_file_script.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

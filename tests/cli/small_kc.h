@@ -15,9 +15,9 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
-#include "text/kc/Kc_paths.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/small_model.h"
+#include "text/kc/Kc_paths.h"
 
 namespace zandrel::cli {
 

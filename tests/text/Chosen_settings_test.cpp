@@ -8,8 +8,8 @@
 
 #include "zandrel/knowledge/zeManager.h"
 
-#include "text/model/Engine_settings.h"
 #include "tests/support/options_file.h"
+#include "text/model/Engine_settings.h"
 
 namespace zandrel::cli {
 

@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include "text/data/Labelled_text.h"
-#include "text/errors.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/data/Labelled_text.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -9,8 +9,8 @@
 
 #include "zandrel/knowledge/zeManager.h"
 
-#include "text/errors.h"
 #include "tests/support/options_file.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "text/kc/Descriptor.h"
 #include "tests/cli/file_facts.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/kc/Descriptor.h"
 
 namespace zandrel::cli {
 

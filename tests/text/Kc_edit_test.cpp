@@ -13,11 +13,11 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
 #include "text/kc/Kc_file.h"
 #include "text/kc/Kc_lock.h"
 #include "text/model/Text_model.h"
-#include "tests/cli/scratch_folder.h"
 
 namespace {
 
@@ -128,7 +128,7 @@ TEST_F(KcEditTest, LinkChangedDuringTheEditIsRefused) {
 
 TEST_F(KcEditTest, MissingFileIsAnErrorOfReading) {
     EXPECT_THROW(zandrel::edit_kc(folder.file("missing.kc"), {},
-                              [](qtPtrLight<zeManager>& /*manager*/) { return true; }),
+                                  [](qtPtrLight<zeManager>& /*manager*/) { return true; }),
                  zandrel::Input_error);
 }
 

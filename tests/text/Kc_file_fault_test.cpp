@@ -9,11 +9,11 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/Kc_seal.h"
 
-#include "text/errors.h"
-#include "text/kc/Kc_file_facts.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/answers_of_kc.h"
 #include "tests/support/fake_disk.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file_facts.h"
 
 namespace zandrel::cli {
 

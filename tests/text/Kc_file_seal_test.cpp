@@ -11,11 +11,11 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/persistence/Kc_seal.h"
 
+#include "tests/cli/damaged_bits.h"
+#include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
 #include "text/kc/Kc_file_facts.h"
 #include "text/kc/Stored_model.h"
-#include "tests/cli/damaged_bits.h"
-#include "tests/cli/scratch_folder.h"
 
 using zandrel::Kc_seal;
 

@@ -14,11 +14,11 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
 
+#include "tests/cli/scratch_folder.h"
+#include "tests/support/expect_qtx.h"
 #include "text/data/File_kind.h"
 #include "text/errors.h"
 #include "text/model/Text_model.h"
-#include "tests/cli/scratch_folder.h"
-#include "tests/support/expect_qtx.h"
 
 namespace zandrel::cli {
 

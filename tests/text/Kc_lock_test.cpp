@@ -16,10 +16,10 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/CTProgress.h"
 
-#include "text/errors.h"
 #include "tests/cli/file_facts.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/expect_qtx.h"
+#include "text/errors.h"
 
 namespace {
 

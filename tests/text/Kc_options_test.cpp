@@ -13,13 +13,13 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/options/zeOptMap.h"
 
+#include "tests/cli/small_kc.h"
+#include "tests/support/kc_file.h"
+#include "tests/support/options_file.h"
 #include "text/errors.h"
 #include "text/kc/Kc_tree.h"
 #include "text/kc/Kept_choices.h"
 #include "text/model/Engine_settings.h"
-#include "tests/cli/small_kc.h"
-#include "tests/support/kc_file.h"
-#include "tests/support/options_file.h"
 
 namespace zandrel::cli {
 

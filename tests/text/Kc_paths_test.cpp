@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "tests/support/logical_tree.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/cli/small_kc.h"
 #include "text/errors.h"
 #include "text/kc/Kc_tree.h"
-#include "tests/cli/small_kc.h"
 
 namespace zandrel::cli {
 

@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "tests/support/growth.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

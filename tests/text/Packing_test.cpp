@@ -8,11 +8,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/cli/Typed_input.h"
+#include "tests/cli/scratch_folder.h"
 #include "text/data/Data_input.h"
 #include "text/data/Labelled_text.h"
 #include "text/errors.h"
-#include "tests/cli/Typed_input.h"
-#include "tests/cli/scratch_folder.h"
 
 namespace zandrel::cli {
 

@@ -12,9 +12,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "tests/cli/file_facts.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -11,13 +11,13 @@
 
 #include "zandrel/classification/zeRule_parser.h"
 
-#include "text/errors.h"
-#include "text/kc/Kc_edit.h"
-#include "text/kc/Kc_file.h"
 #include "tests/cli/kc_forms.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/kc_file.h"
 #include "tests/support/logical_tree.h"
+#include "text/errors.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file.h"
 
 namespace zandrel::cli {
 

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "text/errors.h"
 #include "tests/cli/Typed_input.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

@@ -14,8 +14,8 @@
 #include "zandrel/statistics/zeStat_diet_learner.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-#include "text/model/Text_model.h"
 #include "tests/support/bags.h"
+#include "text/model/Text_model.h"
 
 namespace zandrel::cli {
 

@@ -6,10 +6,10 @@
 
 #include "zandrel/knowledge/zeManager.h"
 
-#include "text/errors.h"
-#include "text/kc/Kc_file.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/answers_of_kc.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file.h"
 
 namespace zandrel::cli {
 

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "text/errors.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

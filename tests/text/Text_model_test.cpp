@@ -12,8 +12,8 @@
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-#include "text/errors.h"
 #include "tests/cli/interrupted_progress.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

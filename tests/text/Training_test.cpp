@@ -17,6 +17,9 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "tests/cli/Typed_input.h"
+#include "tests/cli/interrupted_progress.h"
+#include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
 #include "text/kc/Kc_edit.h"
 #include "text/kc/Kc_file.h"
@@ -26,9 +29,6 @@
 #include "text/kc/Stored_model.h"
 #include "text/model/Engine_settings.h"
 #include "text/model/Text_model.h"
-#include "tests/cli/Typed_input.h"
-#include "tests/cli/interrupted_progress.h"
-#include "tests/cli/scratch_folder.h"
 
 namespace zandrel::cli {
 

@@ -9,11 +9,11 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
-#include "text/errors.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/random_text_tree.h"
+#include "text/errors.h"
 
 namespace zandrel::cli {
 

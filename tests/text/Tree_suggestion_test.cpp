@@ -11,10 +11,10 @@
 
 #include "zandrel/classification/zeWorkflow.h"
 
-#include "text/errors.h"
-#include "text/model/Text_model.h"
 #include "tests/cli/interrupted_progress.h"
 #include "tests/support/expect_qtx.h"
+#include "text/errors.h"
+#include "text/model/Text_model.h"
 
 namespace zandrel::cli {
 

@@ -15,8 +15,8 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
-#include "text/analysis/Text_analysis.h"
 #include "tests/support/logical_tree.h"
+#include "text/analysis/Text_analysis.h"
 
 namespace zandrel::cli {
 

@@ -6,9 +6,9 @@
 #include <charconv>
 #include <utility>
 
+#include "text/analysis/Ascii.h"
 #include "text/data/Pair_values.h"
 #include "text/errors.h"
-#include "text/analysis/Ascii.h"
 #include "text/wording/Key_value.h"
 #include "text/wording/Shown_text.h"
 

@@ -18,8 +18,8 @@
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
-#include "text/data/Data_form.h"
 #include "text/analysis/Ascii.h"
+#include "text/data/Data_form.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
 

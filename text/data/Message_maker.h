@@ -9,8 +9,8 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
-#include "text/data/Labelled_text.h"
 #include "text/analysis/Text_analysis.h"
+#include "text/data/Labelled_text.h"
 
 namespace zandrel {
 

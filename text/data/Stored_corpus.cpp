@@ -14,13 +14,13 @@
 #include "zandrel/messages/zeCacheCorpus.h"
 #include "zandrel/messages/zeMsgEdit.h"
 
+#include "text/analysis/Stemmer.h"
 #include "text/data/Bad_record.h"
 #include "text/data/File_kind.h"
 #include "text/data/Label_list.h"
 #include "text/errors.h"
 #include "text/wording/Shell_text.h"
 #include "text/wording/Shown_text.h"
-#include "text/analysis/Stemmer.h"
 
 namespace zandrel {
 

@@ -13,9 +13,9 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "text/analysis/Text_analysis.h"
 #include "text/data/Labelled_text.h"
 #include "text/data/Pair.h"
-#include "text/analysis/Text_analysis.h"
 
 class zeCacheCorpus;
 

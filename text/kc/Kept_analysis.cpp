@@ -9,9 +9,9 @@
 #include "zandrel/foundation/qtString.h"
 #include "zandrel/persistence/zeConfig.h"
 
+#include "text/analysis/Stemmer.h"
 #include "text/errors.h"
 #include "text/wording/Shown_text.h"
-#include "text/analysis/Stemmer.h"
 
 namespace zandrel {
 

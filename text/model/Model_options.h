@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "text/data/Label_groups.h"
 #include "text/analysis/Text_analysis.h"
+#include "text/data/Label_groups.h"
 
 namespace zandrel {
 

@@ -20,6 +20,7 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
+#include "text/analysis/Text_analysis.h"
 #include "text/data/Labelled_text.h"
 #include "text/errors.h"
 #include "text/kc/stat_classifiers.h"
@@ -32,7 +33,6 @@
 #include "text/model/Training_progress.h"
 #include "text/model/Training_work.h"
 #include "text/model/Walk.h"
-#include "text/analysis/Text_analysis.h"
 
 class zeCorpus;
 class zeCorpus_view;

@@ -18,9 +18,9 @@
 #include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 
+#include "text/analysis/Text_analysis.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
-#include "text/analysis/Text_analysis.h"
 
 namespace zandrel {
 

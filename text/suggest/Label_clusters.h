@@ -8,11 +8,11 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "text/analysis/Text_analysis.h"
 #include "text/data/Label_groups.h"
 #include "text/data/Labelled_text.h"
 #include "text/suggest/Label_vectors.h"
 #include "text/suggest/Ward_clustering.h"
-#include "text/analysis/Text_analysis.h"
 
 namespace zandrel {
 

@@ -9,8 +9,8 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/Concept.h"
 
-#include "text/data/Labelled_text.h"
 #include "text/analysis/Text_analysis.h"
+#include "text/data/Labelled_text.h"
 
 namespace zandrel {
 

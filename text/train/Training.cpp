@@ -52,9 +52,9 @@
 #include "text/model/Text_sources.h"
 #include "text/model/Tree_warnings.h"
 #include "text/model/leave_to_exit.h"
+#include "text/train/Scaling.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
-#include "text/train/Scaling.h"
 
 namespace zandrel {
 
