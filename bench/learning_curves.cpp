@@ -148,13 +148,13 @@ private:
     std::map<std::pair<std::string, std::size_t>, Point> m_trained;
 };
 
-cli::Analysis_settings analysis_of(const Words& words) {
-    return {cli::analysis_kind(words.analysis).value()};
+zandrel::Analysis_settings analysis_of(const Words& words) {
+    return {zandrel::analysis_kind(words.analysis).value()};
 }
 
 void print_corpus(const Words& words) {
-    Task task = {analysis_of(words), cli::read_labelled_file(words.train_file),
-                 cli::read_labelled_file(words.test_file)};
+    Task task = {analysis_of(words), zandrel::read_labelled_file(words.train_file),
+                 zandrel::read_labelled_file(words.test_file)};
     shuffle(task.texts);
     Curves curves(task, words);
     Json json = {{"analysis", words.analysis}, {"trials", Json::array()}};

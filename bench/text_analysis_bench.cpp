@@ -1,6 +1,6 @@
 // Text analysis: from texts to bags, as `train` and `classify` do it for each text. The texts of
 // data/shop are analysed again and again, so all their words are known.
-#include "cli/text/Text_analysis.h"
+#include "text/analysis/Text_analysis.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,14 +13,14 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
-#include "cli/data/Labelled_text.h"
-#include "cli/text/Tokenizer.h"
+#include "text/analysis/Tokenizer.h"
+#include "text/data/Labelled_text.h"
 
 namespace {
 
 std::vector<std::string> shop_texts() {
     std::vector<std::string> texts;
-    for (cli::Labelled_text& text : cli::read_labelled_file(ZANDREL_BENCH_SHOP)) {
+    for (zandrel::Labelled_text& text : zandrel::read_labelled_file(ZANDREL_BENCH_SHOP)) {
         texts.push_back(std::move(text.text));
     }
     return texts;
@@ -37,7 +37,7 @@ void count_bytes(benchmark::State& state, const std::vector<std::string>& texts)
 // Only folding and splitting.
 void BM_CutTexts(benchmark::State& state) {
     const std::vector<std::string> texts = shop_texts();
-    cli::Tokenizer tokenizer(static_cast<cli::Token_style>(state.range(0)), "");
+    zandrel::Tokenizer tokenizer(static_cast<zandrel::Token_style>(state.range(0)), "");
     for (auto _ : state) {
         for (const std::string& text : texts) {
             tokenizer.cut(text);
@@ -51,7 +51,7 @@ void BM_CutTexts(benchmark::State& state) {
 void BM_MakeBagsOfTexts(benchmark::State& state) {
     const std::vector<std::string> texts = shop_texts();
     const auto analysis =
-        cli::make_text_analysis({static_cast<cli::Analysis_kind>(state.range(0))});
+        zandrel::make_text_analysis({static_cast<zandrel::Analysis_kind>(state.range(0))});
     zeSml_feeder feeder;
     std::vector<zeSml> kept(texts.size(), zeSml(0.0));
     for (auto _ : state) {
@@ -66,7 +66,7 @@ void BM_MakeBagsOfTexts(benchmark::State& state) {
 // Argument: number of different words of a long text, which is analysed first. The short texts that
 // are measured must not become slower by it.
 void BM_ShortTextsAfterLongOne(benchmark::State& state) {
-    const auto analysis = cli::make_text_analysis({cli::Analysis_kind::kWords});
+    const auto analysis = zandrel::make_text_analysis({zandrel::Analysis_kind::kWords});
     zeSml_feeder feeder;
     std::string long_text;
     for (int i = 0; i < state.range(0); ++i) {

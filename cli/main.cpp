@@ -28,17 +28,17 @@
 #include "cli/commands/rule_commands.h"
 #include "cli/commands/split_command.h"
 #include "cli/commands/tree_commands.h"
-#include "cli/errors.h"
-#include "cli/model/Interruption.h"
-#include "cli/model/ending_signals.h"
-#include "cli/text/Shown_text.h"
+#include "text/errors.h"
+#include "text/kc/ending_signals.h"
+#include "text/model/Interruption.h"
+#include "text/wording/Shown_text.h"
 
 namespace {
 
 // The parser's header has objects that allocate before main(). This one is initialised earlier: the
 // priorities below 101 are the compiler's.
 struct Early_preparation {
-    Early_preparation() noexcept { cli::prepare_for_lack_of_memory(); }
+    Early_preparation() noexcept { zandrel::prepare_for_lack_of_memory(); }
 };
 
 [[gnu::init_priority(101)]] const Early_preparation kEarlyPreparation;
@@ -51,73 +51,73 @@ std::string version_text() {
 
 // Escapes control characters in the parser's messages, as our own messages do.
 std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
-    const CLI::Error shown(error.get_name(), cli::shown_complaint(error.what()),
+    const CLI::Error shown(error.get_name(), zandrel::shown_complaint(error.what()),
                            error.get_exit_code());
     return CLI::FailureMessage::simple(app, shown);
 }
 
 // How a command has ended.
 struct End {
-    int status = cli::kSuccess;
+    int status = zandrel::kSuccess;
     // Other statuses than success may also be the result of a command, for example of
     // rebuild-index, which has changed a file as it should.
     bool has_failed = false;
 };
 
 End run(int argc, char** argv) {
-    cli::Command_result result;  // must outlive the commands
+    zandrel::cli::Command_result result;  // must outlive the commands
     CLI::App app("Zandrel, a text classification engine", "zandrel");
     app.set_version_flag("--version", version_text());
     app.failure_message(parse_failure);
     app.require_subcommand(1);
-    cli::add_evaluate_command(app);
-    cli::add_split_command(app);
-    cli::add_model_commands(app, result);
-    cli::add_rule_commands(app, result);
-    cli::add_record_commands(app, result);
-    cli::add_rebuild_command(app, result);
-    cli::add_kc_commands(app);
-    cli::add_tree_commands(app);
-    cli::add_import_command(app);
-    cli::add_archive_commands(app);
-    cli::add_corpus_commands(app);
-    cli::add_help_command(app);
+    zandrel::cli::add_evaluate_command(app);
+    zandrel::cli::add_split_command(app);
+    zandrel::cli::add_model_commands(app, result);
+    zandrel::cli::add_rule_commands(app, result);
+    zandrel::cli::add_record_commands(app, result);
+    zandrel::cli::add_rebuild_command(app, result);
+    zandrel::cli::add_kc_commands(app);
+    zandrel::cli::add_tree_commands(app);
+    zandrel::cli::add_import_command(app);
+    zandrel::cli::add_archive_commands(app);
+    zandrel::cli::add_corpus_commands(app);
+    zandrel::cli::add_help_command(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return {cli::report_parse_error(app, error), true};
+        return {zandrel::cli::report_parse_error(app, error), true};
     }
     return {result.status, false};
 }
 
 End fail(const std::exception& error, int status) {
-    std::cerr << cli::shown_message(error.what()) << '\n';
+    std::cerr << zandrel::shown_message(error.what()) << '\n';
     return {status, true};
 }
 
 End run_and_report(int argc, char** argv) {
     try {
         return run(argc, argv);
-    } catch (const cli::Data_error& error) {
+    } catch (const zandrel::Data_error& error) {
         // Without "zandrel: " before it, so that editors find file and line.
-        return fail(error, cli::kDataError);
-    } catch (const cli::Input_error& error) {
+        return fail(error, zandrel::kDataError);
+    } catch (const zandrel::Input_error& error) {
         std::cerr << "zandrel: ";
-        return fail(error, cli::kInputError);
-    } catch (const cli::Output_error& error) {
+        return fail(error, zandrel::kInputError);
+    } catch (const zandrel::Output_error& error) {
         std::cerr << "zandrel: ";
-        return fail(error, cli::kOutputError);
-    } catch (const cli::Usage_error& error) {
+        return fail(error, zandrel::kOutputError);
+    } catch (const zandrel::Usage_error& error) {
         std::cerr << "zandrel: ";
-        return fail(error, cli::kUsageError);
+        return fail(error, zandrel::kUsageError);
     } catch (const std::bad_alloc&) {
         std::cerr << "zandrel: not enough memory\n";
-        return {cli::kInternalError, true};
+        return {zandrel::kInternalError, true};
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
-        return fail(error, cli::Interruption::is_requested()
-                               ? cli::kSignalStatus + cli::Interruption::signal()
-                               : cli::kInternalError);
+        return fail(error, zandrel::Interruption::is_requested()
+                               ? zandrel::kSignalStatus + zandrel::Interruption::signal()
+                               : zandrel::kInternalError);
     }
 }
 
@@ -126,7 +126,7 @@ End run_to_the_end(int argc, char** argv) {
     const End end = run_and_report(argc, argv);
     if (!std::cout.flush()) {
         std::cerr << "zandrel: cannot write the output\n";
-        return {end.status == cli::kSuccess ? cli::kOutputError : end.status, true};
+        return {end.status == zandrel::kSuccess ? zandrel::kOutputError : end.status, true};
     }
     return end;
 }
@@ -162,11 +162,11 @@ int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     keep_freed_memory();
     occupy_standard_streams();
-    cli::prepare_for_signals();
+    zandrel::prepare_for_signals();
     const End end = run_to_the_end(argc, argv);
-    if (end.has_failed && end.status != cli::kSuccess && !cli::change_message().empty()) {
-        std::cerr << cli::change_message();
-        return cli::kChangedThenFailed;
+    if (end.has_failed && end.status != zandrel::kSuccess && !zandrel::change_message().empty()) {
+        std::cerr << zandrel::change_message();
+        return zandrel::kChangedThenFailed;
     }
     return end.status;
 }

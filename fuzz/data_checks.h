@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/data/Data_reader.h"
-#include "cli/errors.h"
+#include "text/data/Data_reader.h"
+#include "text/errors.h"
 
 namespace fuzz {
 
@@ -23,7 +23,7 @@ inline void require_of_data(bool claim, const char* text) {
     }
 }
 
-inline bool is_same(const cli::Labelled_text& left, const cli::Labelled_text& right) {
+inline bool is_same(const zandrel::Labelled_text& left, const zandrel::Labelled_text& right) {
     bool is_equal = left.labels == right.labels && left.text == right.text &&
                     left.pairs.size() == right.pairs.size();
     for (std::size_t i = 0; is_equal && i < left.pairs.size(); ++i) {
@@ -36,17 +36,17 @@ inline bool is_same(const cli::Labelled_text& left, const cli::Labelled_text& ri
 
 // Reads all records, and calls `take` with each good one. A record of a file is good or bad, and a
 // good one has a label. The file as a whole may be refused because of its header.
-inline void check_records(const std::string& bytes, cli::Data_format format,
-                          const cli::Data_form& form, std::size_t longest,
-                          const std::function<void(const cli::Data_record&)>& take = {}) {
+inline void check_records(const std::string& bytes, zandrel::Data_format format,
+                          const zandrel::Data_form& form, std::size_t longest,
+                          const std::function<void(const zandrel::Data_record&)>& take = {}) {
     std::istringstream input(bytes);
-    cli::Data_source source = {input, "data"};
+    zandrel::Data_source source = {input, "data"};
     source.longest = longest;
     try {
-        const std::unique_ptr<cli::Data_reader> reader =
-            cli::make_data_reader(source, format, form);
+        const std::unique_ptr<zandrel::Data_reader> reader =
+            zandrel::make_data_reader(source, format, form);
         std::size_t line = 0;
-        for (cli::Data_record record; reader->next(record);) {
+        for (zandrel::Data_record record; reader->next(record);) {
             require_of_data(record.message.line > line, "records have increasing lines");
             line = record.message.line;
             if (record.error) {
@@ -58,14 +58,14 @@ inline void check_records(const std::string& bytes, cli::Data_format format,
                 take(record);
             }
         }
-    } catch (const cli::Data_error&) {
+    } catch (const zandrel::Data_error&) {
         return;
     }
 }
 
 // The limits with which each input is read.
 inline const std::vector<std::size_t>& limits() {
-    static const std::vector<std::size_t> all = {10, cli::kLongestLine};
+    static const std::vector<std::size_t> all = {10, zandrel::kLongestLine};
     return all;
 }
 

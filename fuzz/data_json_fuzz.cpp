@@ -9,11 +9,11 @@
 
 namespace {
 
-void check_answered(const cli::Data_record& record) {
-    const std::string answered = cli::with_member(record.line, "categories", "[]");
+void check_answered(const zandrel::Data_record& record) {
+    const std::string answered = zandrel::cli::with_member(record.line, "categories", "[]");
     std::size_t count = 0;
-    fuzz::check_records(answered, cli::Data_format::kJsonLines, {}, answered.size(),
-                        [&record, &count](const cli::Data_record& again) {
+    fuzz::check_records(answered, zandrel::Data_format::kJsonLines, {}, answered.size(),
+                        [&record, &count](const zandrel::Data_record& again) {
                             fuzz::require_of_data(fuzz::is_same(again.message, record.message),
                                                   "an answered record is the same");
                             ++count;
@@ -25,14 +25,14 @@ void check_answered(const cli::Data_record& record) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(data, data + size);
-    cli::Data_form named;
+    zandrel::Data_form named;
     named.texts = {"a", "b"};
     named.labels = {"c"};
     named.pairs = {{"n", "d"}};
     named.label_separator = ",";
-    fuzz::check_records(bytes, cli::Data_format::kJsonLines, named, cli::kLongestLine);
-    fuzz::check_records(bytes, cli::Data_format::kJsonLines, {}, 10);
-    fuzz::check_records(bytes, cli::Data_format::kJsonLines, {}, cli::kLongestLine,
-                        [](const cli::Data_record& record) { check_answered(record); });
+    fuzz::check_records(bytes, zandrel::Data_format::kJsonLines, named, zandrel::kLongestLine);
+    fuzz::check_records(bytes, zandrel::Data_format::kJsonLines, {}, 10);
+    fuzz::check_records(bytes, zandrel::Data_format::kJsonLines, {}, zandrel::kLongestLine,
+                        [](const zandrel::Data_record& record) { check_answered(record); });
     return 0;
 }

@@ -9,13 +9,13 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(data, data + size);
-    cli::Data_form named;
+    zandrel::Data_form named;
     named.texts = {"text", "1"};
     named.pairs = {{"size", "size"}};
     for (const std::size_t limit : fuzz::limits()) {
-        fuzz::check_records(bytes, cli::Data_format::kTsv, {}, limit);
-        fuzz::check_records(bytes, cli::Data_format::kTsv, named, limit);
-        fuzz::check_records(bytes, cli::Data_format::kFasttext, {}, limit);
+        fuzz::check_records(bytes, zandrel::Data_format::kTsv, {}, limit);
+        fuzz::check_records(bytes, zandrel::Data_format::kTsv, named, limit);
+        fuzz::check_records(bytes, zandrel::Data_format::kFasttext, {}, limit);
     }
     return 0;
 }

@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "cli/evaluate/Accuracy_meter.h"
-#include "cli/model/Cpu_timer.h"
-#include "cli/model/Text_model.h"
 #include "tests/cli/model_bytes.h"
+#include "text/model/Cpu_timer.h"
+#include "text/model/Text_model.h"
 
 namespace {
 
@@ -19,16 +19,16 @@ Texts part_of(const Texts& texts, std::size_t begin, std::size_t end) {
                  texts.begin() + static_cast<std::ptrdiff_t>(end));
 }
 
-Point point_of(cli::Text_model& model, const cli::Accuracy_meter& meter, std::size_t text_count,
-               double cpu_seconds) {
+Point point_of(zandrel::Text_model& model, const zandrel::cli::Accuracy_meter& meter,
+               std::size_t text_count, double cpu_seconds) {
     return {text_count, meter.accuracy(model), model.size().concepts, model_bytes(model),
             cpu_seconds};
 }
 
 // Returns the CPU time.
-double learn(const Texts& texts, std::size_t begin, std::size_t end, cli::Text_model& model) {
+double learn(const Texts& texts, std::size_t begin, std::size_t end, zandrel::Text_model& model) {
     const Texts bulk = part_of(texts, begin, end);
-    cli::Cpu_timer timer;
+    zandrel::Cpu_timer timer;
     timer.start();
     model.learn(bulk);
     timer.stop();
@@ -36,7 +36,7 @@ double learn(const Texts& texts, std::size_t begin, std::size_t end, cli::Text_m
 }
 
 void swap_labels(Texts& texts, const std::pair<std::string, std::string>& labels) {
-    for (cli::Labelled_text& text : texts) {
+    for (zandrel::Labelled_text& text : texts) {
         for (std::string& label : text.labels) {
             if (label == labels.first) {
                 label = labels.second;
@@ -51,7 +51,7 @@ void swap_labels(Texts& texts, const std::pair<std::string, std::string>& labels
 
 std::pair<std::string, std::string> most_frequent_labels(const Texts& texts) {
     std::map<std::string, std::size_t> counts;
-    for (const cli::Labelled_text& text : texts) {
+    for (const zandrel::Labelled_text& text : texts) {
         ++counts[text.labels.front()];
     }
     if (counts.size() < 2) {
@@ -71,10 +71,10 @@ Trial::Trial(const Task& task, const std::vector<std::string>& assignments) : m_
     m_settings.set(assignments);
 }
 
-std::unique_ptr<cli::Text_model> Trial::trained(const Texts& texts, double& cpu_seconds) {
-    auto model =
-        std::make_unique<cli::Text_model>(cli::Model_options{m_task.analysis, &m_settings, {}});
-    cli::Cpu_timer timer;
+std::unique_ptr<zandrel::Text_model> Trial::trained(const Texts& texts, double& cpu_seconds) {
+    auto model = std::make_unique<zandrel::Text_model>(
+        zandrel::Model_options{m_task.analysis, &m_settings, {}});
+    zandrel::Cpu_timer timer;
     timer.start();
     model->train(texts);
     timer.stop();
@@ -84,8 +84,8 @@ std::unique_ptr<cli::Text_model> Trial::trained(const Texts& texts, double& cpu_
 
 std::pair<Point, Point> Trial::learn_known_text() {
     double seconds = 0.0;
-    const std::unique_ptr<cli::Text_model> model = trained(m_task.texts, seconds);
-    const cli::Accuracy_meter meter(m_task.test_texts, *model);
+    const std::unique_ptr<zandrel::Text_model> model = trained(m_task.texts, seconds);
+    const zandrel::cli::Accuracy_meter meter(m_task.test_texts, *model);
     const Point before = point_of(*model, meter, m_task.texts.size(), seconds);
     const double learning_seconds = learn(m_task.texts, 0, 1, *model);
     return {before, point_of(*model, meter, m_task.texts.size() + 1, learning_seconds)};
@@ -93,17 +93,18 @@ std::pair<Point, Point> Trial::learn_known_text() {
 
 Point Trial::train(std::size_t count) {
     double seconds = 0.0;
-    const std::unique_ptr<cli::Text_model> model =
+    const std::unique_ptr<zandrel::Text_model> model =
         trained(part_of(m_task.texts, 0, count), seconds);
-    return point_of(*model, cli::Accuracy_meter(m_task.test_texts, *model), count, seconds);
+    return point_of(*model, zandrel::cli::Accuracy_meter(m_task.test_texts, *model), count,
+                    seconds);
 }
 
 std::vector<Point> Trial::learn_rest(const Bulks& bulks) {
     const Texts& texts = m_task.texts;
     const std::size_t begin = texts.size() / 5;
     double seconds = 0.0;
-    const std::unique_ptr<cli::Text_model> model = trained(part_of(texts, 0, begin), seconds);
-    const cli::Accuracy_meter meter(m_task.test_texts, *model);
+    const std::unique_ptr<zandrel::Text_model> model = trained(part_of(texts, 0, begin), seconds);
+    const zandrel::cli::Accuracy_meter meter(m_task.test_texts, *model);
     std::vector<Point> points = {point_of(*model, meter, begin, 0.0)};
     seconds = 0.0;
     std::size_t tenth = 1;
@@ -126,10 +127,10 @@ Swap Trial::learn_swapped(std::size_t bulk) {
     Swap swap = {most_frequent_labels(texts), {}};
     const std::size_t half = texts.size() / 2;
     double seconds = 0.0;
-    const std::unique_ptr<cli::Text_model> model = trained(part_of(texts, 0, half), seconds);
+    const std::unique_ptr<zandrel::Text_model> model = trained(part_of(texts, 0, half), seconds);
     swap_labels(texts, swap.labels);
     swap_labels(test_texts, swap.labels);
-    const cli::Accuracy_meter meter(test_texts, *model);
+    const zandrel::cli::Accuracy_meter meter(test_texts, *model);
     swap.points.push_back(point_of(*model, meter, half, 0.0));
     seconds = 0.0;
     for (std::size_t done = half; done < texts.size();) {

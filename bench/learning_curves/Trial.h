@@ -9,19 +9,23 @@
 #include <utility>
 #include <vector>
 
-#include "cli/data/Labelled_text.h"
-#include "cli/model/Engine_settings.h"
-#include "cli/text/Text_analysis.h"
+#include "text/analysis/Text_analysis.h"
+#include "text/data/Labelled_text.h"
+#include "text/model/Engine_settings.h"
 
-namespace cli {
+namespace zandrel {
+
 class Text_model;
-}
 
-using Texts = std::vector<cli::Labelled_text>;
+}  // namespace zandrel
+
+namespace zandrel::cli {}
+
+using Texts = std::vector<zandrel::Labelled_text>;
 
 // The texts to learn, and those that measure the result.
 struct Task {
-    cli::Analysis_settings analysis;
+    zandrel::Analysis_settings analysis;
     Texts texts;  // in the order in which they come
     Texts test_texts;
 };
@@ -64,10 +68,10 @@ public:
     Swap learn_swapped(std::size_t bulk);
 
 private:
-    std::unique_ptr<cli::Text_model> trained(const Texts& texts, double& cpu_seconds);
+    std::unique_ptr<zandrel::Text_model> trained(const Texts& texts, double& cpu_seconds);
 
     const Task& m_task;
-    cli::Engine_settings m_settings;
+    zandrel::Engine_settings m_settings;
 };
 
 // The two labels that are most often the first label of a text, the more frequent one first.

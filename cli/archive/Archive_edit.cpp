@@ -19,17 +19,17 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/archive/Archive_file.h"
-#include "cli/data/Data_input.h"
-#include "cli/data/Message_maker.h"
-#include "cli/data/Stored_corpus.h"
-#include "cli/errors.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Corpus_analysis.h"
-#include "cli/model/Interruption.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/data/Data_input.h"
+#include "text/data/Message_maker.h"
+#include "text/data/Stored_corpus.h"
+#include "text/errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Corpus_analysis.h"
+#include "text/model/Interruption.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -329,4 +329,4 @@ void set_archive(const Archive_target& target, const Archive_settings& settings)
     change.close();
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

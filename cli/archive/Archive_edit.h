@@ -10,12 +10,12 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/data/Labelled_text.h"
-#include "cli/kc/Kept_analysis.h"
+#include "text/data/Labelled_text.h"
+#include "text/kc/Kept_analysis.h"
 
 class zeSmlArchive;
 
-namespace cli {
+namespace zandrel::cli {
 
 // The words that all changes of an archive have.
 struct Archive_target {
@@ -89,6 +89,6 @@ void set_archive(const Archive_target& target, const Archive_settings& settings)
 unsigned int number_of_message(const std::string& file, const zeSmlArchive& archive,
                                const std::string& id, bool is_number);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_ARCHIVE_ARCHIVE_EDIT_H_

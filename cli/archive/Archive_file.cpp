@@ -20,17 +20,17 @@
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "cli/data/File_kind.h"
-#include "cli/errors.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Kc_header.h"
-#include "cli/kc/Replacement_file.h"
-#include "cli/model/Interruption.h"
-#include "cli/model/ending_signals.h"
-#include "cli/text/Shown_text.h"
-#include "cli/text/Stemmer.h"
+#include "text/analysis/Stemmer.h"
+#include "text/data/File_kind.h"
+#include "text/errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Kc_header.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/ending_signals.h"
+#include "text/model/Interruption.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -413,4 +413,4 @@ Analysis_settings analysis_of_archive(const std::string& name,
     return *kept;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

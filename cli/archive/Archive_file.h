@@ -17,12 +17,12 @@
 #include "zandrel/storage/AbstractHreclaim.h"
 
 #include "cli/archive/Deferred_archive.h"
-#include "cli/kc/Kc_lock.h"
-#include "cli/kc/Kc_use.h"
-#include "cli/kc/Kept_analysis.h"
-#include "cli/text/Text_analysis.h"
+#include "text/analysis/Text_analysis.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
+#include "text/kc/Kept_analysis.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The item of an archive's file with the text analysis: its name, and after a line end the language
 // of the stemmer, if words are stemmed.
@@ -188,6 +188,6 @@ Analysis_settings analysis_of_archive(const std::string& name,
                                       const std::optional<Analysis_settings>& kept,
                                       const Given_analysis& given);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_ARCHIVE_ARCHIVE_FILE_H_

@@ -19,15 +19,15 @@
 
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
-#include "cli/data/Bad_record.h"
-#include "cli/data/Pair_values.h"
-#include "cli/data/Stored_corpus.h"
 #include "cli/kc/Kc_info.h"
-#include "cli/text/Json.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/data/Bad_record.h"
+#include "text/data/Pair_values.h"
+#include "text/data/Stored_corpus.h"
+#include "text/wording/Json.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -320,4 +320,4 @@ void show_messages(Archive_to_read& archive, const std::vector<std::string>& ids
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

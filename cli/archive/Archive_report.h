@@ -9,7 +9,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-namespace cli {
+namespace zandrel::cli {
 
 class Archive_to_read;
 
@@ -37,6 +37,6 @@ void list_messages(Archive_to_read& archive, const Listed_messages& listed, bool
 void show_messages(Archive_to_read& archive, const std::vector<std::string>& ids, bool are_numbers,
                    bool writes_json, std::ostream& out);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_ARCHIVE_ARCHIVE_REPORT_H_

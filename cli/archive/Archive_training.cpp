@@ -54,23 +54,23 @@
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/archive/Archive_file.h"
-#include "cli/data/Data_warnings.h"
-#include "cli/errors.h"
-#include "cli/kc/Deferred_writes.h"
-#include "cli/kc/Kc_damage.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Replacement_file.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/model/Interruption.h"
-#include "cli/model/Text_model.h"
-#include "cli/model/Text_sources.h"
-#include "cli/model/Tree_warnings.h"
-#include "cli/model/ending_signals.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
-#include "cli/train/Scaling.h"
+#include "text/data/Data_warnings.h"
+#include "text/errors.h"
+#include "text/kc/Deferred_writes.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/Stored_model.h"
+#include "text/kc/ending_signals.h"
+#include "text/model/Interruption.h"
+#include "text/model/Text_model.h"
+#include "text/model/Text_sources.h"
+#include "text/model/Tree_warnings.h"
+#include "text/train/Scaling.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -542,4 +542,4 @@ nlohmann::ordered_json archive_training_json(const Archive_training_summary& sum
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -11,10 +11,10 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "cli/archive/Archive_edit.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Kept_analysis.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Kept_analysis.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Archive_training_options {
     Archive_target target;
@@ -58,6 +58,6 @@ void print_archive_training(const Archive_training_summary& summary, std::ostrea
 // `new_labels` and `bytes`; without the last four if nothing was due.
 nlohmann::ordered_json archive_training_json(const Archive_training_summary& summary);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_ARCHIVE_ARCHIVE_TRAINING_H_

@@ -26,7 +26,7 @@
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/HioErr.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -325,4 +325,4 @@ void Deferred_archive::MarkDeleted602Records() {
     change_file([this] { m_file->MarkDeleted602Records(); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -13,7 +13,7 @@
 #include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/storage/AbstractHreclaim.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // While an archive is changed, its item of this key is a copy of the new summary. The item is
 // deleted before the file is closed, so only a file whose process was killed has it.
@@ -105,6 +105,6 @@ private:
     std::map<qtString, std::optional<SegBuf>> m_changed;  // other items; empty: deleted
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_ARCHIVE_DEFERRED_ARCHIVE_H_

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -73,4 +73,4 @@ Question Answer_block::take_question(std::string_view& task) {
     return question;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <utility>
 
-#include "cli/data/Labelled_text.h"
+#include "text/data/Labelled_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // A text to answer, or the message about a bad record.
 struct Question {
@@ -48,6 +48,6 @@ private:
     std::size_t m_count = 0;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CLASSIFY_ANSWER_BLOCK_H_

@@ -29,16 +29,16 @@
 #include "cli/classify/Text_column.h"
 #include "cli/classify/Text_line_reader.h"
 #include "cli/classify/Walk_report.h"
-#include "cli/data/Data_reader.h"
-#include "cli/errors.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/model/Explanation.h"
-#include "cli/model/Text_model.h"
-#include "cli/model/Worker_pool.h"
-#include "cli/text/Json.h"
-#include "cli/text/Layout.h"
+#include "cli/process/Worker_pool.h"
+#include "text/data/Data_reader.h"
+#include "text/errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/model/Explanation.h"
+#include "text/model/Text_model.h"
+#include "text/wording/Json.h"
+#include "text/wording/Layout.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -374,4 +374,4 @@ void explain_lines(const Line_input& input, const Explain_options& options, Text
     answer_lines(input, model, answer, out);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -9,14 +9,18 @@
 #include <ostream>
 #include <string>
 
-#include "cli/data/Data_form.h"
-#include "cli/data/Line_reader.h"
+#include "text/data/Data_form.h"
+#include "text/data/Line_reader.h"
 
 struct zeNode;
 
-namespace cli {
+namespace zandrel {
 
 class Text_model;
+
+}  // namespace zandrel
+
+namespace zandrel::cli {
 
 // The lines of a stream. A line ends with LF or CR LF; the last one need not. A byte order mark at
 // the start is not a part of the first line.
@@ -83,6 +87,6 @@ struct Explain_options {
 void explain_lines(const Line_input& input, const Explain_options& options, Text_model& model,
                    std::ostream& out);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CLASSIFY_LINE_FILTER_H_

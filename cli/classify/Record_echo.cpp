@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -96,4 +96,4 @@ std::string csv_row(const std::vector<std::string>& columns) {
     return row;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace cli {
+namespace zandrel::cli {
 
 // Returns the members of a JSON object as they are written, and a further member at the end. A
 // member of the same name is left out. `value`: JSON. REQUIRES: `object` is an object in JSON.
@@ -16,6 +16,6 @@ std::string with_member(std::string_view object, std::string_view name, std::str
 // contains a comma, a quote, CR or LF, or if it is empty and the only one.
 std::string csv_row(const std::vector<std::string>& columns);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CLASSIFY_RECORD_ECHO_H_

@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "cli/model/Text_model.h"
-#include "cli/text/Shown_text.h"
+#include "text/model/Text_model.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 Text_column::Text_column(std::string name, std::optional<std::size_t> column,
                          const Text_model& model, Warn warn)
@@ -79,4 +79,4 @@ void Text_column::say_once(std::size_t line_number, const std::string& what) {
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -9,9 +9,13 @@
 #include <string_view>
 #include <unordered_set>
 
-namespace cli {
+namespace zandrel {
 
 class Text_model;
+
+}  // namespace zandrel
+
+namespace zandrel::cli {
 
 // The text begins at one of the columns of a line, which are separated by tabs, and ends at the end
 // of the line. Column 2 of `sport<TAB>a goal<TAB>at last` is `a goal<TAB>at last`, as in a data
@@ -45,6 +49,6 @@ private:
     std::unordered_set<std::string> m_labels;  // of the model; filled at the first tab
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CLASSIFY_TEXT_COLUMN_H_

@@ -3,9 +3,9 @@
 
 #include <utility>
 
-#include "cli/data/Data_lines.h"
+#include "text/data/Data_lines.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 Text_line_reader::Text_line_reader(const Data_source& source, Text_column column)
     : m_lines(source.stream, source.name, source.before_waiting, source.longest),
@@ -26,4 +26,4 @@ bool Text_line_reader::next(Data_record& record) {
     return true;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -5,10 +5,10 @@
 #include <string_view>
 
 #include "cli/classify/Text_column.h"
-#include "cli/data/Data_reader.h"
-#include "cli/data/Numbered_lines.h"
+#include "text/data/Data_reader.h"
+#include "text/data/Numbered_lines.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Each line is a record, also an empty one. A line that is too long is a bad record.
 class Text_line_reader : public Data_reader {
@@ -23,6 +23,6 @@ private:
     Text_column m_column;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CLASSIFY_TEXT_LINE_READER_H_

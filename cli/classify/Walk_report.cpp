@@ -1,4 +1,4 @@
-// Prints a walk as indented lines or as JSON. cli/model/Walk.h explains steps and outcomes.
+// Prints a walk as indented lines or as JSON. text/model/Walk.h explains steps and outcomes.
 //
 // A step has its place and score on a line. Below it is a table of the children: score, name, and
 // what became of the child. Below a rule node each child is followed by its rule, the rule's value,
@@ -27,13 +27,13 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 
-#include "cli/kc/Kc_paths.h"
-#include "cli/kc/Kc_tree_view.h"
-#include "cli/rules/Rule_value.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/kc/Kc_paths.h"
+#include "text/kc/Kc_tree_view.h"
+#include "text/rules/Rule_value.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -457,4 +457,4 @@ Json walk_json(const Walk_report& report) {
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

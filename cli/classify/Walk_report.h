@@ -9,12 +9,12 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "cli/model/Walk.h"
+#include "text/model/Walk.h"
 
 class zeLogicalTree;
 struct zeNode;
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Walk_report {
     const zeLogicalTree& tree;  // BORROWS: of the walk, for the names
@@ -48,6 +48,6 @@ void print_walk(const Walk_report& report, std::ostream& out);
 // in a deep tree.
 nlohmann::ordered_json walk_json(const Walk_report& report);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CLASSIFY_WALK_REPORT_H_

@@ -13,15 +13,15 @@
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
 
-#include "cli/data/Data_input.h"
-#include "cli/data/Data_lines.h"
-#include "cli/errors.h"
-#include "cli/kc/Kc_tree.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Quoted_words.h"
-#include "cli/text/Shown_text.h"
+#include "text/data/Data_input.h"
+#include "text/data/Data_lines.h"
+#include "text/errors.h"
+#include "text/kc/Kc_tree.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Quoted_words.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -168,4 +168,4 @@ void Edit_file::apply(zeManager& manager, CTProgress& progress) const {
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -10,7 +10,7 @@
 
 #include "cli/commands/tree_edits.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The edits of a file. A line is an edit as on the command line, without `zandrel tree` and the
 // container: `add root/parcels --type stat`. See Quoted_words.h for names with blanks. Empty lines
@@ -38,6 +38,6 @@ private:
     std::vector<Line> m_lines;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_EDIT_FILE_H_

@@ -4,9 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/text/Stemmer.h"
+#include "text/analysis/Stemmer.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -53,4 +53,4 @@ Given_analysis given_analysis(const Analysis_names& names) {
     return given;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

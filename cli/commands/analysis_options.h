@@ -5,14 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "cli/kc/Kept_analysis.h"
-#include "cli/text/Text_analysis.h"
+#include "text/analysis/Text_analysis.h"
+#include "text/kc/Kept_analysis.h"
 
 namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // The words of the command line.
 struct Analysis_names {
@@ -33,6 +33,6 @@ Analysis_settings analysis_settings(const Analysis_names& names,
 // RAISES: as analysis_settings.
 Given_analysis given_analysis(const Analysis_names& names);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_ANALYSIS_OPTIONS_H_

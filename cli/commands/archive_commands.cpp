@@ -20,13 +20,13 @@
 #include "cli/commands/analysis_options.h"
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
-#include "cli/errors.h"
-#include "cli/model/Long_work.h"
-#include "cli/text/Json.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "cli/process/Long_work.h"
+#include "text/errors.h"
+#include "text/wording/Json.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -457,4 +457,4 @@ void add_archive_commands(CLI::App& app) {
     archive->footer(kArchiveNotes);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -14,14 +14,14 @@
 #include "cli/corpus/Corpus_export.h"
 #include "cli/corpus/Corpus_import.h"
 #include "cli/corpus/Corpus_info.h"
-#include "cli/data/Data_input.h"
-#include "cli/errors.h"
 #include "cli/kc/Text_output.h"
-#include "cli/model/Long_work.h"
-#include "cli/text/Json.h"
-#include "cli/text/Shown_text.h"
+#include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/errors.h"
+#include "text/wording/Json.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -165,4 +165,4 @@ void add_corpus_commands(CLI::App& app) {
     add_export(*corpus);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,10 +6,10 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 void add_corpus_commands(CLI::App& app);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_CORPUS_COMMANDS_H_

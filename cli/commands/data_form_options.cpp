@@ -7,10 +7,10 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/errors.h"
-#include "cli/text/Shown_text.h"
+#include "text/errors.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -85,4 +85,4 @@ void add_text_form_options(CLI::App& command, Data_form& form) {
     add_common_options(command, form);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

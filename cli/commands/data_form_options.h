@@ -2,13 +2,13 @@
 #ifndef ZANDREL_CLI_COMMANDS_DATA_FORM_OPTIONS_H_
 #define ZANDREL_CLI_COMMANDS_DATA_FORM_OPTIONS_H_
 
-#include "cli/data/Data_form.h"
+#include "text/data/Data_form.h"
 
 namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds --format, --text, --label, --pair, --header and --label-separator.
 // BORROWS: `form`, which must outlive `command`.
@@ -17,6 +17,6 @@ void add_data_form_options(CLI::App& command, Data_form& form);
 // Adds the same for the filters, which read no labels: without --label and --label-separator.
 void add_text_form_options(CLI::App& command, Data_form& form);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_DATA_FORM_OPTIONS_H_

@@ -22,16 +22,16 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
-#include "cli/data/Data_input.h"
 #include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
-#include "cli/kc/Kc_damage.h"
-#include "cli/model/Long_work.h"
-#include "cli/text/Json.h"
+#include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/kc/Kc_damage.h"
+#include "text/wording/Json.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -276,4 +276,4 @@ void add_evaluate_command(CLI::App& app) {
     command->callback([words] { print_evaluation(*words); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -12,10 +12,10 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/commands/parse_errors.h"
-#include "cli/errors.h"
 #include "cli/help/Help_topics.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -106,4 +106,4 @@ void add_help_command(CLI::App& app) {
     app.footer(end_of_help());
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -13,22 +13,22 @@
 #include "zandrel/knowledge/zeNode.h"
 
 #include "cli/commands/option_checks.h"
-#include "cli/data/Data_input.h"
-#include "cli/data/Stored_corpus.h"
-#include "cli/errors.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Deferred_writes.h"
-#include "cli/kc/Kc_damage.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_tree.h"
-#include "cli/kc/Kept_analysis.h"
-#include "cli/kc/stat_classifiers.h"
-#include "cli/model/Long_work.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/data/Stored_corpus.h"
+#include "text/errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Deferred_writes.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_tree.h"
+#include "text/kc/Kept_analysis.h"
+#include "text/kc/stat_classifiers.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -174,4 +174,4 @@ void add_import_command(CLI::App& app) {
     command->callback([words] { print_import(*words); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

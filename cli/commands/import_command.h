@@ -6,10 +6,10 @@ namespace CLI {
 class App;
 }  // namespace CLI
 
-namespace cli {
+namespace zandrel::cli {
 
 void add_import_command(CLI::App& app);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_IMPORT_COMMAND_H_

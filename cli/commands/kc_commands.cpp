@@ -1,5 +1,5 @@
 // The options of info, convert and export, and of the commands below options. The work is in
-// cli/kc.
+// cli/kc and text/kc.
 #include "cli/commands/kc_commands.h"
 
 #include <algorithm>
@@ -15,23 +15,23 @@
 #include "zandrel/knowledge/zeManager.h"
 
 #include "cli/commands/option_checks.h"
-#include "cli/errors.h"
 #include "cli/kc/Kb_export.h"
-#include "cli/kc/Kc_conversion.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file_facts.h"
 #include "cli/kc/Kc_info.h"
-#include "cli/kc/Kc_options.h"
 #include "cli/kc/Text_output.h"
-#include "cli/model/Engine_settings.h"
-#include "cli/model/Long_work.h"
-#include "cli/text/Json.h"
-#include "cli/text/Key_value.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
-#include "cli/text/print_warning.h"
+#include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
+#include "text/errors.h"
+#include "text/kc/Kc_conversion.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file_facts.h"
+#include "text/kc/Kc_options.h"
+#include "text/model/Engine_settings.h"
+#include "text/wording/Json.h"
+#include "text/wording/Key_value.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -371,4 +371,4 @@ void add_kc_commands(CLI::App& app) {
     options->footer("See also: zandrel options get --help, zandrel help settings");
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

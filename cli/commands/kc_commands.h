@@ -6,11 +6,11 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds the commands to the program.
 void add_kc_commands(CLI::App& app);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_KC_COMMANDS_H_

@@ -18,19 +18,19 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
-#include "cli/data/Data_input.h"
-#include "cli/data/File_kind.h"
-#include "cli/errors.h"
-#include "cli/kc/Kc_damage.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/model/Long_work.h"
-#include "cli/model/leave_to_exit.h"
-#include "cli/text/Json.h"
-#include "cli/text/Shown_text.h"
-#include "cli/text/print_warning.h"
-#include "cli/train/Training.h"
+#include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
+#include "text/data/Data_input.h"
+#include "text/data/File_kind.h"
+#include "text/errors.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Stored_model.h"
+#include "text/model/leave_to_exit.h"
+#include "text/train/Training.h"
+#include "text/wording/Json.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -397,4 +397,4 @@ void add_model_commands(CLI::App& app, Command_result& result) {
     add_explain(app, result);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

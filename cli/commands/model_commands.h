@@ -8,13 +8,13 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds the commands to the program. classify and explain set `result` if they find a line that is
 // too long.
 // BORROWS: `result`, which must outlive `app`.
 void add_model_commands(CLI::App& app, Command_result& result);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_MODEL_COMMANDS_H_

@@ -8,9 +8,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/data/Folds.h"
+#include "text/data/Folds.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 std::string error_of_share(const std::string& text) {
     double share = 0.0;
@@ -138,4 +138,4 @@ CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed) {
         ->type_name("N");
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

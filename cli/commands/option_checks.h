@@ -12,7 +12,7 @@ class App;
 class Option;
 }  // namespace CLI
 
-namespace cli {
+namespace zandrel::cli {
 
 // The greatest number that options for the length of a list accept.
 constexpr int kLongestList = 1000000;
@@ -73,6 +73,6 @@ void add_jobs_option(CLI::App& command, std::size_t& jobs);
 // BORROWS: `seed`, which must outlive `command`.
 CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_OPTION_CHECKS_H_

@@ -7,11 +7,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/errors.h"
-#include "cli/text/Nearest_name.h"
-#include "cli/text/Shown_text.h"
+#include "text/errors.h"
+#include "text/wording/Nearest_name.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -106,4 +106,4 @@ int report_parse_error(const CLI::App& app, const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSuccess : kUsageError;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -11,7 +11,7 @@ class App;
 class ParseError;
 }  // namespace CLI
 
-namespace cli {
+namespace zandrel::cli {
 
 // The commands directly below a command, or below the program, in the order of the help.
 std::vector<std::string> names_of_commands(const CLI::App& command);
@@ -26,6 +26,6 @@ std::string unknown_word_text(std::string_view above, std::string_view kind, std
 // unknown word the command or option with the nearest name. Returns the exit status.
 int report_parse_error(const CLI::App& app, const CLI::ParseError& error);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_PARSE_ERRORS_H_

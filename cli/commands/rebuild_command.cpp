@@ -10,9 +10,9 @@
 
 #include "cli/commands/option_checks.h"
 #include "cli/records/Rebuilt_index.h"
-#include "cli/text/Json.h"
+#include "text/wording/Json.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -78,4 +78,4 @@ void add_rebuild_command(CLI::App& app, Command_result& result) {
     command->callback([words, &result] { rebuild(*words, result); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

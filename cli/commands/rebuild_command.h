@@ -8,11 +8,11 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // BORROWS: `result` until the command has run.
 void add_rebuild_command(CLI::App& app, Command_result& result);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_REBUILD_COMMAND_H_

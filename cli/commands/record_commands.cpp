@@ -20,9 +20,9 @@
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_dump.h"
 #include "cli/records/Record_file.h"
-#include "cli/text/Json.h"
+#include "text/wording/Json.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -162,4 +162,4 @@ void add_record_commands(CLI::App& app, Command_result& result) {
     check.callback([words, &result] { print_check(*words, result); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

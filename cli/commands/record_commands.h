@@ -8,12 +8,12 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds the commands to the program. check sets `result`.
 // BORROWS: `result`, which must outlive `app`.
 void add_record_commands(CLI::App& app, Command_result& result);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_RECORD_COMMANDS_H_

@@ -1,4 +1,4 @@
-// The options of the commands on rules. The work is in cli/rules.
+// The options of the commands on rules. The work is in text/rules.
 #include "cli/commands/rule_commands.h"
 
 #include <iostream>
@@ -16,16 +16,16 @@
 
 #include "cli/commands/analysis_options.h"
 #include "cli/commands/option_checks.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/model/Long_work.h"
-#include "cli/rules/Rule_check.h"
-#include "cli/rules/Rule_explanation.h"
-#include "cli/rules/Rule_list.h"
-#include "cli/rules/Rule_value.h"
-#include "cli/text/Json.h"
-#include "cli/text/print_warning.h"
+#include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
+#include "text/kc/Kc_edit.h"
+#include "text/rules/Rule_check.h"
+#include "text/rules/Rule_explanation.h"
+#include "text/rules/Rule_list.h"
+#include "text/rules/Rule_value.h"
+#include "text/wording/Json.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -296,4 +296,4 @@ void add_rule_commands(CLI::App& app, Command_result& result) {
     rules->footer("Rules are expressions by which a rule node chooses among its children.");
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -9,12 +9,12 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds the commands to the program. rules check sets `result` if it finds a bad rule.
 // BORROWS: `result`, which must outlive `app`.
 void add_rule_commands(CLI::App& app, Command_result& result);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_RULE_COMMANDS_H_

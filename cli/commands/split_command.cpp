@@ -9,10 +9,10 @@
 
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
+#include "cli/process/print_warning.h"
 #include "cli/split/Split.h"
-#include "cli/text/print_warning.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -78,4 +78,4 @@ void add_split_command(CLI::App& app) {
     command->callback([options] { print_split(*options); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

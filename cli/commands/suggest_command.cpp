@@ -12,16 +12,16 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
-#include "cli/data/Data_input.h"
-#include "cli/errors.h"
 #include "cli/kc/Text_output.h"
-#include "cli/model/Long_work.h"
-#include "cli/suggest/Suggested_tree.h"
-#include "cli/text/Json.h"
-#include "cli/text/Shown_text.h"
-#include "cli/train/Training.h"
+#include "cli/process/Long_work.h"
+#include "text/data/Data_input.h"
+#include "text/errors.h"
+#include "text/suggest/Suggested_tree.h"
+#include "text/train/Training.h"
+#include "text/wording/Json.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -115,4 +115,4 @@ void add_suggest(CLI::App& tree) {
     command->callback([words] { suggest(*words); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

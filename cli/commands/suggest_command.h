@@ -6,11 +6,11 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds `suggest` below the command tree.
 void add_suggest(CLI::App& tree);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_SUGGEST_COMMAND_H_

@@ -7,13 +7,13 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/commands/option_checks.h"
-#include "cli/data/Data_input.h"
-#include "cli/data/Label_groups.h"
-#include "cli/kc/Corpus_analysis.h"
-#include "cli/kc/Tree_file.h"
-#include "cli/text/print_warning.h"
+#include "cli/process/print_warning.h"
+#include "text/data/Data_input.h"
+#include "text/data/Label_groups.h"
+#include "text/kc/Corpus_analysis.h"
+#include "text/kc/Tree_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -76,4 +76,4 @@ Model_options model_options(Training_words& words, const std::vector<std::string
     return options;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,14 +6,14 @@
 #include <vector>
 
 #include "cli/commands/analysis_options.h"
-#include "cli/model/Engine_settings.h"
-#include "cli/model/Model_options.h"
+#include "text/model/Engine_settings.h"
+#include "text/model/Model_options.h"
 
 namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // The words of the command line.
 struct Training_words {
@@ -39,6 +39,6 @@ void add_training_options(CLI::App& command, Training_words& words);
 // Input_error, Data_error, Usage_error; CLI::ValidationError.
 Model_options model_options(Training_words& words, const std::vector<std::string>& data_files);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_TRAINING_OPTIONS_H_

@@ -21,22 +21,22 @@
 #include "cli/commands/option_checks.h"
 #include "cli/commands/suggest_command.h"
 #include "cli/commands/tree_edits.h"
-#include "cli/data/Data_input.h"
-#include "cli/errors.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Deferred_writes.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_tree_view.h"
-#include "cli/kc/Kept_analysis.h"
 #include "cli/kc/Text_output.h"
-#include "cli/kc/Tree_file.h"
-#include "cli/model/Long_work.h"
-#include "cli/rules/rule_forms.h"
-#include "cli/text/Json.h"
-#include "cli/text/print_warning.h"
+#include "cli/process/Long_work.h"
+#include "cli/process/print_warning.h"
+#include "text/data/Data_input.h"
+#include "text/errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Deferred_writes.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_tree_view.h"
+#include "text/kc/Kept_analysis.h"
+#include "text/kc/Tree_file.h"
+#include "text/rules/rule_forms.h"
+#include "text/wording/Json.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -307,4 +307,4 @@ void add_tree_commands(CLI::App& app) {
     tree->footer(kTreeNotes);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,11 +7,11 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // Adds the command tree, with the commands below it.
 void add_tree_commands(CLI::App& app);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_TREE_COMMANDS_H_

@@ -10,10 +10,10 @@
 
 #include "zandrel/knowledge/zeBase.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_tree.h"
+#include "text/errors.h"
+#include "text/kc/Kc_tree.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -161,4 +161,4 @@ std::span<const Edit_kind> edit_kinds() {
     return kKinds;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -12,7 +12,7 @@ namespace CLI {
 class App;
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 // The words of an edit without the container.
 struct Edit_words {
@@ -46,6 +46,6 @@ struct Edit_kind {
 
 std::span<const Edit_kind> edit_kinds();
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_COMMANDS_TREE_EDITS_H_

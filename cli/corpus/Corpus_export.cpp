@@ -8,14 +8,14 @@
 
 #include "zandrel/knowledge/Progress.h"
 
-#include "cli/data/Bad_record.h"
-#include "cli/data/Json_fields.h"
-#include "cli/data/Pair.h"
-#include "cli/data/Pair_values.h"
-#include "cli/errors.h"
-#include "cli/text/Shown_text.h"
+#include "text/data/Bad_record.h"
+#include "text/data/Json_fields.h"
+#include "text/data/Pair.h"
+#include "text/data/Pair_values.h"
+#include "text/errors.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -85,4 +85,4 @@ void export_texts(const Stored_corpus& corpus, CTProgress* progress, std::ostrea
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

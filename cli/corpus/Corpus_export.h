@@ -6,9 +6,9 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/data/Stored_corpus.h"
+#include "text/data/Stored_corpus.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Writes a line for each message, in their order. An import of these lines with the analysis of the
 // corpus gives the same messages.
@@ -20,6 +20,6 @@ namespace cli {
 // corpus of another program, or that JSON cannot express; qtX<zeWorkflow> 2 for an interruption.
 void export_texts(const Stored_corpus& corpus, CTProgress* progress, std::ostream& out);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CORPUS_CORPUS_EXPORT_H_

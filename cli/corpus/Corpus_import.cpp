@@ -12,18 +12,18 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/corpus/Corpus_writer.h"
-#include "cli/data/Data_input.h"
-#include "cli/data/File_kind.h"
-#include "cli/data/Message_maker.h"
-#include "cli/data/Stored_corpus.h"
-#include "cli/errors.h"
-#include "cli/kc/Corpus_analysis.h"
-#include "cli/kc/Kc_lock.h"
-#include "cli/model/Interruption.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/data/Data_input.h"
+#include "text/data/File_kind.h"
+#include "text/data/Message_maker.h"
+#include "text/data/Stored_corpus.h"
+#include "text/errors.h"
+#include "text/kc/Corpus_analysis.h"
+#include "text/kc/Kc_lock.h"
+#include "text/model/Interruption.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -179,4 +179,4 @@ nlohmann::ordered_json import_json(const Import_summary& summary) {
             {"upgraded", summary.is_upgraded}, {"skipped_lines", summary.skipped.count}};
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

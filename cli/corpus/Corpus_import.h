@@ -13,11 +13,11 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/data/Data_form.h"
-#include "cli/data/Labelled_text.h"
-#include "cli/kc/Kept_analysis.h"
+#include "text/data/Data_form.h"
+#include "text/data/Labelled_text.h"
+#include "text/kc/Kept_analysis.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Import_options {
     std::string corpus_file;
@@ -55,6 +55,6 @@ void print_import(const Import_summary& summary, std::ostream& out);
 // An object of `file`, `added`, `texts`, `bytes`, `upgraded` and `skipped_lines`.
 nlohmann::ordered_json import_json(const Import_summary& summary);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CORPUS_CORPUS_IMPORT_H_

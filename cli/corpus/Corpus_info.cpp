@@ -9,10 +9,10 @@
 
 #include "zandrel/knowledge/Progress.h"
 
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -74,4 +74,4 @@ nlohmann::ordered_json corpus_info_json(const Corpus_info& info) {
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -12,9 +12,9 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/data/Stored_corpus.h"
+#include "text/data/Stored_corpus.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Corpus_info {
     std::string file;
@@ -34,6 +34,6 @@ void print_corpus_info(const Corpus_info& info, std::ostream& out);
 // objects of `label` and `texts`.
 nlohmann::ordered_json corpus_info_json(const Corpus_info& info);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CORPUS_CORPUS_INFO_H_

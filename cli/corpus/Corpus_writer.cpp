@@ -11,9 +11,9 @@
 #include "zandrel/knowledge/Progress.h"
 #include "zandrel/messages/zeCacheCorpus.h"
 
-#include "cli/errors.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -107,4 +107,4 @@ std::size_t Corpus_writer::finish() {
     return count;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

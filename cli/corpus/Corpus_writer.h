@@ -10,13 +10,13 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtPtr.h"
 
-#include "cli/data/Stored_corpus.h"
-#include "cli/kc/Replacement_file.h"
+#include "text/data/Stored_corpus.h"
+#include "text/kc/Replacement_file.h"
 
 class zeCacheCorpus;
 class zeMsg;
 
-namespace cli {
+namespace zandrel::cli {
 
 // Messages are appended to a new file, or to a copy of an old one. The library would change the old
 // file in place, and after a failure in the middle nothing could read it. Readers keep the old file
@@ -54,6 +54,6 @@ private:
     std::unique_ptr<zeCacheCorpus> m_corpus;  // null before a `begin` and after `finish`
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_CORPUS_CORPUS_WRITER_H_

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "cli/evaluate/Metrics.h"
-#include "cli/model/Text_model.h"
+#include "text/model/Text_model.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 Accuracy_meter::Accuracy_meter(const std::vector<Labelled_text>& texts, Text_model& analyst)
     : m_texts(texts) {
@@ -26,4 +26,4 @@ double Accuracy_meter::accuracy(Text_model& model) const {
     return counter.metrics().accuracy;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

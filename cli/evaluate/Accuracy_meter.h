@@ -8,11 +8,15 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeMsg.h"
 
-#include "cli/data/Labelled_text.h"
+#include "text/data/Labelled_text.h"
 
-namespace cli {
+namespace zandrel {
 
 class Text_model;
+
+}  // namespace zandrel
+
+namespace zandrel::cli {
 
 // The constructor analyses the texts, so that each measurement only classifies them.
 class Accuracy_meter {
@@ -29,6 +33,6 @@ private:
     std::vector<qtPtrLight<zeMsg>> m_messages;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_ACCURACY_METER_H_

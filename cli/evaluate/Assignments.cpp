@@ -8,9 +8,9 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "cli/data/Label_set.h"
+#include "text/data/Label_set.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -79,4 +79,4 @@ Tally& Assignment_counter::tally_of(std::string_view label) {
     return found != m_tallies.end() ? found->second : m_tallies[std::string(label)];
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

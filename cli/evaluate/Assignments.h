@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "cli/evaluate/Tally.h"
-#include "cli/model/Scored_label.h"
+#include "text/model/Scored_label.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Averages {
     double precision = 0.0;
@@ -49,6 +49,6 @@ private:
     std::map<std::string, Tally, std::less<>> m_tallies;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_ASSIGNMENTS_H_

@@ -11,10 +11,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cli/data/Label_set.h"
 #include "cli/evaluate/Tally.h"
+#include "text/data/Label_set.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 void Calibration_bins::add(double score, bool is_right) {
     const auto fifteenth = static_cast<std::size_t>(score * kBinCount);
@@ -69,4 +69,4 @@ void Calibration_counter::add_pair(double score, bool is_right) {
     m_square_sum += error * error;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

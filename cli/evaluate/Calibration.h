@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/model/Scored_label.h"
+#include "text/model/Scored_label.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The expected calibration error of predictions. Bin i contains the scores from i/15 to (i+1)/15;
 // the score 1 is in the last bin. The error of a bin is the distance between its mean score and its
@@ -66,6 +66,6 @@ private:
     double m_square_sum = 0.0;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_CALIBRATION_H_

@@ -14,16 +14,16 @@
 
 #include "zandrel/knowledge/Progress.h"
 
-#include "cli/data/Data_warnings.h"
-#include "cli/data/Folds.h"
-#include "cli/data/Moved_texts.h"
-#include "cli/errors.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
-#include "cli/model/Interruption.h"
-#include "cli/text/Layout.h"
+#include "text/data/Data_warnings.h"
+#include "text/data/Folds.h"
+#include "text/data/Moved_texts.h"
+#include "text/errors.h"
+#include "text/model/Interruption.h"
+#include "text/wording/Layout.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -185,4 +185,4 @@ bool have_raw_calibration(const std::vector<Evaluation>& folds) {
                        [](const Evaluation& fold) { return fold.raw_calibration.has_value(); });
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -9,7 +9,7 @@
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Figures.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Cross_validation {
     std::uint64_t seed = 0;
@@ -42,6 +42,6 @@ Spread spread_of(const Figure& figure, const std::vector<Evaluation>& folds);
 // Returns whether each fold has a raw_calibration.
 bool have_raw_calibration(const std::vector<Evaluation>& folds);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_CROSS_VALIDATION_H_

@@ -48,27 +48,27 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
 
-#include "cli/data/Data_input.h"
-#include "cli/data/Data_warnings.h"
-#include "cli/data/Folds.h"
-#include "cli/errors.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
-#include "cli/kc/Corpus_analysis.h"
-#include "cli/kc/Kc_damage.h"
-#include "cli/kc/Kc_header.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/kc/stat_classifiers.h"
-#include "cli/model/Cpu_timer.h"
-#include "cli/model/Interruption.h"
-#include "cli/model/Text_model.h"
-#include "cli/model/Text_sources.h"
-#include "cli/model/Tree_warnings.h"
-#include "cli/model/Worker_pool.h"
-#include "cli/model/leave_to_exit.h"
-#include "cli/suggest/Tree_suggestion.h"
+#include "cli/process/Worker_pool.h"
+#include "text/data/Data_input.h"
+#include "text/data/Data_warnings.h"
+#include "text/data/Folds.h"
+#include "text/errors.h"
+#include "text/kc/Corpus_analysis.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_header.h"
+#include "text/kc/Stored_model.h"
+#include "text/kc/stat_classifiers.h"
+#include "text/model/Cpu_timer.h"
+#include "text/model/Interruption.h"
+#include "text/model/Text_model.h"
+#include "text/model/Text_sources.h"
+#include "text/model/Tree_warnings.h"
+#include "text/model/leave_to_exit.h"
+#include "text/suggest/Tree_suggestion.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -455,4 +455,4 @@ Evaluation evaluate(const Evaluation_options& options) {
     return result;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

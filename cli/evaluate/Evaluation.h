@@ -11,18 +11,18 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/data/Folds.h"
-#include "cli/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Kept_analysis.h"
-#include "cli/model/Explanation.h"
-#include "cli/model/Model_options.h"
+#include "text/data/Folds.h"
+#include "text/data/Labelled_text.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Kept_analysis.h"
+#include "text/model/Explanation.h"
+#include "text/model/Model_options.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Evaluation_options {
     std::string kc_file;           // empty: train a model
@@ -116,6 +116,6 @@ void warn_of_blocked(const Evaluation_options& options, const std::vector<Labell
 // Of this process, so far.
 std::size_t peak_memory_bytes();
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_EVALUATION_H_

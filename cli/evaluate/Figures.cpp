@@ -1,7 +1,7 @@
 // One row for each figure. JSON has the same member names as the report of one evaluation.
 #include "cli/evaluate/Figures.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -37,4 +37,4 @@ std::span<const Figure> quality_figures() {
     return kFigures;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,7 +6,7 @@
 
 #include "cli/evaluate/Evaluation.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 enum class Figure_group { kBestLabel, kThreshold, kCalibration, kRawCalibration };
 
@@ -21,6 +21,6 @@ struct Figure {
 // raw_calibration.
 std::span<const Figure> quality_figures();
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_FIGURES_H_

@@ -5,10 +5,10 @@
 #include <algorithm>
 
 #include "cli/evaluate/Accuracy_meter.h"
-#include "cli/model/Cpu_timer.h"
-#include "cli/model/Text_model.h"
+#include "text/model/Cpu_timer.h"
+#include "text/model/Text_model.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -38,4 +38,4 @@ std::vector<Learning_step> learn_in_bulks(const Texts& texts, std::size_t bulk_s
     return steps;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,12 +7,16 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/data/Labelled_text.h"
-#include "cli/model/Model_size.h"
+#include "text/data/Labelled_text.h"
+#include "text/model/Model_size.h"
 
-namespace cli {
+namespace zandrel {
 
 class Text_model;
+
+}  // namespace zandrel
+
+namespace zandrel::cli {
 
 // The model after learning one bulk.
 struct Learning_step {
@@ -31,6 +35,6 @@ std::vector<Learning_step> learn_in_bulks(const std::vector<Labelled_text>& text
                                           const std::vector<Labelled_text>& test_texts,
                                           Text_model& model, CTProgress* progress);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_LEARNING_H_

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -70,4 +70,4 @@ std::vector<Confusion> Metrics_counter::worst_first() const {
     return confusions;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

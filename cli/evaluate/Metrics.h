@@ -10,7 +10,7 @@
 
 #include "cli/evaluate/Tally.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The texts with the same labels and the same wrong best label.
 struct Confusion {
@@ -46,6 +46,6 @@ private:
     std::map<std::pair<std::string, std::string>, std::size_t> m_confusions;  // (expected, got)
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_METRICS_H_

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "cli/data/Labelled_text.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Metrics.h"
-#include "cli/model/Scored_label.h"
+#include "text/data/Labelled_text.h"
+#include "text/model/Scored_label.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 class Quality {
 public:
@@ -60,6 +60,6 @@ private:
     Quality* m_all;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_QUALITY_H_

@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -259,4 +259,4 @@ void print_report(const Cross_validation& validation, const Report_options& opti
     print_confusions(validation.all.metrics, options.confusion_count, out);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -8,7 +8,7 @@
 #include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Report_options {
     std::size_t confusion_count = 10;  // at most
@@ -22,6 +22,6 @@ void print_report(const Evaluation& evaluation, const Report_options& options, s
 void print_report(const Cross_validation& validation, const Report_options& options,
                   std::ostream& out);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_REPORT_H_

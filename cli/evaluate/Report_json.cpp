@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -176,4 +176,4 @@ nlohmann::ordered_json report_json(const Cross_validation& validation,
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

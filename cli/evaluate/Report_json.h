@@ -9,7 +9,7 @@
 #include "cli/evaluate/Cross_validation.h"
 #include "cli/evaluate/Evaluation.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // All figures, with at most `confusion_count` confusions. Shares and scores are from 0 to 1, times
 // are in seconds, sizes in bytes. `micro_f1` and `macro_f1` are for the labels at the threshold,
@@ -19,6 +19,6 @@ nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t con
 // `all_texts` together, and the list `folds`.
 nlohmann::ordered_json report_json(const Cross_validation& validation, std::size_t confusion_count);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_REPORT_JSON_H_

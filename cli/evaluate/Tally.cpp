@@ -2,7 +2,7 @@
 // F1 = 2*3 / (4+5) = 2/3.
 #include "cli/evaluate/Tally.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 double ratio(double part, std::size_t whole) {
     return whole == 0 ? 0.0 : part / static_cast<double>(whole);
@@ -27,4 +27,4 @@ double Tally::f1() const {
     return ratio(static_cast<double>(2 * hits), texts() + given());
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-namespace cli {
+namespace zandrel::cli {
 
 // part / whole; 0 if `whole` is 0.
 double ratio(double part, std::size_t whole);
@@ -27,6 +27,6 @@ struct Tally {
     double f1() const;         // 2 hits / (texts + given), the harmonic mean of the two
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_TALLY_H_

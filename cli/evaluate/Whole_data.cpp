@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <utility>
 
-#include "cli/data/Data_input.h"
-#include "cli/data/Data_warnings.h"
-#include "cli/text/Layout.h"
+#include "text/data/Data_input.h"
+#include "text/data/Data_warnings.h"
+#include "text/wording/Layout.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -61,4 +61,4 @@ Whole_data read_whole_data(const Evaluation_options& options, Skipped_lines* ski
     return whole;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "cli/data/Labelled_text.h"
 #include "cli/evaluate/Evaluation.h"
+#include "text/data/Labelled_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Tells a user who has to type data of it.
 // RAISES: Usage_error if standard input is named twice.
@@ -24,6 +24,6 @@ struct Whole_data {
 // RAISES: what read_labelled_file raises; Data_error for a knowledge container.
 Whole_data read_whole_data(const Evaluation_options& options, Skipped_lines* skipped);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_WHOLE_DATA_H_

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -286,4 +286,4 @@ const Help_topic* find_help_topic(std::string_view name) {
     return found == std::end(kTopics) ? nullptr : found;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Help_topic {
     std::string_view name;     // the word after `zandrel help`; not the name of a command
@@ -19,6 +19,6 @@ std::span<const Help_topic> help_topics();
 // Returns null if there is no such topic.
 const Help_topic* find_help_topic(std::string_view name);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_HELP_HELP_TOPICS_H_

@@ -19,15 +19,15 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_lock.h"
-#include "cli/kc/Kc_paths.h"
-#include "cli/kc/Replacement_file.h"
-#include "cli/kc/Target_file.h"
-#include "cli/text/Shown_text.h"
+#include "text/errors.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_paths.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/Target_file.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -130,4 +130,4 @@ Kb_summary export_kb(const Kb_options& options) {
     return summary;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,9 +7,9 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-#include "cli/kc/Cached_kc.h"
+#include "text/kc/Cached_kc.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Kb_options {
     std::string kc_file;             // stays as it is
@@ -34,6 +34,6 @@ struct Kb_summary {
 // Input_error for a kb_file that may not be read; what view_kc, Kc_lock and Replacement_file raise.
 Kb_summary export_kb(const Kb_options& options);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_KC_KB_EXPORT_H_

@@ -16,14 +16,14 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
-#include "cli/kc/Kc_paths.h"
-#include "cli/kc/Kc_tree_view.h"
-#include "cli/kc/Kept_analysis.h"
-#include "cli/kc/Kept_choices.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/kc/Kc_paths.h"
+#include "text/kc/Kc_tree_view.h"
+#include "text/kc/Kept_analysis.h"
+#include "text/kc/Kept_choices.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -256,4 +256,4 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

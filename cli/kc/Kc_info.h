@@ -14,12 +14,12 @@
 
 #include "zandrel/foundation/qtTimeDate.h"
 
-#include "cli/kc/Kc_file_facts.h"
-#include "cli/model/Chosen_settings.h"
+#include "text/kc/Kc_file_facts.h"
+#include "text/model/Chosen_settings.h"
 
 class zeManager;
 
-namespace cli {
+namespace zandrel::cli {
 
 // One statistical classifier.
 struct Stat_info {
@@ -64,6 +64,6 @@ void print_kc_info(const Kc_info& info, std::ostream& out);
 // in memory, and `cache_bound` for one that is not in cached form.
 nlohmann::ordered_json kc_info_json(const Kc_info& info);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_KC_KC_INFO_H_

@@ -4,11 +4,11 @@
 
 #include <iostream>
 
-#include "cli/data/Data_input.h"
-#include "cli/data/File_kind.h"
-#include "cli/kc/Replacement_file.h"
+#include "text/data/Data_input.h"
+#include "text/data/File_kind.h"
+#include "text/kc/Replacement_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 void check_text_output(const std::string& file) {
     if (!file.empty() && !is_standard_input(file)) {
@@ -28,4 +28,4 @@ void write_text(const std::string& file, const std::function<void(std::ostream& 
     replacement.take_place();
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

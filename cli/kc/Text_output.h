@@ -6,7 +6,7 @@
 #include <ostream>
 #include <string>
 
-namespace cli {
+namespace zandrel::cli {
 
 // Calls `write` with standard output if `file` is empty or "-". Otherwise calls it with a new file,
 // which takes the place of `file` when it is complete (Replacement_file).
@@ -19,6 +19,6 @@ void write_text(const std::string& file, const std::function<void(std::ostream& 
 // removes. RAISES: as write_text.
 void check_text_output(const std::string& file);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_KC_TEXT_OUTPUT_H_

@@ -30,10 +30,10 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/archive/Deferred_archive.h"
-#include "cli/errors.h"
-#include "cli/text/Shown_text.h"
+#include "text/errors.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -577,4 +577,4 @@ Archive_repair repair_archive(const std::string& name, const std::string& path) 
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

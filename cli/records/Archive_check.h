@@ -12,7 +12,7 @@
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Returns whether the header is the one of an archive.
 bool is_archive(const Record_file& file);
@@ -62,6 +62,6 @@ Archive_repair find_archive_damage(const std::string& name, const std::string& p
 // RAISES: Output_error.
 Archive_repair repair_archive(const std::string& name, const std::string& path);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_ARCHIVE_CHECK_H_

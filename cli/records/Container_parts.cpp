@@ -12,9 +12,9 @@
 #include "zandrel/storage/packing.h"
 
 #include "cli/records/Item_reader.h"
-#include "cli/text/Shown_text.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -157,4 +157,4 @@ Container_parts read_container_parts(File_window& file,
     return Reference_walk(file, items, version).walk();
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

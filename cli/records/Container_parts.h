@@ -10,7 +10,7 @@
 #include "cli/records/File_window.h"
 #include "cli/records/Record_scan.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Unused_object {
     std::string key;
@@ -32,6 +32,6 @@ Container_parts read_container_parts(File_window& file,
                                      const std::map<std::string, const Scanned_item*>& items,
                                      unsigned int version);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_CONTAINER_PARTS_H_

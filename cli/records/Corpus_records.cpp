@@ -24,10 +24,10 @@
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "cli/errors.h"
 #include "cli/records/Record_text.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -357,4 +357,4 @@ void repair_corpus(const Record_recovery& recovery, const std::string& name,
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -11,7 +11,7 @@
 #include "cli/records/Record_file.h"
 #include "cli/records/Record_recovery.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Returns whether the header has the magic number of 64-bit record files and the id of corpora.
 bool is_corpus(const Record_header& header);
@@ -45,6 +45,6 @@ std::vector<std::string> remarks_of_corpus_repair(const Record_recovery& recover
 void repair_corpus(const Record_recovery& recovery, const std::string& name,
                    const std::string& path);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_CORPUS_RECORDS_H_

@@ -8,9 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cli/errors.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -161,4 +161,4 @@ std::uint64_t File_window::skip_unwritten(std::uint64_t position) const {
     return errno == ENXIO ? m_size : position;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/kc/Descriptor.h"
+#include "text/kc/Descriptor.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Keeps a piece of the file in memory, the window. Reading forward moves the window. Reading a few
 // bytes elsewhere does not move it, so that a look at the end of a large item costs little.
@@ -81,6 +81,6 @@ private:
     std::optional<std::uint64_t> m_last_zeros;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_FILE_WINDOW_H_

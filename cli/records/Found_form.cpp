@@ -12,9 +12,9 @@
 
 #include "zandrel/storage/Hreclaim_format.h"
 
-#include "cli/errors.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -134,4 +134,4 @@ Found_form find_record_form(File_window& file) {
     return found;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,7 +7,7 @@
 #include "cli/records/File_window.h"
 #include "cli/records/Record_scan.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Found_form {
     Record_form form = Record_form::kWide;
@@ -20,6 +20,6 @@ struct Found_form {
 // COST: one pass over the file for each of two forms, if the magic number or the index is damaged.
 Found_form find_record_form(File_window& file);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_FOUND_FORM_H_

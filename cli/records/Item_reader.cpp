@@ -6,7 +6,7 @@
 #include "zandrel/foundation/qtScrambler.h"
 #include "zandrel/storage/SegBuf.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -62,4 +62,4 @@ void Item_reader::load(std::uint64_t place) {
     }
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

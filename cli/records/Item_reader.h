@@ -8,7 +8,7 @@
 #include "cli/records/File_window.h"
 #include "cli/records/Record_scan.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // After a read behind the end, `is_whole` is false, and all further reads return 0 or nothing.
 class Item_reader {
@@ -51,6 +51,6 @@ private:
     bool m_is_whole = true;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_ITEM_READER_H_

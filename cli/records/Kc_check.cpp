@@ -18,20 +18,20 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/persistence/Kc_steps.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Cached_kc.h"
-#include "cli/kc/Kc_damage.h"
-#include "cli/kc/Kc_lock.h"
-#include "cli/kc/Replacement_file.h"
-#include "cli/model/ending_signals.h"
 #include "cli/records/Archive_check.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_reader.h"
 #include "cli/records/Record_text.h"
 #include "cli/records/Seal_sums.h"
+#include "text/errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/ending_signals.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -83,7 +83,8 @@ public:
         }
         const Record_identity identity = {m_file.header.file_id, m_file.header.version,
                                           m_file.header.flags};
-        if (package.header_checksum && *package.header_checksum != cli::checksum_of(identity)) {
+        if (package.header_checksum &&
+            *package.header_checksum != zandrel::cli::checksum_of(identity)) {
             add(kIdPosition, "id, version or flags in the header are not those that were sealed");
         }
         Record_reader reader(m_file.path);
@@ -287,4 +288,4 @@ Record_check check_and_seal(const std::string& path, const Lock_wait& wait) {
     return check;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

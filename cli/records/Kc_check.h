@@ -5,12 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "cli/kc/Kc_lock.h"
-#include "cli/kc/Kc_use.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Decodes every record of a container, and adds to `check`:
 // - a problem for each record that cannot be read, with the node to which it belongs, and for each
@@ -52,6 +52,6 @@ Record_check check_locked_file(const std::string& path);
 // be written.
 Record_check check_and_seal(const std::string& path, const Lock_wait& wait = {});
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_KC_CHECK_H_

@@ -30,13 +30,13 @@
 #include "zandrel/storage/HreclaimCache.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "cli/kc/Kc_damage.h"
-#include "cli/kc/Kc_paths.h"
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_reader.h"
-#include "cli/text/Shown_text.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_paths.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -280,4 +280,4 @@ Kc_records read_kc_records(const Record_file& file, const Wanted_records& is_wan
     return Decoder(file, is_wanted).decode();
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -11,7 +11,7 @@
 
 #include "cli/records/Record_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The contents of a record. `sizes` are numbers with their names, for example 3 "categories".
 struct Kc_record {
@@ -43,6 +43,6 @@ bool has_usable_records(const Record_file& file);
 // REQUIRES: has_usable_records(file).
 Kc_records read_kc_records(const Record_file& file, const Wanted_records& is_wanted);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_KC_RECORDS_H_

@@ -12,7 +12,7 @@
 
 using zandrel::Kc_seal;
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -117,4 +117,4 @@ std::string problem_of_seal(const Record_file& file) {
     return {};
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -10,7 +10,7 @@
 #include "cli/records/Record_file.h"
 #include "cli/records/Record_reader.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The key of a classifier's item has 4 bytes. So has an id or a type in its record.
 inline constexpr std::size_t kIdSize = 4;
@@ -31,6 +31,6 @@ Package_contents read_package_contents(const Record_file& file, Record_reader& r
 // REQUIRES: an index and items without problems.
 std::string problem_of_seal(const Record_file& file);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_PACKAGE_CONTENTS_H_

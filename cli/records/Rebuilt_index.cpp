@@ -24,12 +24,6 @@
 #include "zandrel/archive/SmlArchiveManager.h"
 #include "zandrel/persistence/Kc_steps.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Descriptor.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_use.h"
-#include "cli/kc/Replacement_file.h"
-#include "cli/model/ending_signals.h"
 #include "cli/records/Archive_check.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Kc_check.h"
@@ -37,9 +31,15 @@
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_text.h"
 #include "cli/records/Recovered_file.h"
-#include "cli/text/Shown_text.h"
+#include "text/errors.h"
+#include "text/kc/Descriptor.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_use.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/ending_signals.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -387,4 +387,4 @@ nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt) {
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

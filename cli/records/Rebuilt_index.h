@@ -8,11 +8,11 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "cli/kc/Kc_lock.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_recovery.h"
+#include "text/kc/Kc_lock.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Rebuilt_index {
     std::string file;
@@ -47,6 +47,6 @@ void print_rebuilt_index(const Rebuilt_index& rebuilt, std::ostream& out);
 // of `offset` and `text`.
 nlohmann::ordered_json rebuilt_index_json(const Rebuilt_index& rebuilt);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_REBUILT_INDEX_H_

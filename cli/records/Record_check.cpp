@@ -26,9 +26,9 @@
 
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_text.h"
-#include "cli/text/Shown_text.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -365,4 +365,4 @@ nlohmann::ordered_json record_check_json(const Record_check& check) {
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -12,7 +12,7 @@
 
 #include "cli/records/Record_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 enum class Record_condition {
     kClean,       // each block agrees with the index
@@ -82,6 +82,6 @@ void print_record_check(const Record_check& check, std::ostream& out);
 // there is `sealed`, true or false.
 nlohmann::ordered_json record_check_json(const Record_check& check);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECORD_CHECK_H_

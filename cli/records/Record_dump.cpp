@@ -17,9 +17,9 @@
 #include "cli/records/Archive_check.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Record_text.h"
-#include "cli/text/Layout.h"
+#include "text/wording/Layout.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -359,4 +359,4 @@ nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_exte
     return json;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -11,7 +11,7 @@
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Archive_facts;
 
@@ -36,6 +36,6 @@ void print_record_dump(const Record_file& file, std::ostream& out, const Dump_ex
 // `holes_left_out` are the numbers of the others.
 nlohmann::ordered_json record_dump_json(const Record_file& file, const Dump_extent& extent = {});
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECORD_DUMP_H_

@@ -7,11 +7,11 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/storage/Hreclaim_format.h"
 
-#include "cli/errors.h"
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_reader.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -159,4 +159,4 @@ Record_file read_record_file(const std::string& path) {
     return file;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

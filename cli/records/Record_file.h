@@ -11,7 +11,7 @@
 
 #include "zandrel/storage/Hreclaim_format.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 constexpr std::uint64_t kSlotCount = 32;
 
@@ -100,6 +100,6 @@ std::uint64_t block_of(std::uint64_t size);
 // RAISES: Input_error; Data_error for a file that has neither form.
 Record_file read_record_file(const std::string& path);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECORD_FILE_H_

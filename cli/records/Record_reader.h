@@ -10,9 +10,9 @@
 #include <string_view>
 #include <system_error>
 
-#include "cli/errors.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Returns the number with these bytes, the highest first.
 inline std::uint64_t big_endian(std::string_view bytes) {
@@ -82,6 +82,6 @@ private:
     std::uint64_t m_position = 0;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECORD_READER_H_

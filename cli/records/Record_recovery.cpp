@@ -41,7 +41,7 @@
 #include "cli/records/Found_form.h"
 #include "cli/records/Record_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -516,4 +516,4 @@ Record_recovery recover_records(File_window& file) {
     return Recoverer(file).recover();
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -12,7 +12,7 @@
 #include "cli/records/Record_scan.h"
 #include "cli/records/Seal_sums.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // A part of the old file, and what became of it.
 struct Recovery_note {
@@ -52,6 +52,6 @@ struct Record_recovery {
 // COST: one pass over the file, two with a seal. An item's data are never in memory as a whole.
 Record_recovery recover_records(File_window& file);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECORD_RECOVERY_H_

@@ -40,7 +40,7 @@
 #include "zandrel/persistence/Hpack.h"
 #include "zandrel/storage/Hreclaim_format.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -651,4 +651,4 @@ std::optional<Scanned_item> item_in_hole(File_window& file, const std::string& k
                                                 : std::nullopt;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -14,7 +14,7 @@
 
 #include "cli/records/File_window.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 enum class Record_form { kWide, kNarrow, kPackage };
 
@@ -135,6 +135,6 @@ Record_scan scan_records(File_window& file, const Scan_request& request);
 std::optional<Scanned_item> item_in_hole(File_window& file, const std::string& key,
                                          std::uint64_t offset);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECORD_SCAN_H_

@@ -1,7 +1,7 @@
 // Every key gives a different text, since the escape character itself is escaped.
 #include "cli/records/Record_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -37,4 +37,4 @@ std::string hex(std::uint64_t number, int digits) {
     return text;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

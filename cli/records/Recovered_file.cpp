@@ -18,9 +18,9 @@
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "cli/errors.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -151,4 +151,4 @@ void write_recovered_file(File_window& old_file, const Record_recovery& recovery
     throw Output_error(old_file.name(), "the new file does not read back as it was written");
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,7 +7,7 @@
 #include "cli/records/File_window.h"
 #include "cli/records/Record_recovery.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Writes header, items and index over the file at `path`, then opens it as the library does and
 // compares all items with those of the old file. The new file has no holes.
@@ -17,6 +17,6 @@ namespace cli {
 void write_recovered_file(File_window& old_file, const Record_recovery& recovery,
                           const std::string& path);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_RECOVERED_FILE_H_

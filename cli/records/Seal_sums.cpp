@@ -6,7 +6,7 @@
 
 #include "cli/records/Item_reader.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 std::optional<Seal_sums> read_seal_sums(File_window& file, const Scanned_item& item) {
     Item_reader data(file, item, false);
@@ -45,4 +45,4 @@ std::uint32_t checksum_of(File_window& file, const Scanned_item& item) {
     return sum.Value();
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

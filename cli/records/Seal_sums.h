@@ -11,7 +11,7 @@
 #include "cli/records/File_window.h"
 #include "cli/records/Record_scan.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The only form of a seal that exists.
 inline constexpr std::uint32_t kSealForm = 1;
@@ -35,6 +35,6 @@ std::uint32_t checksum_of(const Record_identity& identity);
 // The checksum of an item's data.
 std::uint32_t checksum_of(File_window& file, const Scanned_item& item);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_RECORDS_SEAL_SUMS_H_

@@ -33,21 +33,21 @@
 #include <vector>
 
 #include "cli/corpus/Corpus_writer.h"
-#include "cli/data/Data_input.h"
-#include "cli/data/Data_lines.h"
-#include "cli/data/Data_reader.h"
-#include "cli/data/Data_warnings.h"
-#include "cli/data/File_kind.h"
-#include "cli/data/First_row_check.h"
-#include "cli/data/Packing.h"
-#include "cli/data/Stored_corpus.h"
-#include "cli/errors.h"
-#include "cli/kc/Replacement_file.h"
-#include "cli/kc/Target_file.h"
-#include "cli/text/Layout.h"
-#include "cli/text/Shown_text.h"
+#include "text/data/Data_input.h"
+#include "text/data/Data_lines.h"
+#include "text/data/Data_reader.h"
+#include "text/data/Data_warnings.h"
+#include "text/data/File_kind.h"
+#include "text/data/First_row_check.h"
+#include "text/data/Packing.h"
+#include "text/data/Stored_corpus.h"
+#include "text/errors.h"
+#include "text/kc/Replacement_file.h"
+#include "text/kc/Target_file.h"
+#include "text/wording/Layout.h"
+#include "text/wording/Shown_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -346,4 +346,4 @@ void print_split(const Split_options& options, const Split_summary& summary, std
     print_count(options.share_file, summary.share_texts, out);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

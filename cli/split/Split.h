@@ -8,11 +8,11 @@
 #include <ostream>
 #include <string>
 
-#include "cli/data/Data_form.h"
-#include "cli/data/Folds.h"
-#include "cli/data/Labelled_text.h"
+#include "text/data/Data_form.h"
+#include "text/data/Folds.h"
+#include "text/data/Labelled_text.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 struct Split_options {
     std::string data_file;  // "-": standard input
@@ -53,6 +53,6 @@ Split_summary split(const Split_options& options);
 // Prints a line for each file.
 void print_split(const Split_options& options, const Split_summary& summary, std::ostream& out);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_SPLIT_SPLIT_H_

@@ -16,13 +16,13 @@
 
 #include "cli/archive/Archive_file.h"
 #include "cli/archive/Deferred_archive.h"
-#include "cli/errors.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/small_archive.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -428,4 +428,4 @@ TEST_F(ArchiveCheckTest, ArchiveWithoutAnalysisNeedsOne) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

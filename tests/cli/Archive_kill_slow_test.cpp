@@ -1,7 +1,7 @@
 // Looks at each moment of Archive_kill_test.cpp.
 #include "tests/cli/archive_kills.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -45,4 +45,4 @@ TEST_F(ArchiveKillSlowTest, FullDisk) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

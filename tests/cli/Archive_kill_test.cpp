@@ -9,10 +9,10 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/model/ending_signals.h"
 #include "tests/cli/archive_kills.h"
+#include "text/kc/ending_signals.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -205,4 +205,4 @@ TEST_F(ArchiveKillTest, LearningAndTrainingEqualThoseOfTheLibraryToTheLastBit) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -109,4 +109,4 @@ TEST(AssignmentsTest, AllRightGivesTheValueOne) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

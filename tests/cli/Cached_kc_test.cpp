@@ -1,6 +1,6 @@
 // Changes of a container in cached form that are refused, interrupted or fail, at each of their
 // steps.
-#include "cli/kc/Cached_kc.h"
+#include "text/kc/Cached_kc.h"
 
 #include <filesystem>
 #include <fstream>
@@ -25,22 +25,22 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-#include "cli/errors.h"
 #include "cli/evaluate/Evaluation.h"
-#include "cli/kc/Deferred_writes.h"
-#include "cli/kc/Kc_conversion.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_file_facts.h"
-#include "cli/kc/Kc_tree.h"
-#include "cli/kc/Kc_tree_view.h"
-#include "cli/kc/Kc_use.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/kc/stat_classifiers.h"
-#include "cli/model/Text_model.h"
-#include "cli/train/Training.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/kc_v1.h"
+#include "text/errors.h"
+#include "text/kc/Deferred_writes.h"
+#include "text/kc/Kc_conversion.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_file_facts.h"
+#include "text/kc/Kc_tree.h"
+#include "text/kc/Kc_tree_view.h"
+#include "text/kc/Kc_use.h"
+#include "text/kc/Stored_model.h"
+#include "text/kc/stat_classifiers.h"
+#include "text/model/Text_model.h"
+#include "text/train/Training.h"
 
 namespace {
 
@@ -68,8 +68,8 @@ std::string bytes_of(const std::string& path) {
 // The number of texts that each node has learned, by path.
 std::map<std::string, int> messages_of(const std::string& path) {
     std::map<std::string, int> messages;
-    const qtPtrLight<zeManager> manager = cli::read_kc(path, nullptr);
-    for (const cli::Kc_tree_line& line : cli::view_tree(*manager, "", -1).lines) {
+    const qtPtrLight<zeManager> manager = zandrel::read_kc(path, nullptr);
+    for (const zandrel::Kc_tree_line& line : zandrel::view_tree(*manager, "", -1).lines) {
         messages[line.name] = line.messages.value_or(-1);
     }
     return messages;
@@ -77,7 +77,8 @@ std::map<std::string, int> messages_of(const std::string& path) {
 
 // Visits all statistical classifiers.
 void visit_classifiers_of(const std::string& path) {
-    cli::for_each_stat_classifier(*cli::read_kc(path, nullptr), [](const cli::Stat_classifier&) {});
+    zandrel::for_each_stat_classifier(*zandrel::read_kc(path, nullptr),
+                                      [](const zandrel::Stat_classifier&) {});
 }
 
 // root - warm - red, yellow
@@ -91,26 +92,26 @@ protected:
         std::ofstream(m_data) << "red\tfire rose\nyellow\tsun corn\nblue\tsea sky\ngreen\tleaf\n"
                                  "black\tcoal\nbrown\tearth wood\n";
         std::ofstream(m_more) << "red\tblood\nblue\tink\nblack\tnight\n";
-        cli::Training_options options;
+        zandrel::Training_options options;
         options.kc_file = m_plain;
         options.data_files = {m_data};
-        options.model.analysis = {cli::Analysis_kind::kWords};
-        options.model.groups = cli::read_label_groups_file(m_groups);
-        cli::train_kc(options);
-        Convert(m_plain, m_cached, cli::Kc_form::kCached);
+        options.model.analysis = {zandrel::Analysis_kind::kWords};
+        options.model.groups = zandrel::read_label_groups_file(m_groups);
+        zandrel::train_kc(options);
+        Convert(m_plain, m_cached, zandrel::Kc_form::kCached);
     }
 
-    static void Convert(const std::string& from, const std::string& to, cli::Kc_form form) {
-        cli::Conversion_options options;
+    static void Convert(const std::string& from, const std::string& to, zandrel::Kc_form form) {
+        zandrel::Conversion_options options;
         options.kc_file = from;
         options.new_file = to;
         options.form = form;
         options.replaces = true;
-        cli::convert_kc(options);
+        zandrel::convert_kc(options);
     }
 
-    cli::Learning_options LearnOptions(unsigned int bound, CTProgress* progress) const {
-        cli::Learning_options options;
+    zandrel::Learning_options LearnOptions(unsigned int bound, CTProgress* progress) const {
+        zandrel::Learning_options options;
         options.kc_file = m_cached;
         options.data_files = {m_more};
         options.bound.given = bound;
@@ -118,7 +119,7 @@ protected:
         return options;
     }
 
-    cli::Scratch_folder m_folder;
+    zandrel::cli::Scratch_folder m_folder;
     std::string m_groups = m_folder.file("groups");
     std::string m_data = m_folder.file("data.tsv");
     std::string m_more = m_folder.file("more.tsv");
@@ -136,9 +137,9 @@ TEST_F(CachedKcTest, InterruptedLearningLeavesEachClassifierWithAllTextsOrNone) 
         std::ofstream(m_cached, std::ios::binary) << before;
         Interrupting_progress progress(question);
         try {
-            cli::learn_into_kc(LearnOptions(1, &progress));
+            zandrel::learn_into_kc(LearnOptions(1, &progress));
             has_ended = true;
-        } catch (const cli::Partial_change& error) {
+        } catch (const zandrel::Partial_change& error) {
             EXPECT_THAT(error.what(), HasSubstr("Process interrupted; "));
             EXPECT_THAT(error.what(),
                         HasSubstr("contains the part of the change that was done; do not repeat "
@@ -167,13 +168,13 @@ TEST_F(CachedKcTest, InterruptedLearningLeavesEachClassifierWithAllTextsOrNone) 
 TEST_F(CachedKcTest, InterruptedTrainingOfAKeptTreeCanBeRepeated) {
     const std::string before = bytes_of(m_cached);
     const auto train = [this](CTProgress* progress) {
-        cli::Training_options options;
+        zandrel::Training_options options;
         options.kc_file = m_cached;
         options.data_files = {m_data};
         options.keeps_tree = true;
         options.bound.given = 1;
         options.progress = progress;
-        cli::train_kc(options);
+        zandrel::train_kc(options);
     };
     train(nullptr);
     const std::map<std::string, int> whole = messages_of(m_cached);
@@ -184,7 +185,7 @@ TEST_F(CachedKcTest, InterruptedTrainingOfAKeptTreeCanBeRepeated) {
         try {
             train(&progress);
             break;
-        } catch (const cli::Partial_change& error) {
+        } catch (const zandrel::Partial_change& error) {
             EXPECT_THAT(error.what(),
                         HasSubstr("that was done; repeat the command, since the classifiers that "
                                   "it did not reach are empty"));
@@ -201,14 +202,14 @@ TEST_F(CachedKcTest, InterruptedTrainingOfAKeptTreeCanBeRepeated) {
 TEST_F(CachedKcTest, ChangeThatRaisesLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
     for (const unsigned int bound : {1U, 2U, 20U}) {
-        EXPECT_THROW(cli::edit_kc(m_cached, {},
-                                  [](qtPtrLight<zeManager>& manager) -> bool {
-                                      cli::Deferred_writes writes(*manager);
-                                      cli::rename_node(*manager, "root/cold", "chilly");
-                                      throw cli::Usage_error("no");
-                                  },
-                                  {bound}),
-                     cli::Usage_error);
+        EXPECT_THROW(zandrel::edit_kc(m_cached, {},
+                                      [](qtPtrLight<zeManager>& manager) -> bool {
+                                          zandrel::Deferred_writes writes(*manager);
+                                          zandrel::rename_node(*manager, "root/cold", "chilly");
+                                          throw zandrel::Usage_error("no");
+                                      },
+                                      {bound}),
+                     zandrel::Usage_error);
         EXPECT_EQ(bytes_of(m_cached), before) << bound;
     }
 }
@@ -216,56 +217,56 @@ TEST_F(CachedKcTest, ChangeThatRaisesLeavesTheFileAsItWas) {
 TEST_F(CachedKcTest, RefusedEditAfterADeletedClassifierLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
     EXPECT_THROW(
-        cli::edit_kc(m_cached, {},
-                     [](qtPtrLight<zeManager>& manager) -> bool {
-                         cli::Deferred_writes writes(*manager);
-                         cli::delete_node(*manager, "root/cold", false);
-                         cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
-                         cli::delete_node(*manager, "root/none", false);
-                         return true;
-                     },
-                     {2}),
-        cli::Usage_error);
+        zandrel::edit_kc(m_cached, {},
+                         [](qtPtrLight<zeManager>& manager) -> bool {
+                             zandrel::Deferred_writes writes(*manager);
+                             zandrel::delete_node(*manager, "root/cold", false);
+                             zandrel::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+                             zandrel::delete_node(*manager, "root/none", false);
+                             return true;
+                         },
+                         {2}),
+        zandrel::Usage_error);
     EXPECT_EQ(bytes_of(m_cached), before);
 }
 
 // The flush would refuse the trees, so nothing is deleted before it.
 TEST_F(CachedKcTest, EditThatDamagesTheTreesLeavesTheFileAsItWas) {
     const std::string before = bytes_of(m_cached);
-    EXPECT_ANY_THROW(cli::edit_kc(m_cached, {},
-                                  [](qtPtrLight<zeManager>& manager) -> bool {
-                                      cli::Deferred_writes writes(*manager);
-                                      cli::delete_node(*manager, "root/cold", false);
-                                      manager->m_root->m_parent = manager->m_root;
-                                      try {
-                                          writes.commit();
-                                      } catch (const qtX<zeManager>& error) {
-                                          EXPECT_EQ(error.number(), 4);
-                                          throw;
-                                      }
-                                      ADD_FAILURE() << "nothing is raised";
-                                      return true;
-                                  },
-                                  {2}));
+    EXPECT_ANY_THROW(zandrel::edit_kc(m_cached, {},
+                                      [](qtPtrLight<zeManager>& manager) -> bool {
+                                          zandrel::Deferred_writes writes(*manager);
+                                          zandrel::delete_node(*manager, "root/cold", false);
+                                          manager->m_root->m_parent = manager->m_root;
+                                          try {
+                                              writes.commit();
+                                          } catch (const qtX<zeManager>& error) {
+                                              EXPECT_EQ(error.number(), 4);
+                                              throw;
+                                          }
+                                          ADD_FAILURE() << "nothing is raised";
+                                          return true;
+                                      },
+                                      {2}));
     EXPECT_EQ(bytes_of(m_cached), before);
 }
 
 TEST_F(CachedKcTest, DeferredEditDeletesAndAddsItems) {
     unsigned int cold = 0;
-    cli::edit_kc(
+    zandrel::edit_kc(
         m_cached, {},
         [&cold](qtPtrLight<zeManager>& manager) {
             cold =
                 manager->m_logical_tree->FindNodeByPath("root/cold").physical_node->m_classifier_id;
-            cli::Deferred_writes writes(*manager);
-            cli::delete_node(*manager, "root/cold", false);
-            cli::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
-            cli::add_node(*manager, "root/new/leaf", {});
+            zandrel::Deferred_writes writes(*manager);
+            zandrel::delete_node(*manager, "root/cold", false);
+            zandrel::add_node(*manager, "root/new", {ZE_STAT, {}, {}, {}, {}, {}});
+            zandrel::add_node(*manager, "root/new/leaf", {});
             writes.commit();
             return true;
         },
         {2});
-    const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
+    const qtPtrLight<zeManager> manager = zandrel::read_kc(m_cached, nullptr);
     CachePack& pack = *manager->m_io->m_cache_pack;
     EXPECT_FALSE(pack.Exists(pack.MakeStringKey(cold)));
     zeNode* const added = manager->m_logical_tree->FindNodeByPath("root/new").physical_node;
@@ -275,27 +276,27 @@ TEST_F(CachedKcTest, DeferredEditDeletesAndAddsItems) {
 
 TEST_F(CachedKcTest, ReaderKeepsOthersFromChangingTheFile) {
     {
-        const qtPtrLight<zeManager> reader = cli::read_kc(m_cached, nullptr);
-        const qtPtrLight<zeManager> second = cli::read_kc(m_cached, nullptr);
+        const qtPtrLight<zeManager> reader = zandrel::read_kc(m_cached, nullptr);
+        const qtPtrLight<zeManager> second = zandrel::read_kc(m_cached, nullptr);
         try {
-            cli::learn_into_kc(LearnOptions(20, nullptr));
+            zandrel::learn_into_kc(LearnOptions(20, nullptr));
             ADD_FAILURE() << "nothing is raised";
-        } catch (const cli::Output_error& error) {
+        } catch (const zandrel::Output_error& error) {
             EXPECT_EQ(std::string(error.what()),
                       "cannot write " + m_cached +
                           ": another process is reading it; --wait SECONDS waits for it");
         }
     }
-    cli::learn_into_kc(LearnOptions(20, nullptr));
+    zandrel::learn_into_kc(LearnOptions(20, nullptr));
 }
 
 TEST_F(CachedKcTest, ReaderIsRefusedWhileTheFileIsChanged) {
-    const cli::Kc_lock lock(m_cached);
-    const cli::Kc_use use(lock);
+    const zandrel::Kc_lock lock(m_cached);
+    const zandrel::Kc_use use(lock);
     try {
-        cli::read_kc(m_cached, nullptr);
+        zandrel::read_kc(m_cached, nullptr);
         ADD_FAILURE() << "nothing is raised";
-    } catch (const cli::Input_error& error) {
+    } catch (const zandrel::Input_error& error) {
         EXPECT_EQ(std::string(error.what()),
                   "cannot read " + m_cached + ": another process is changing it");
     }
@@ -308,33 +309,33 @@ TEST_F(CachedKcTest, ReaderOfALinkWorks) {
 }
 
 TEST_F(CachedKcTest, MissingFileOfALinkIsNamed) {
-    EXPECT_THROW(cli::Kc_use("name.kc", m_folder.file("none")), cli::Input_error);
+    EXPECT_THROW(zandrel::Kc_use("name.kc", m_folder.file("none")), zandrel::Input_error);
 }
 
 TEST_F(CachedKcTest, ReopenedFileGivesTheSameClassifiers) {
-    const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
+    const qtPtrLight<zeManager> manager = zandrel::read_kc(m_cached, nullptr);
     const CachePack* const before = manager->m_io->m_cache_pack.get();
-    cli::reopen_cached(*manager);
+    zandrel::reopen_cached(*manager);
     EXPECT_NE(manager->m_io->m_cache_pack.get(), before);
     zeNode* const warm = manager->m_logical_tree->FindNodeByPath("root/warm").physical_node;
     EXPECT_NE(manager->m_physical_tree->get_classifier(warm), nullptr);
 }
 
 TEST_F(CachedKcTest, ReopenedFileThatWasReplacedIsRefused) {
-    const qtPtrLight<zeManager> manager = cli::read_kc(m_cached, nullptr);
+    const qtPtrLight<zeManager> manager = zandrel::read_kc(m_cached, nullptr);
     std::filesystem::rename(m_plain, m_cached);
-    EXPECT_ANY_THROW(cli::reopen_cached(*manager));
+    EXPECT_ANY_THROW(zandrel::reopen_cached(*manager));
 }
 
 TEST_F(CachedKcTest, FileReplacedDuringAChangeIsNotWritten) {
     const std::string other = bytes_of(m_plain);
-    EXPECT_THROW(cli::edit_kc(m_cached, {},
-                              [this](qtPtrLight<zeManager>& manager) {
-                                  manager->m_modified = true;
-                                  std::filesystem::rename(m_plain, m_cached);
-                                  return true;
-                              }),
-                 cli::Output_error);
+    EXPECT_THROW(zandrel::edit_kc(m_cached, {},
+                                  [this](qtPtrLight<zeManager>& manager) {
+                                      manager->m_modified = true;
+                                      std::filesystem::rename(m_plain, m_cached);
+                                      return true;
+                                  }),
+                 zandrel::Output_error);
     EXPECT_EQ(bytes_of(m_cached), other);
 }
 
@@ -343,8 +344,8 @@ TEST_F(CachedKcTest, ConversionOfVersionOneUpgradesACopy) {
     std::ofstream(m_cached, std::ios::binary) << before;
     const std::string plain = m_folder.file("plain_of_version_1.kc");
     const std::string cached = m_folder.file("cached_of_version_1.kc");
-    Convert(m_cached, plain, cli::Kc_form::kPlain);
-    Convert(m_cached, cached, cli::Kc_form::kCached);
+    Convert(m_cached, plain, zandrel::Kc_form::kPlain);
+    Convert(m_cached, cached, zandrel::Kc_form::kCached);
     EXPECT_EQ(bytes_of(m_cached), before);
 
     const std::string of_version_2 = m_folder.file("version_2.kc");
@@ -353,7 +354,7 @@ TEST_F(CachedKcTest, ConversionOfVersionOneUpgradesACopy) {
     EXPECT_EQ(wanted.size(), 6U);
     EXPECT_EQ(messages_of(plain), wanted);
     EXPECT_EQ(messages_of(cached), wanted);
-    EXPECT_EQ(cli::read_kc_header(cached)->version, 2U);
+    EXPECT_EQ(zandrel::read_kc_header(cached)->version, 2U);
     for (const auto& entry : std::filesystem::directory_iterator(m_folder.file(""))) {
         EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
     }
@@ -366,10 +367,10 @@ TEST_F(CachedKcTest, CompactContainerOfVersionOneStaysCompactWhenItIsConverted) 
     for (const bool is_compact : {false, true}) {
         items.flags = is_compact ? 0x08 : 0x00;
         std::ofstream(m_cached, std::ios::binary) << cached_v1(items);
-        for (const cli::Kc_form form : {cli::Kc_form::kPlain, cli::Kc_form::kCached}) {
+        for (const zandrel::Kc_form form : {zandrel::Kc_form::kPlain, zandrel::Kc_form::kCached}) {
             Convert(m_cached, converted, form);
-            EXPECT_EQ(cli::read_kc_file_facts(converted).is_compact, is_compact);
-            EXPECT_EQ(cli::read_kc(converted, nullptr)->m_compact, is_compact);
+            EXPECT_EQ(zandrel::read_kc_file_facts(converted).is_compact, is_compact);
+            EXPECT_EQ(zandrel::read_kc(converted, nullptr)->m_compact, is_compact);
         }
     }
 }
@@ -381,15 +382,15 @@ TEST_F(CachedKcTest, FileOfVersionOneIsNotOpened) {
                                ": this cached container is of version 1; zandrel convert '" +
                                m_cached + "' NEW, with --cached or --plain, writes it in version 2";
     try {
-        cli::read_kc(m_cached, nullptr);
+        zandrel::read_kc(m_cached, nullptr);
         ADD_FAILURE() << "nothing is raised";
-    } catch (const cli::Data_error& error) {
+    } catch (const zandrel::Data_error& error) {
         EXPECT_EQ(error.what(), wanted);
     }
     try {
-        cli::learn_into_kc(LearnOptions(20, nullptr));
+        zandrel::learn_into_kc(LearnOptions(20, nullptr));
         ADD_FAILURE() << "nothing is raised";
-    } catch (const cli::Data_error& error) {
+    } catch (const zandrel::Data_error& error) {
         EXPECT_EQ(error.what(), wanted);
     }
     EXPECT_EQ(bytes_of(m_cached), before);
@@ -397,7 +398,7 @@ TEST_F(CachedKcTest, FileOfVersionOneIsNotOpened) {
 
 // The histogram of a new category would take 2 gigabytes: 2^22 * 30 bins of 16 bytes.
 TEST_F(CachedKcTest, UnusualResolutionOfAModelIsRefusedBeforeTheModelIsUsed) {
-    cli::edit_kc(
+    zandrel::edit_kc(
         m_cached, {},
         [](qtPtrLight<zeManager>& manager) {
             zeNode* const node = manager->m_logical_tree->FindNodeByPath("root/cold").physical_node;
@@ -415,43 +416,43 @@ TEST_F(CachedKcTest, UnusualResolutionOfAModelIsRefusedBeforeTheModelIsUsed) {
         {2});
     const std::string before = bytes_of(m_cached);
     const auto edit = [this](const std::function<void(zeManager & manager)>& change) {
-        cli::edit_kc(m_cached, {},
-                     [&change](qtPtrLight<zeManager>& manager) {
-                         cli::Deferred_writes writes(*manager);
-                         change(*manager);
-                         writes.commit();
-                         return true;
-                     },
-                     {2});
+        zandrel::edit_kc(m_cached, {},
+                         [&change](qtPtrLight<zeManager>& manager) {
+                             zandrel::Deferred_writes writes(*manager);
+                             change(*manager);
+                             writes.commit();
+                             return true;
+                         },
+                         {2});
     };
-    cli::Training_options training;
+    zandrel::Training_options training;
     training.kc_file = m_cached;
     training.data_files = {m_data};
     training.keeps_tree = true;
     training.bound.given = 1;
-    cli::Learning_options learning = LearnOptions(1, nullptr);
+    zandrel::Learning_options learning = LearnOptions(1, nullptr);
     learning.warn = [](const std::string&) {};
-    cli::Evaluation_options evaluation;
+    zandrel::cli::Evaluation_options evaluation;
     evaluation.kc_file = m_cached;
     evaluation.test_file = m_data;
     evaluation.learn_file = m_more;
     const std::vector<std::function<void()>> uses = {
-        [&] { edit([](zeManager& manager) { cli::add_node(manager, "root/cold/new", {}); }); },
+        [&] { edit([](zeManager& manager) { zandrel::add_node(manager, "root/cold/new", {}); }); },
         [&] {
             edit([](zeManager& manager) {
-                cli::move_node(manager, "root/warm/red", "root/cold", true);
+                zandrel::move_node(manager, "root/warm/red", "root/cold", true);
             });
         },
-        [&] { cli::train_kc(training); },
-        [&] { cli::learn_into_kc(learning); },
-        [&] { cli::evaluate(evaluation); },
+        [&] { zandrel::train_kc(training); },
+        [&] { zandrel::learn_into_kc(learning); },
+        [&] { zandrel::cli::evaluate(evaluation); },
         [&] { visit_classifiers_of(m_cached); },
     };
     for (std::size_t i = 0; i < uses.size(); ++i) {
         try {
             uses[i]();
             ADD_FAILURE() << i << ": nothing is raised";
-        } catch (const cli::Data_error& error) {
+        } catch (const zandrel::Data_error& error) {
             EXPECT_EQ(std::string(error.what()),
                       m_cached +
                           ": the container is damaged, or is of another program (bad value "
@@ -470,9 +471,9 @@ TEST_F(CachedKcTest, MarkedFileNamesTheCommandThatRepairsIt) {
     file.put('\1');
     file.close();
     try {
-        cli::read_kc(m_cached, nullptr);
+        zandrel::read_kc(m_cached, nullptr);
         ADD_FAILURE() << "nothing is raised";
-    } catch (const cli::Data_error& error) {
+    } catch (const zandrel::Data_error& error) {
         EXPECT_EQ(std::string(error.what()),
                   m_cached +
                       ": the last change of the container was not completed; zandrel "

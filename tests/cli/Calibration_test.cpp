@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -168,4 +168,4 @@ TEST(CalibrationTest, WithoutTextsTheErrorIsZero) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

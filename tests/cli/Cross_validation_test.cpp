@@ -10,12 +10,12 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 
-#include "cli/errors.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/interrupted_progress.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -433,4 +433,4 @@ TEST_F(CrossValidationTest, DeviationDividesByOneLessThanTheNumber) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

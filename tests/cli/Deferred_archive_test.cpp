@@ -15,7 +15,7 @@
 #include "tests/support/record_bytes.h"
 #include "tests/support/small_archive.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -194,4 +194,4 @@ TEST_F(ArchiveToChangeTest, MessagesGetNewNumbersTogether) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

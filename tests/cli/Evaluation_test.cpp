@@ -10,14 +10,14 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "cli/errors.h"
 #include "cli/evaluate/Report_json.h"
-#include "cli/model/Engine_settings.h"
-#include "cli/train/Training.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
+#include "text/model/Engine_settings.h"
+#include "text/train/Training.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -359,4 +359,4 @@ TEST_F(EvaluationTest, FileWithOnlyBadLinesIsRefused) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

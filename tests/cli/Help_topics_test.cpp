@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -41,4 +41,4 @@ TEST(HelpTopicsTest, TextsFitTheHelpPages) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

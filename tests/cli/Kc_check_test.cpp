@@ -15,9 +15,6 @@
 
 #include "zandrel/persistence/Kc_seal.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_lock.h"
-#include "cli/kc/Kc_use.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_dump.h"
 #include "tests/cli/file_facts.h"
@@ -26,8 +23,11 @@
 #include "tests/support/kc_file.h"
 #include "tests/support/kc_v1.h"
 #include "tests/support/news_desk.h"
+#include "text/errors.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -599,4 +599,4 @@ TEST(KcCheckTest, CachedContainerOfVersionOneIsNotSealed) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

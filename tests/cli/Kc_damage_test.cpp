@@ -1,4 +1,4 @@
-#include "cli/kc/Kc_damage.h"
+#include "text/kc/Kc_damage.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -23,20 +23,20 @@
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/SegBuf.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/kc/Kc_info.h"
-#include "cli/kc/Kc_options.h"
-#include "cli/kc/Kc_tree_view.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/model/Text_model.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/answers_of_kc.h"
+#include "text/errors.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_options.h"
+#include "text/kc/Kc_tree_view.h"
+#include "text/kc/Stored_model.h"
+#include "text/model/Text_model.h"
 
 using zandrel::Kc_seal;
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -288,4 +288,4 @@ TEST(KcDamageTest, EveryChangedBitGivesAnAnswerOrAnErrorOfTheFile) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

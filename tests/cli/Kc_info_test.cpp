@@ -10,7 +10,7 @@
 #include "tests/support/answers_of_kc.h"
 #include "tests/support/match_rows.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -235,4 +235,4 @@ TEST(KcInfoTest, JsonHasTheSameContents) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -1,4 +1,4 @@
-#include "cli/kc/Kc_tree.h"
+#include "text/kc/Kc_tree.h"
 
 #include <array>
 #include <functional>
@@ -8,10 +8,10 @@
 
 #include "zandrel/foundation/qtX.h"
 
-#include "cli/errors.h"
 #include "tests/cli/small_kc.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -537,4 +537,4 @@ TEST(KcTreeTest, ImportIntoACompactContainerIsRefusedWhereACategoryWouldBeAdded)
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -14,11 +14,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "cli/errors.h"
-#include "cli/model/Text_model.h"
-#include "cli/text/Layout.h"
+#include "text/errors.h"
+#include "text/model/Text_model.h"
+#include "text/wording/Layout.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -388,4 +388,4 @@ TEST_F(LineFilterTest, EachLineIsExplainedByTheRequestedNumberOfConcepts) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -83,4 +83,4 @@ TEST(MetricsTest, ConfusionsAreListedWorstFirstThenByText) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

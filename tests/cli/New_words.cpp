@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "cli/model/Cpu_timer.h"
-#include "cli/model/Engine_settings.h"
-#include "cli/model/Text_model.h"
 #include "tests/cli/model_bytes.h"
+#include "text/model/Cpu_timer.h"
+#include "text/model/Engine_settings.h"
+#include "text/model/Text_model.h"
 
 namespace {
 
@@ -39,8 +39,8 @@ std::string New_words::next_text(std::size_t label) {
     return text;
 }
 
-std::vector<cli::Labelled_text> New_words::next(std::size_t count) {
-    std::vector<cli::Labelled_text> texts;
+std::vector<zandrel::Labelled_text> New_words::next(std::size_t count) {
+    std::vector<zandrel::Labelled_text> texts;
     for (std::size_t i = 0; i < count; ++i) {
         const std::size_t label = m_text_count % m_label_count;
         texts.push_back({{"label" + std::to_string(label)}, next_text(label)});
@@ -49,18 +49,18 @@ std::vector<cli::Labelled_text> New_words::next(std::size_t count) {
     return texts;
 }
 
-std::vector<Growth> learn_new_words(const cli::Analysis_settings& analysis,
+std::vector<Growth> learn_new_words(const zandrel::Analysis_settings& analysis,
                                     const std::vector<std::string>& assignments,
                                     std::size_t text_count, std::size_t bulk,
                                     std::size_t label_count) {
     New_words stream(label_count);
-    cli::Engine_settings settings;
+    zandrel::Engine_settings settings;
     settings.set(assignments);
-    cli::Text_model model({analysis, &settings, {}});
-    cli::Cpu_timer timer;
+    zandrel::Text_model model({analysis, &settings, {}});
+    zandrel::Cpu_timer timer;
     std::vector<Growth> points;
     for (std::size_t done = 0; done < text_count;) {
-        const std::vector<cli::Labelled_text> texts =
+        const std::vector<zandrel::Labelled_text> texts =
             stream.next(std::min(bulk, text_count - done));
         timer.start();
         done == 0 ? model.train(texts) : model.learn(texts);

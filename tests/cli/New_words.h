@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/data/Labelled_text.h"
-#include "cli/text/Text_analysis.h"
+#include "text/analysis/Text_analysis.h"
+#include "text/data/Labelled_text.h"
 
 // Labelled texts of 6 to 18 words. The first word of each text is in no other text. The others are
 // from a vocabulary. The first, third, fifth and so on of these others are from the words that the
@@ -18,7 +18,7 @@ public:
     explicit New_words(std::size_t label_count) : m_label_count(label_count) {}
 
     // The next `count` texts of the stream.
-    std::vector<cli::Labelled_text> next(std::size_t count);
+    std::vector<zandrel::Labelled_text> next(std::size_t count);
 
 private:
     std::string next_text(std::size_t label);
@@ -39,7 +39,7 @@ struct Growth {
 // Measures the model each time another 10 % of the texts are learned, at the end of a bulk, so it
 // returns ten measurements.
 // REQUIRES: `bulk` is at most a tenth of `text_count`.
-std::vector<Growth> learn_new_words(const cli::Analysis_settings& analysis,
+std::vector<Growth> learn_new_words(const zandrel::Analysis_settings& analysis,
                                     const std::vector<std::string>& assignments,
                                     std::size_t text_count, std::size_t bulk,
                                     std::size_t label_count);

@@ -1,4 +1,4 @@
-#include "cli/model/Progress_bar.h"
+#include "cli/process/Progress_bar.h"
 
 #include <csignal>
 #include <sstream>
@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/model/Interruption.h"
+#include "text/model/Interruption.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -120,4 +120,4 @@ TEST(ProgressBarLifeTest, WithoutATerminalThereAreOnlyPolls) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -19,7 +19,7 @@
 #include "tests/support/kc_cycles.h"
 #include "tests/support/record_bytes.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -354,4 +354,4 @@ TEST_F(RebuiltIndexKillTest, SealedContainerKeepsNoSealThatDoesNotFit) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

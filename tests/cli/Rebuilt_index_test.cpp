@@ -17,15 +17,15 @@
 #include "zandrel/persistence/Kc_seal.h"
 #include "zandrel/storage/Hreclaim.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_lock.h"
-#include "cli/kc/Kc_use.h"
 #include "tests/cli/built_records.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/cli/small_kc.h"
 #include "tests/storage/record_file_script.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kc_use.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ extern "C" int link(const char* from, const char* to) noexcept {
     return ::linkat(AT_FDCWD, from, AT_FDCWD, to, 0);
 }
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -414,4 +414,4 @@ TEST_F(RebuiltIndexTest, MissingAndUnusedObjectsOfAContainerAreListed) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

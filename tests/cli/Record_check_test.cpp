@@ -8,7 +8,7 @@
 
 #include "tests/cli/record_file_bytes.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -256,4 +256,4 @@ TEST(RecordCheckTest, EveryFlippedBitAndEveryCutOfASealedContainerIsFound) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 TEST(RecordEchoTest, MemberIsAddedAtTheEnd) {
     EXPECT_EQ(with_member("{}", "c", "[]"), R"({"c":[]})");
@@ -27,4 +27,4 @@ TEST(RecordEchoTest, CsvColumnIsQuotedIfNeeded) {
     EXPECT_EQ(csv_row({""}), "\"\"");
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

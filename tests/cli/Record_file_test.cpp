@@ -6,11 +6,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "cli/errors.h"
 #include "cli/records/Record_dump.h"
 #include "tests/cli/record_file_bytes.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -307,4 +307,4 @@ TEST(RecordDumpTest, RecordFileIsWrittenAsJson) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -11,13 +11,13 @@
 #include "zandrel/knowledge/zeNode.h"
 
 #include "cli/classify/Line_filter.h"
-#include "cli/data/Packing.h"
-#include "cli/errors.h"
 #include "cli/evaluate/Accuracy_meter.h"
-#include "cli/model/Text_model.h"
 #include "tests/support/logical_tree.h"
+#include "text/data/Packing.h"
+#include "text/errors.h"
+#include "text/model/Text_model.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -235,4 +235,4 @@ TEST_F(RecordFilterTest, AnswersBeforeDamagedDataAreWritten) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

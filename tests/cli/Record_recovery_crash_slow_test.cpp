@@ -3,7 +3,7 @@
 
 #include "tests/cli/recovered_images.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -21,4 +21,4 @@ TEST(RecordRecoveryCrashSlowTest, OtherItemsAreAlwaysExactWith32Bits) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

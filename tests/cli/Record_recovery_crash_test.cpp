@@ -6,7 +6,7 @@
 
 #include "tests/cli/recovered_images.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -33,4 +33,4 @@ TEST(RecordRecoveryCrashTest, OtherItemsAreAlwaysExactWith32Bits) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

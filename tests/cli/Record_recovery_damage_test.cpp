@@ -9,12 +9,12 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/errors.h"
 #include "tests/cli/recovered_images.h"
 #include "tests/storage/record_file_model.h"
 #include "tests/storage/record_file_script.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -123,4 +123,4 @@ TEST(RecordRecoveryDamageTest, UndamagedItemsAreExactWith32Bits) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -9,7 +9,7 @@
 #include "tests/cli/recovered_images.h"
 #include "tests/storage/record_file_faults.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -44,4 +44,4 @@ TEST(RecordRecoveryFaultTest, OtherItemsAreAlwaysExactWith32Bits) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

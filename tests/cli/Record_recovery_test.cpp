@@ -11,7 +11,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/errors.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
 #include "tests/cli/built_records.h"
@@ -19,8 +18,9 @@
 #include "tests/storage/record_file_model.h"
 #include "tests/storage/record_file_script.h"
 #include "tests/support/bitwise_crc.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -615,4 +615,4 @@ TEST(RecordRecoveryTest, ManyDamagedTagsTakeLinearTime) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

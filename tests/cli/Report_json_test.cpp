@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -183,4 +183,4 @@ TEST(ReportJsonTest, FiguresWithoutTablesAreGivenIfEachFoldHasThem) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

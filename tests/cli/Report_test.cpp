@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -240,4 +240,4 @@ TEST(ReportTest, CategoriesAndConfusionsOfAllFoldsAreListed) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -10,13 +10,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/errors.h"
 #include "cli/evaluate/Evaluation.h"
-#include "cli/train/Training.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
+#include "text/train/Training.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -323,4 +323,4 @@ TEST_F(SplitTest, SummaryNamesBothFiles) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -1,6 +1,6 @@
 // Corpus files as the program reads, imports, checks and repairs them: files of version 1, files
 // that have lost messages, and other kinds of files. Most files are built past the corpus itself.
-#include "cli/data/Stored_corpus.h"
+#include "text/data/Stored_corpus.h"
 
 #include <array>
 #include <filesystem>
@@ -18,15 +18,15 @@
 #include "cli/corpus/Corpus_export.h"
 #include "cli/corpus/Corpus_import.h"
 #include "cli/corpus/Corpus_info.h"
-#include "cli/data/File_kind.h"
-#include "cli/data/Message_maker.h"
-#include "cli/errors.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Rebuilt_index.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/messages/corpus_file.h"
+#include "text/data/File_kind.h"
+#include "text/data/Message_maker.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -363,4 +363,4 @@ TEST_F(StoredCorpusTest, OtherFilesAreNoCorpus) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -45,4 +45,4 @@ TEST(TallyTest, DivisionByZeroGivesZero) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

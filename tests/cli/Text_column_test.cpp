@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/model/Text_model.h"
+#include "text/model/Text_model.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -117,4 +117,4 @@ TEST_F(TextColumnTest, EmptyWarnIsAllowed) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -10,12 +10,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_file.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/cli/small_kc.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -104,4 +104,4 @@ TEST(TextOutputTest, FolderAndDeviceAreRefused) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

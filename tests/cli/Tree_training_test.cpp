@@ -12,18 +12,18 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_edit.h"
-#include "cli/kc/Kc_tree.h"
-#include "cli/kc/Kept_analysis.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/model/Engine_settings.h"
-#include "cli/model/Text_model.h"
-#include "cli/train/Training.h"
 #include "tests/cli/interrupted_progress.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/errors.h"
+#include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_tree.h"
+#include "text/kc/Kept_analysis.h"
+#include "text/kc/Stored_model.h"
+#include "text/model/Engine_settings.h"
+#include "text/model/Text_model.h"
+#include "text/train/Training.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -334,4 +334,4 @@ TEST_F(TreeTrainingTest, CompactContainerBecomesAFullOneWhenItIsTrainedAgain) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

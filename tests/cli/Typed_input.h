@@ -7,7 +7,7 @@
 #include <streambuf>
 #include <string>
 
-namespace cli {
+namespace zandrel::cli {
 
 // Makes std::cin read this text while the object exists. Only one object may exist at a time.
 class Typed_input {
@@ -26,6 +26,6 @@ private:
     std::streambuf* m_before;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_TYPED_INPUT_H_

@@ -12,13 +12,13 @@
 
 #include "zandrel/messages/zeMsg.h"
 
-#include "cli/data/Labelled_text.h"
-#include "cli/model/Text_model.h"
-#include "cli/text/Json.h"
-#include "cli/text/Layout.h"
 #include "tests/cli/routed_kc.h"
+#include "text/data/Labelled_text.h"
+#include "text/model/Text_model.h"
+#include "text/wording/Json.h"
+#include "text/wording/Layout.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -375,4 +375,4 @@ TEST(WalkReportFormTest, InfiniteScoreIsPrinted) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -1,4 +1,4 @@
-#include "cli/model/Worker_pool.h"
+#include "cli/process/Worker_pool.h"
 
 #include <chrono>
 #include <csignal>
@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -135,4 +135,4 @@ TEST(WorkerPoolTest, DestructionEndsBusyWorkers) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

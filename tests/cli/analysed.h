@@ -9,9 +9,9 @@
 #include "zandrel/messages/zeSml.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
-#include "cli/text/Text_analysis.h"
+#include "text/analysis/Text_analysis.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The concepts in text order, with a separator between them; "word*3" for a weight of 3.
 inline std::string shown(const zeSml_feeder& feeder, std::string_view between = " ") {
@@ -34,6 +34,6 @@ inline std::string analysed(Text_analysis& analysis, std::string_view text,
     return shown(feeder, between);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_ANALYSED_H_

@@ -26,17 +26,17 @@
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
 #include "cli/archive/Archive_training.h"
-#include "cli/errors.h"
-#include "cli/kc/Kc_conversion.h"
-#include "cli/kc/Kc_file.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
-#include "cli/train/Training.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/fake_disk.h"
 #include "tests/support/small_archive.h"
+#include "text/errors.h"
+#include "text/kc/Kc_conversion.h"
+#include "text/kc/Kc_file.h"
+#include "text/train/Training.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // Interrupts after so many questions.
 class Interrupted_later : public CTProgress {
@@ -495,6 +495,6 @@ protected:
     std::map<Learning, int> m_tally;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_ARCHIVE_KILLS_H_

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace cli {
+namespace zandrel::cli {
 
 enum class Built_form { kWide, kNarrow, kPackage };
 
@@ -122,6 +122,6 @@ private:
     }
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_BUILT_RECORDS_H_

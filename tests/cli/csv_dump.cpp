@@ -7,17 +7,17 @@
 
 #include <nlohmann/json.hpp>
 
-#include "cli/data/Csv_rows.h"
+#include "text/data/Csv_rows.h"
 
 namespace {
 
 nlohmann::json rows_of(const std::string& table) {
     std::istringstream input(table);
-    cli::Numbered_lines lines(
-        input, "table", [] {}, cli::kLongestLine);
-    cli::Csv_rows rows(lines);
+    zandrel::Numbered_lines lines(
+        input, "table", [] {}, zandrel::kLongestLine);
+    zandrel::Csv_rows rows(lines);
     nlohmann::json result = nlohmann::json::array();
-    for (cli::Csv_rows::Row row; rows.next(row);) {
+    for (zandrel::Csv_rows::Row row; rows.next(row);) {
         result.push_back(row.complaint.empty() ? nlohmann::json(row.columns)
                                                : nlohmann::json(row.complaint));
     }

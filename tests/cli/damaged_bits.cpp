@@ -12,13 +12,13 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/KcIoMode.h"
 
-#include "cli/errors.h"
-#include "cli/kc/Kc_file.h"
-#include "cli/kc/Kc_tree.h"
-#include "cli/kc/Stored_model.h"
-#include "cli/model/Text_model.h"
+#include "text/errors.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_tree.h"
+#include "text/kc/Stored_model.h"
+#include "text/model/Text_model.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -137,4 +137,4 @@ void write_without_seal(const std::string& path) {
     manager->Write(path, &mode, nullptr);
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace cli {
+namespace zandrel::cli {
 
 // The labels and the exact scores of a container's file for a fixed set of texts. RAISES: the
 // errors of read_model and of classifying.
@@ -32,6 +32,6 @@ void write_small_kc(const std::string& path, bool compact);
 // Removes the seal, as if another program had written the file.
 void write_without_seal(const std::string& path);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_DAMAGED_BITS_H_

@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 inline struct stat status_of(const std::string& path) {
     struct stat status = {};
@@ -51,6 +51,6 @@ inline std::string access_list_with_user_7() {
            "\x20\0\0\0\xFF\xFF\xFF\xFF"s;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_FILE_FACTS_H_

@@ -4,13 +4,13 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 class Interrupted_progress : public CTProgress {
 public:
     bool IsInterrupted() const override { return true; }
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_INTERRUPTED_PROGRESS_H_

@@ -12,7 +12,7 @@
 #include "tests/support/kc_file.h"
 #include "tests/support/record_bytes.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 enum class Written_form { kPlain, kCached };
 
@@ -42,6 +42,6 @@ inline std::string name_of_form(Written_form form) {
     return form == Written_form::kPlain ? "plain" : "cached";
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_KC_FORMS_H_

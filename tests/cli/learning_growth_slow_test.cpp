@@ -5,7 +5,7 @@
 
 #include "tests/cli/New_words.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -34,4 +34,4 @@ TEST(LearningGrowthTest, StreamOfNewWordsAddsLessThanATwentiethToTheFileOfWords)
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

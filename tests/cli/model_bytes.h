@@ -8,10 +8,10 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/persistence/KcIoMode.h"
 
-#include "cli/model/Text_model.h"
+#include "text/model/Text_model.h"
 
 // The number of bytes of the container, written to memory.
-inline std::size_t model_bytes(const cli::Text_model& model) {
+inline std::size_t model_bytes(const zandrel::Text_model& model) {
     qtPtr<qtBuffer> buffer(new qtBuffer);
     KcIoMode mode;
     model.manager()->Write(buffer, &mode, nullptr);

@@ -11,9 +11,9 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/options/zeOptMap.h"
 
-#include "cli/model/Engine_settings.h"
+#include "text/model/Engine_settings.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -115,4 +115,4 @@ TEST(OptionsDocumentTest, DefaultsAreThoseOfANewContainer) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

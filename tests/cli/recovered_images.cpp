@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/errors.h"
 #include "cli/records/Record_recovery.h"
 #include "tests/storage/record_file_model.h"
 #include "tests/storage/record_file_script.h"
+#include "text/errors.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -150,4 +150,4 @@ Recovery_tally recover_crash_images(unsigned int offset_size, std::size_t step_c
     return tally;
 }
 
-}  // namespace cli
+}  // namespace zandrel::cli

@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-namespace cli {
+namespace zandrel::cli {
 
 using Content = std::map<std::string, std::string>;
 
@@ -63,6 +63,6 @@ void print_tally(const std::string& what, const Recovery_tally& tally);
 Recovery_tally recover_crash_images(unsigned int offset_size, std::size_t step_count,
                                     std::size_t stride);
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_RECOVERED_IMAGES_H_

@@ -11,10 +11,10 @@
 #include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/foundation/qtText.h"
 
-#include "cli/errors.h"
-#include "cli/rules/Rule_value.h"
+#include "text/errors.h"
+#include "text/rules/Rule_value.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 namespace {
 
@@ -204,4 +204,4 @@ TEST(RuleLanguageDocumentTest, OtherMessagesAreExplained) {
 
 }  // namespace
 
-}  // namespace cli
+}  // namespace zandrel::cli

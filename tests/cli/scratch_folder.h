@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cli {
+namespace zandrel::cli {
 
 // The folder is in the temporary directory under the test's name, so tests can run in parallel.
 class Scratch_folder {
@@ -68,6 +68,6 @@ private:
     std::string m_path = path_of_test();
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_SCRATCH_FOLDER_H_

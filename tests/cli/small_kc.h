@@ -15,11 +15,11 @@
 #include "zandrel/persistence/zeIO.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
-#include "cli/kc/Kc_paths.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/small_model.h"
+#include "text/kc/Kc_paths.h"
 
-namespace cli {
+namespace zandrel::cli {
 
 // The nodes, with their types and the messages learned for them:
 //
@@ -104,6 +104,6 @@ private:
     qtPtrLight<zeManager> m_manager;
 };
 
-}  // namespace cli
+}  // namespace zandrel::cli
 
 #endif  // ZANDREL_TESTS_CLI_SMALL_KC_H_

@@ -99,7 +99,9 @@ class OperationsDocumentTest(unittest.TestCase):
 
     def test_shown_messages_are_messages_of_the_program(self):
         sources = "".join(
-            path.read_text("utf-8") for path in sorted((PROJECT / "cli").rglob("*.cpp"))
+            path.read_text("utf-8")
+            for folder in ("cli", "text")
+            for path in sorted((PROJECT / folder).rglob("*.cpp"))
         )
         table = re.findall(r'^\| "([^"]+)"', self.text, re.MULTILINE)
         self.assertGreater(len(table), 2)

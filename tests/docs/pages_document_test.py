@@ -44,7 +44,7 @@ def is_broken(page, link):
 
 def names_of_sources():
     names = set()
-    for folder in ("zandrel", "cli"):
+    for folder in ("zandrel", "text", "cli"):
         for path in sorted((PROJECT / folder).rglob("*")):
             if path.suffix in (".h", ".cpp"):
                 tokens = tokenize(path.read_text("utf-8"))

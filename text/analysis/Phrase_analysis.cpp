@@ -1,0 +1,35 @@
+// The tokenizer keeps the tokens in one line with a blank after each, so a pair is a part of this
+// line and needs no copy. All tokens are added first, then all pairs.
+#include "text/analysis/Phrase_analysis.h"
+
+#include <cstddef>
+
+#include "text/analysis/feed_texts.h"
+
+namespace zandrel {
+
+Phrase_analysis::Phrase_analysis(const std::string& stem_language)
+    : m_tokenizer(Token_style::kWordsAndSigns, stem_language) {}
+
+void Phrase_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
+    m_tokenizer.cut(text);
+    const std::size_t count = m_tokenizer.token_count();
+    feed_texts(
+        count, [this](std::size_t i) { return m_tokenizer.token(i); }, feeder);
+    feed_texts(
+        count == 0 ? 0 : count - 1, [this](std::size_t i) { return m_tokenizer.pair(i); }, feeder);
+}
+
+std::string_view Phrase_analysis::whole_concept(std::string_view text) {
+    m_tokenizer.cut(text);
+    switch (m_tokenizer.token_count()) {
+        case 1:
+            return m_tokenizer.token(0);
+        case 2:
+            return m_tokenizer.pair(0);
+        default:
+            return {};
+    }
+}
+
+}  // namespace zandrel

@@ -1,0 +1,46 @@
+// The names of the kinds, and the one place that makes an analysis of each kind.
+#include "text/analysis/Text_analysis.h"
+
+#include "text/analysis/Phrase_analysis.h"
+#include "text/analysis/Whitespace_analysis.h"
+#include "text/analysis/Word_analysis.h"
+
+namespace zandrel {
+
+Text_analysis::~Text_analysis() = default;
+
+const char* name_of(Analysis_kind kind) {
+    switch (kind) {
+        case Analysis_kind::kWhitespace:
+            return "whitespace";
+        case Analysis_kind::kWords:
+            return "words";
+        case Analysis_kind::kPhrases:
+            break;
+    }
+    return "phrases";
+}
+
+std::optional<Analysis_kind> analysis_kind(std::string_view name) {
+    for (const Analysis_kind kind :
+         {Analysis_kind::kPhrases, Analysis_kind::kWords, Analysis_kind::kWhitespace}) {
+        if (name == name_of(kind)) {
+            return kind;
+        }
+    }
+    return std::nullopt;
+}
+
+std::unique_ptr<Text_analysis> make_text_analysis(const Analysis_settings& settings) {
+    switch (settings.kind) {
+        case Analysis_kind::kWhitespace:
+            return std::make_unique<Whitespace_analysis>();
+        case Analysis_kind::kWords:
+            return std::make_unique<Word_analysis>(settings.stem_language);
+        case Analysis_kind::kPhrases:
+            break;
+    }
+    return std::make_unique<Phrase_analysis>(settings.stem_language);
+}
+
+}  // namespace zandrel

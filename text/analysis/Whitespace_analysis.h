@@ -1,0 +1,22 @@
+// Whitespace_analysis: concepts are the parts of a text between ASCII white space.
+#ifndef ZANDREL_TEXT_ANALYSIS_WHITESPACE_ANALYSIS_H_
+#define ZANDREL_TEXT_ANALYSIS_WHITESPACE_ANALYSIS_H_
+
+#include <string_view>
+
+#include "text/analysis/Text_analysis.h"
+
+namespace zandrel {
+
+// For texts that consist of tokens already. Splits at ASCII white space (space, tab, line feed,
+// vertical tab, form feed, carriage return), and does not change the bytes between, whatever their
+// encoding.
+class Whitespace_analysis : public Text_analysis {
+public:
+    void feed(std::string_view text, zeSml_feeder& feeder) override;
+    std::string_view whole_concept(std::string_view text) override;
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_TEXT_ANALYSIS_WHITESPACE_ANALYSIS_H_

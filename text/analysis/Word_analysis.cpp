@@ -1,0 +1,24 @@
+// The tokenizer finds the words; feed_texts looks their concepts up, many at a time.
+#include "text/analysis/Word_analysis.h"
+
+#include <cstddef>
+
+#include "text/analysis/feed_texts.h"
+
+namespace zandrel {
+
+Word_analysis::Word_analysis(const std::string& stem_language)
+    : m_tokenizer(Token_style::kWords, stem_language) {}
+
+void Word_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
+    m_tokenizer.cut(text);
+    feed_texts(
+        m_tokenizer.token_count(), [this](std::size_t i) { return m_tokenizer.token(i); }, feeder);
+}
+
+std::string_view Word_analysis::whole_concept(std::string_view text) {
+    m_tokenizer.cut(text);
+    return m_tokenizer.token_count() == 1 ? m_tokenizer.token(0) : std::string_view();
+}
+
+}  // namespace zandrel

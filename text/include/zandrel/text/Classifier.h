@@ -1,0 +1,125 @@
+// Classifier: a knowledge container that takes texts and gives labels.
+#ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_CLASSIFIER_H_
+#define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_CLASSIFIER_H_
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zandrel/text/Error.h"
+#include "zandrel/text/Text.h"
+#include "zandrel/text/export.h"
+
+namespace zandrel {
+
+class Records;
+
+// How texts become concepts: "phrases" (words and pairs of neighbours), "words" or "whitespace".
+// `stem`: the language of a stemmer, such as "english"; empty: words stay as they are.
+struct Analysis {
+    std::string kind = "phrases";
+    std::string stem = {};
+
+    bool operator==(const Analysis&) const = default;
+};
+
+// Reports the part of the work that is done, 0 to 1. Return false to interrupt the work.
+using Progress = std::function<bool(double done)>;
+
+struct Open_options {
+    std::optional<Analysis> analysis = {};  // given: another one in the container is an error
+    Progress progress = {};
+};
+
+struct Train_options {
+    Analysis analysis = {};
+    // Settings of the engine by name, for example {"ClipValue", "2"}; see docs/options.md. The
+    // library chooses the others as the program does.
+    std::map<std::string, std::string> settings = {};
+    std::string tree = {};  // in its text form (docs/formats/tree.md); empty: a flat tree
+    bool compact = false;   // leave out what only learning needs
+    Progress progress = {};
+};
+
+struct Learn_options {
+    bool add_labels = false;  // a label that the container does not have becomes one
+    Progress progress = {};
+};
+
+struct Classify_options {
+    int count = 1;           // at most so many labels; below 0: all
+    double threshold = 0.0;  // the least score of a label, 0 to 1
+};
+
+// A container with its text analysis. It is a handle: it can be moved, not copied.
+//
+// Threads: several threads may call the constant functions of one object at the same time, and
+// several objects may be used at the same time. `learn` waits for the calls that are running on
+// this object, and calls that begin meanwhile wait for it. Opening, training, learning, saving and
+// closing of all objects of the process take turns. The classes of the engine still belong to one
+// thread: do not use them while this library works in another thread.
+//
+// A process that forks after `open` can classify in both processes, if no other thread is in a call
+// of this library at the time of the fork.
+//
+// Errors: Error.
+class ZANDREL_TEXT_EXPORT Classifier {
+public:
+    // Reads a container. It knows how its texts were analysed.
+    // RAISES: not_found, cannot_read, not_a_container, damaged, other_analysis, busy, interrupted.
+    static Classifier open(const std::string& path, const Open_options& options = {});
+
+    // Makes a container from examples. It is in memory until `save`.
+    // RAISES: invalid_argument, wrong_data for no example or a wrong tree, unknown_label for a
+    // label that the given tree lacks, interrupted.
+    static Classifier train(std::span<const Example> examples, const Train_options& options = {});
+    // The same for the rest of a data file, or of another source of records.
+    static Classifier train(Records& records, const Train_options& options = {});
+
+    Classifier(Classifier&&) noexcept;
+    Classifier& operator=(Classifier&&) noexcept;
+    ~Classifier();  // closes
+
+    // Learns examples as one bulk, at a fixed size of the model. The file does not change before
+    // `save`. After an error other than unknown_label and wrong_data, which change nothing, the
+    // container is as it was.
+    void learn(std::span<const Example> examples, const Learn_options& options = {});
+    void learn(Records& records, const Learn_options& options = {});
+
+    // The labels with the highest scores, the best first.
+    std::vector<Label> classify(const Text& text, const Classify_options& options = {}) const;
+    // One list for each text, in their order.
+    std::vector<std::vector<Label>> classify(std::span<const Text> texts,
+                                             const Classify_options& options = {}) const;
+
+    // Explains the score of the best label, or of the node with the path `node`.
+    // RAISES: not_found for an unknown path.
+    Reasons explain(const Text& text, std::string_view node = {}) const;
+
+    // Writes the container, whole or not at all. The file is replaced only when the new one is
+    // complete.
+    void save(const std::string& path);
+
+    // Waits for calls that are running, and frees the container. All later calls raise `closed`.
+    void close();
+
+    // All labels, each once, in the order in which they were added.
+    std::vector<std::string> labels() const;
+    const Analysis& analysis() const;
+
+private:
+    class Impl;
+    explicit Classifier(std::unique_ptr<Impl> impl);
+
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_CLASSIFIER_H_

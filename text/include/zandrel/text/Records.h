@@ -1,0 +1,54 @@
+// Records: reads labelled texts from files, one after the other.
+#ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_RECORDS_H_
+#define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_RECORDS_H_
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zandrel/text/Error.h"
+#include "zandrel/text/Text.h"
+#include "zandrel/text/export.h"
+
+namespace zandrel {
+
+// The form of a data file; see docs/formats/data.md. What is missing follows from the file's name.
+struct Record_form {
+    std::string format = {};  // "tsv", "csv", "jsonl" or "fasttext"; empty: by the file's name
+    std::vector<std::string> text_columns = {};  // names or numbers from 1; empty: the default
+    std::vector<std::string> label_columns = {};
+    std::vector<std::string> field_columns = {};  // NAME or NAME=COLUMN
+    bool has_header = false;
+    std::optional<std::string> label_separator = {};
+};
+
+// The records of a data file: lines "label<TAB>text", CSV, JSON lines, fastText's form, each also
+// compressed with gzip or zstd, and corpus files. One record is in memory at a time.
+//
+// Errors: Error; wrong_data with file and line for a bad record. After it the next record can be
+// read.
+class ZANDREL_TEXT_EXPORT Records {
+public:
+    // RAISES: not_found, cannot_read, wrong_data, invalid_argument.
+    static Records open(const std::string& path, const Record_form& form = {});
+
+    Records(Records&&) noexcept;
+    Records& operator=(Records&&) noexcept;
+    ~Records();
+
+    // Reads the next record. Returns false at the end.
+    bool next(Example& record);
+
+private:
+    friend class Classifier;
+    class Impl;
+    explicit Records(std::unique_ptr<Impl> impl);
+
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_RECORDS_H_

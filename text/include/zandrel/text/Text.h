@@ -1,0 +1,69 @@
+// Text, Example, Label: what a classifier takes and gives.
+#ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_
+#define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zandrel {
+
+// A value that rules read by its name: `$size(n)` reads the field "size". The value is in its text
+// form; `type` says how rules may read it.
+struct Field {
+    enum class Type { string, number, date };  // a date is seconds since 1970, or ISO 8601
+
+    std::string name;
+    std::string value;
+    Type type = Type::string;
+};
+
+// A text to classify, in UTF-8. Other bytes are treated as separators of words.
+// BORROWS: the characters, for the call.
+struct Text {
+    Text() = default;
+
+    Text(std::string_view text) : characters(text) {}  // NOLINT(google-explicit-constructor)
+
+    Text(const char* text) : characters(text) {}  // NOLINT(google-explicit-constructor)
+
+    Text(const std::string& text)  // NOLINT(google-explicit-constructor)
+        : characters(text) {}
+
+    std::string_view characters = {};
+    std::vector<Field> fields = {};  // of rules; the names are different
+};
+
+// A text with the labels that a person has given to it.
+struct Example {
+    std::vector<std::string> labels = {};  // at least one
+    std::string text = {};
+    std::vector<Field> fields = {};
+};
+
+// A category with its score.
+struct Label {
+    std::string name;
+    std::string path;    // the names from the root down, joined by "/"
+    double score = 0.0;  // above 0, and at most 1 unless rules give more
+};
+
+// The effect of a concept (a word, or a pair of words) on a score: the score, minus the score of
+// the text if the concept had no weight. Below 0 it lowers the score.
+struct Effect {
+    std::string concept_text;
+    double adds = 0.0;
+    bool is_known = true;  // the container has learned it
+};
+
+// Why a text has a score.
+struct Reasons {
+    std::string label;  // empty: no label has a score above 0
+    std::string path;
+    double score = 0.0;
+    std::vector<Effect> effects;  // the greatest first
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_

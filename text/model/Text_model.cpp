@@ -1,0 +1,781 @@
+// How a list of labelled texts becomes a model: analyse each text into a bag, put the bags with
+// their labels into a corpus, let the tree distribute the corpus among its classifiers, and train
+// them.
+//
+// Example: `sport<TAB>a goal` becomes a zeMsg with the category "sport" and the bag {a: 1, goal: 1}
+// in slot 0. A bootstrap also puts the bag of the keywords into slot 1 and that of the title into
+// slot 2. A view of all messages gives each message the leaf "sport".
+//
+// With groups, such as `games<TAB>sport`, the tree is root / games / sport. The engine trains the
+// classifier of the root with the label "games" for this message, and the classifier of "games"
+// with "sport". Without groups only the root has a classifier, so the engine need not distribute.
+//
+// With a given tree, such as
+//
+//     root (rules)
+//       german (statistics)   rule: $language(s) == 'de'
+//         delivery
+//         returns
+//       delivery              rule: default
+//
+// the label "delivery" has two leaves, and a text with this label gets both. The rules decide which
+// way is open: a German text trains the classifier "german" with the label "delivery". For another
+// text only the way to the second leaf is open. No classifier learns it, since no statistical node
+// is on its way. A German text with the label "other", if this is the name of the default, is
+// blocked: no way to the label is open, and nothing learns it.
+//
+// The message of a text that is in a corpus file is read from the file each time (Text_corpus).
+//
+// Functions whose names end with _with take a constant list of texts, or a list whose texts are
+// emptied to free memory. fill() calls empty_text for each text, and its overload for constant
+// texts does nothing.
+#include "text/model/Text_model.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <utility>
+
+#include "zandrel/classification/zeResult_set.h"
+#include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/Restored.h"
+#include "zandrel/foundation/process_assert.h"
+#include "zandrel/foundation/qtX.h"
+#include "zandrel/knowledge/Node_order.h"
+#include "zandrel/knowledge/Progress.h"
+#include "zandrel/knowledge/fixed_names.h"
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeNode.h"
+#include "zandrel/knowledge/zePhysicalTree.h"
+#include "zandrel/messages/zeCorpus_view.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_matcher.h"
+#include "zandrel/statistics/zeStat_storage.h"
+
+#include "text/data/Label_set.h"
+#include "text/data/Stored_corpus.h"
+#include "text/data/set_pairs.h"
+#include "text/errors.h"
+#include "text/kc/Kc_paths.h"
+#include "text/kc/Tree_file.h"
+#include "text/kc/stat_classifiers.h"
+#include "text/model/Engine_settings.h"
+#include "text/model/Text_corpus.h"
+#include "text/rules/rule_forms.h"
+#include "text/wording/Shown_text.h"
+
+namespace zandrel {
+
+namespace {
+
+using zandrel::detail::Restored;
+
+constexpr const char* kRootName = "root";
+
+// RAISES: the assertion "stat_matcher" of the engine if the node has no statistical classifier, as
+// in a damaged container.
+zeStat_matcher& matcher_of(zeManager& manager, zeNode* node) {
+    auto* const stat_matcher =
+        node == nullptr
+            ? nullptr
+            : dynamic_cast<zeStat_matcher*>(manager.m_physical_tree->get_classifier(node));
+    ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
+    return *stat_matcher;
+}
+
+// A word was learned if it has weights or is in the statistics. A compact container has only
+// weights. We look at the statistics last, since a model that was read for classifying must first
+// read them.
+bool has_learned(const zeStat_matcher& matcher, const Concept& word) {
+    if (matcher.m_table.find(word) != matcher.m_table.end()) {
+        return true;
+    }
+    matcher.m_storage->complete();
+    const zeStat_storage::Concept_infos& infos = matcher.m_storage->m_concept_infos;
+    return infos.find(word) != infos.end();
+}
+
+bool has_and_uses_tables(const zeStat_storage* storage) {
+    return storage->m_use_train_likelihood && storage->m_use_likelihood_in_match;
+}
+
+Ranking ranking_of(const std::vector<zeResult>& results) {
+    Ranking ranking;
+    for (const zeResult& result : results) {
+        ranking.push_back({result.node->m_concept.view(), result.score, result.node});
+    }
+    return ranking;
+}
+
+// Returns whether the rules above a leaf let the message pass.
+bool is_open(zePhysicalTree& tree, zeNode* leaf, zeMsg& msg) {
+    for (zeNode* node = leaf; node->m_parent != nullptr; node = node->m_parent) {
+        if (tree.is_cat_blocked(node->m_parent, node, msg)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The first overload keeps a constant text. The second one empties the member `text` and frees its
+// memory.
+void empty_text(const Labelled_text& /*lent*/) {}
+
+void empty_text(Labelled_text& given) {
+    std::string().swap(given.text);
+}
+
+}  // namespace
+
+Text_model::Text_model(const Model_options& options)
+    : m_analysis(make_text_analysis(options.analysis)),
+      m_groups(options.groups),
+      m_tree(options.tree),
+      m_manager(new zeManager),
+      m_settings(options.analysis),
+      m_given(options.settings) {
+    if (options.settings != nullptr) {
+        options.settings->apply(m_manager);
+    }
+}
+
+Text_model::Text_model(const qtPtrLight<zeManager>& manager, const Analysis_settings& analysis)
+    : m_analysis(make_text_analysis(analysis)),
+      m_manager(manager),
+      m_settings(analysis),
+      m_workflow(m_manager->GetWorkflow()) {
+    give_forms(*m_manager->m_logical_tree, *m_analysis);
+}
+
+void Text_model::begin(const std::vector<Labelled_text>& texts) {
+    m_choices = choose_settings(m_settings.kind, labels_of(texts).size(), m_given);
+    apply_settings(m_choices, m_manager);
+    if (!m_tree.text.empty()) {
+        begin_tree(texts);
+        return;
+    }
+    Concept name = Concept::insert(kRootName);
+    m_workflow = m_manager->InitWorkflow(name);
+    if (m_groups.groups.empty()) {
+        // Only the root has a classifier, and the engine trains it with the whole view.
+        m_trains_root_only = true;
+        return;
+    }
+    add_groups(texts);
+    add_new_labels(texts);
+}
+
+void Text_model::begin_tree(const std::vector<Labelled_text>& texts) {
+    std::istringstream tree(m_tree.text);
+    load_tree_text(tree, m_tree.name, *m_manager);
+    m_workflow = m_manager->GetWorkflow();
+    give_forms(*m_manager->m_logical_tree, *m_analysis);
+    check_labels(texts, m_tree.name);
+}
+
+// A new leaf could be at many places of a tree, so the user has to choose one.
+void Text_model::check_labels(const std::vector<Labelled_text>& texts,
+                              const std::string& tree) const {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        for (const std::string& label : texts[i].labels) {
+            if (!knows(label)) {
+                throw Unknown_label(tree, i,
+                                    "label \"" + shown_value(label) + "\" has no leaf in " +
+                                        shown_file(tree) +
+                                        "; add a leaf for it there, or remove the text");
+            }
+        }
+    }
+}
+
+template <class Texts>
+void Text_model::fill(Text_corpus& corpus, Texts& texts, CTProgress* progress) {
+    corpus.reserve(static_cast<unsigned int>(texts.size()));
+    const zandrel::detail::Progress steps(progress);
+    steps.set_status("Analysing the texts");
+    steps.set_total(texts.size());
+    m_analysis_timer.start();
+    for (auto& text : texts) {
+        if (text.stored.corpus) {
+            corpus.add_stored(text);
+        } else {
+            qtPtrLight<zeMsg> msg = message_of(text);
+            empty_text(text);
+            for (const std::string& label : text.labels) {
+                msg->categories.push_back(Concept::insert_view(label));
+            }
+            corpus.add_msg(msg);
+        }
+        steps.step();
+    }
+    m_analysis_timer.stop();
+}
+
+// The container that is relocated loses what no file has: settings that are not stored, and the
+// forms of the words in rules.
+void Text_model::relocate() {
+    m_relocate(*m_manager);
+    if (m_given != nullptr) {
+        m_given->apply(m_manager);
+    }
+    apply_settings(m_choices, m_manager);
+    m_workflow = m_manager->GetWorkflow();
+    give_forms(*m_manager->m_logical_tree, *m_analysis);
+}
+
+template <class Texts>
+void Text_model::start_with(Texts& texts, bool bootstraps, CTProgress* progress) {
+    begin(texts);
+    if (m_relocate) {
+        relocate();
+    }
+    train_with(texts, bootstraps, progress);
+}
+
+template <class Texts>
+void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress,
+                            const std::function<void()>& before) {
+    Text_corpus corpus(bootstraps);
+    fill(corpus, texts, progress);
+    if (before) {
+        before();
+    }
+    for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
+        if (!texts[i].stored.corpus) {
+            corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
+            corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
+        }
+    }
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(m_manager.get());
+    find_blocked(view);
+    const std::unique_ptr<Training_progress> finer = finer_progress(
+        progress, view, bootstraps ? Training_kind::kBootstrap : Training_kind::kTrain);
+    // If training fails, m_progress must not keep pointing to `finer`, which is then destroyed.
+    const Restored<CTProgress*> at_end(m_manager->m_progress);
+    if (bootstraps) {
+        m_workflow->bootstrap(view, m_trains_root_only, finer.get(), false);
+    } else {
+        m_workflow->train(view, m_trains_root_only, finer.get(), false);
+    }
+}
+
+template <class Texts>
+void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_learning& before) {
+    add_new_labels(texts);
+    Text_corpus corpus(false);
+    fill(corpus, texts, progress);
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(m_manager.get());
+    find_blocked(view);
+    const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
+    if (before) {
+        before(reached_storages(view));
+    }
+    const std::unique_ptr<Training_progress> finer =
+        finer_progress(progress, view, Training_kind::kLearn);
+    m_workflow->learn(view, finer.get(), false, true);
+}
+
+void Text_model::examine(zeCorpus& corpus, const Before_learning& before) {
+    zeCorpus_view view(&corpus);
+    view.add_all_msgs(m_manager.get());
+    find_blocked(view);
+    if (before) {
+        before(reached_storages(view));
+    }
+}
+
+void Text_model::train(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+    start_with(texts, false, progress);
+}
+
+void Text_model::bootstrap(const std::vector<Labelled_text>& texts, CTProgress* progress) {
+    start_with(texts, true, progress);
+}
+
+void Text_model::start(const std::vector<Labelled_text>& texts, bool bootstraps,
+                       CTProgress* progress) {
+    start_with(texts, bootstraps, progress);
+}
+
+void Text_model::start_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
+                                 CTProgress* progress) {
+    start_with(texts, bootstraps, progress);
+}
+
+// Classifiers that get no text would keep what they have learned, so all are cleared first.
+void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
+                                       const std::string& name, CTProgress* progress,
+                                       const std::function<void()>& cleared) {
+    check_labels(texts, name);
+    if (m_manager->ReadOnDemand() != 0) {
+        // All models are checked before the first one is cleared.
+        for_each_stat_classifier(*m_manager, [](const Stat_classifier&) {});
+    }
+    train_with(texts, bootstraps, progress, [&] {
+        m_workflow->clear_statistics(nullptr, nullptr);
+        if (cleared) {
+            cleared();
+        }
+    });
+}
+
+void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,
+                       const Before_learning& before) {
+    learn_with(texts, progress, before);
+}
+
+void Text_model::learn_and_empty(std::vector<Labelled_text>& texts, CTProgress* progress,
+                                 const Before_learning& before) {
+    learn_with(texts, progress, before);
+}
+
+// Distributes the view, as the engine will do again. That takes little time compared with training.
+std::unique_ptr<Training_progress> Text_model::finer_progress(CTProgress* progress,
+                                                              zeCorpus_view& view,
+                                                              Training_kind kind) const {
+    if (progress == nullptr) {
+        return nullptr;
+    }
+    std::vector<Training_work> works;
+    if (kind != Training_kind::kLearn && m_trains_root_only) {
+        works.push_back(training_work(*storage_of(m_manager->m_root), view, kind));
+    } else {
+        zeWorkflow::Distribution distribution;
+        m_workflow->distribute_corpus(distribution, view, false);
+        for (zeNode* const node : zandrel::detail::in_id_order(distribution)) {
+            works.push_back(training_work(*storage_of(node), distribution.at(node), kind));
+        }
+    }
+    return std::make_unique<Training_progress>(*progress, std::move(works));
+}
+
+unsigned int Text_model::add_node(unsigned int parent, std::string_view name, unsigned char type) {
+    zeLogicalNode node;
+    node.parent = parent;
+    node.type = type;
+    node.attributes = type == ZE_LEAF ? 0 : zeNode::NoScore;
+    // A tree whose names differ from categories asks for both.
+    node.name = node.category = Concept::insert_view(name);
+    return m_manager->m_logical_tree->AddLogicalNode(node);
+}
+
+// A group without a label of the texts would learn nothing, so it gets no node.
+void Text_model::add_groups(const std::vector<Labelled_text>& texts) {
+    const std::set<std::string_view> labels = labels_of(texts);
+    std::set<std::string_view> grouped;
+    for (const Label_group& group : m_groups.groups) {
+        grouped.insert(group.labels.begin(), group.labels.end());
+    }
+    for (const Label_group& group : m_groups.groups) {
+        if (labels.count(group.name) != 0 && grouped.count(group.name) == 0) {
+            throw Data_error(
+                m_groups.file, group.line,
+                "\"" + shown_value(group.name) + "\" is a label that stands in no group");
+        }
+        unsigned int node = 0;
+        for (const std::string& label : group.labels) {
+            if (labels.count(label) != 0) {
+                node = node == 0 ? add_node(zandrel::kRootId, group.name, ZE_STAT) : node;
+                add_node(node, label, ZE_LEAF);
+            }
+        }
+    }
+}
+
+// Labels without a leaf are added below the root.
+void Text_model::add_new_labels(const std::vector<Labelled_text>& texts) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        for (const std::string& label : texts[i].labels) {
+            try {
+                if (!knows(label)) {
+                    add_label(label);
+                }
+            } catch (const qtX<zeLogicalTree>& error) {
+                throw Unknown_label(m_tree.name, i,
+                                    "label \"" + shown_value(label) +
+                                        "\" cannot be added: " + shown_complaint(error.what()));
+            }
+        }
+    }
+}
+
+bool Text_model::has_rules() const {
+    const auto& nodes = m_manager->m_logical_tree->nodes;
+    return std::any_of(nodes.begin(), nodes.end(),
+                       [](const auto& entry) { return entry.second.type == ZE_RULE; });
+}
+
+// The engine leaves such texts out of training without an error.
+void Text_model::find_blocked(zeCorpus_view& view) {
+    m_blocked.clear();
+    if (!has_rules()) {
+        return;
+    }
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    for (std::size_t i = 0; i < view.msgs.size(); ++i) {
+        const std::vector<zeNode*>& leaves = view.msgs[i].cats;
+        const qtPtrLight<zeMsg> msg = view.corpus->get_numbered_msg(view.msgs[i].index);
+        if (std::none_of(leaves.begin(), leaves.end(),
+                         [&](zeNode* leaf) { return is_open(*tree, leaf, *msg); })) {
+            m_blocked.push_back(i);
+        }
+    }
+}
+
+std::vector<std::string> Text_model::warnings_of_rules() const {
+    return rule_word_warnings(*m_manager->m_logical_tree, *m_analysis);
+}
+
+std::vector<std::string> Text_model::empty_leaves(const std::vector<Labelled_text>& others) {
+    const zeLogicalTree& tree = *m_manager->m_logical_tree;
+    std::vector<const zeLogicalNode*> all;
+    for (const auto& [id, node] : tree.nodes) {
+        if (node.type == ZE_LEAF) {
+            all.push_back(&node);
+        }
+    }
+    // So that each classifier is needed once.
+    std::sort(all.begin(), all.end(), [](const zeLogicalNode* left, const zeLogicalNode* right) {
+        return std::pair(left->parent, left->id) < std::pair(right->parent, right->id);
+    });
+    std::map<std::string_view, std::vector<zeNode*>> empty;  // by label
+    for (const zeLogicalNode* const leaf : all) {
+        if (learned_messages(*m_manager, *leaf) == 0) {
+            empty[leaf->category.view()].push_back(leaf->physical_node);
+        }
+    }
+    for (const Labelled_text& text : others) {
+        remove_reached(text, empty);
+    }
+    std::set<unsigned int> ids;  // sorted, since the table of nodes has no order
+    for (const auto& [label, leaves] : empty) {
+        for (zeNode* const leaf : leaves) {
+            ids.insert(tree.FindCategory(leaf).id);
+        }
+    }
+    std::vector<std::string> paths;
+    for (const unsigned int id : ids) {
+        paths.push_back(shown_path(tree, id));
+    }
+    return paths;
+}
+
+// Removes the leaves that would learn a text. Most texts have no label of an empty leaf, so few are
+// analysed.
+void Text_model::remove_reached(const Labelled_text& text,
+                                std::map<std::string_view, std::vector<zeNode*>>& leaves) {
+    qtPtrLight<zeMsg> msg;
+    for (const std::string& label : text.labels) {
+        const auto found = leaves.find(label);
+        if (found == leaves.end() || found->second.empty()) {
+            continue;
+        }
+        if (!msg) {
+            msg = message_of(text);
+        }
+        std::erase_if(found->second, [&](zeNode* leaf) {
+            return is_open(*m_manager->m_physical_tree, leaf, *msg);
+        });
+    }
+}
+
+bool Text_model::knows(std::string_view label) const {
+    return !m_manager->m_physical_tree->GetLeafNodes(Concept::insert_view(label)).empty();
+}
+
+void Text_model::add_label(std::string_view label) {
+    require_usual_model(*m_manager, zandrel::kRootId);
+    add_node(zandrel::kRootId, label, ZE_LEAF);
+}
+
+std::vector<zeStat_storage*> Text_model::storages() const {
+    std::vector<zeStat_storage*> storages;
+    for_each_stat_classifier(*m_manager, [&storages](const Stat_classifier& each) {
+        storages.push_back(each.matcher.m_storage);
+    });
+    return storages;
+}
+
+zeStat_storage* Text_model::storage_of(zeNode* node) const {
+    return matcher_of(*m_manager, node).m_storage;
+}
+
+// Rules and labels decide together which classifiers a text reaches. So the engine distributes the
+// texts, as it will do for learning.
+Storages Text_model::reached_storages(zeCorpus_view& view) const {
+    zeWorkflow::Distribution distribution;
+    m_workflow->distribute_corpus(distribution, view, false);
+    return storages_of(*m_manager, zandrel::detail::in_id_order(distribution));
+}
+
+Model_size Text_model::size() const {
+    Model_size size;
+    for_each_stat_classifier(*m_manager, [&size](const Stat_classifier& each) {
+        zeStat_storage& storage = *each.matcher.m_storage;
+        storage.complete();
+        size.profiles += storage.m_profiles.size();
+        size.concepts += storage.m_concept_infos.size();
+        for (const auto& profile : storage.m_profiles) {
+            size.entries += profile->m_Ps.size();
+            size.largest = std::max(size.largest, profile->m_Ps.size());
+        }
+    });
+    return size;
+}
+
+bool Text_model::has_tables() const {
+    bool has_tables = false;
+    for_each_stat_classifier(*m_manager, [&has_tables](const Stat_classifier& each) {
+        has_tables = has_tables || has_and_uses_tables(each.matcher.m_storage);
+    });
+    return has_tables;
+}
+
+bool Text_model::uses_tables() const {
+    if (!is_cached()) {
+        return has_tables();
+    }
+    if (!m_uses_tables) {
+        m_uses_tables = has_tables();
+    }
+    return *m_uses_tables;
+}
+
+bool Text_model::is_cached() const {
+    return m_manager->ReadOnDemand() != 0;
+}
+
+// Classifiers that use no tables are not in m_uncorrected, so use_tables(true) does not change
+// them.
+void Text_model::use_tables(bool use) {
+    if (!use) {
+        for (zeStat_storage* const storage : storages()) {
+            if (has_and_uses_tables(storage)) {
+                m_uncorrected.push_back(storage);
+            }
+        }
+    }
+    for (zeStat_storage* const storage : m_uncorrected) {
+        storage->m_use_likelihood_in_match = use;
+    }
+    if (use) {
+        m_uncorrected.clear();
+    }
+}
+
+Ranking Text_model::rank(std::string_view text, int wanted) {
+    return rank(analyse(text), wanted);
+}
+
+Ranking Text_model::rank(const qtPtrLight<zeSml>& bag, int wanted) {
+    zeMsg msg;
+    msg.smls[0] = bag;
+    return rank(msg, wanted);
+}
+
+Ranking Text_model::rank(const Labelled_text& message, int wanted) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return rank(*msg, wanted);
+}
+
+Ranking Text_model::rank(zeMsg& msg, int wanted) {
+    return ranking_of(classify(msg, wanted));
+}
+
+std::vector<Ranking> Text_model::rank_without_tables(const std::vector<qtPtrLight<zeMsg>>& messages,
+                                                     int wanted) {
+    std::vector<Ranking> rankings;
+    if (is_cached()) {
+        for (const qtPtrLight<zeMsg>& message : messages) {
+            rankings.push_back(
+                ranking_of(follow_walk(*m_manager, *message, wanted, Tables::kOff).results));
+        }
+        return rankings;
+    }
+    use_tables(false);
+    for (const qtPtrLight<zeMsg>& message : messages) {
+        rankings.push_back(rank(*message, wanted));
+    }
+    use_tables(true);
+    return rankings;
+}
+
+std::string Text_model::path_of(const Scored_label& label) const {
+    const zeLogicalTree& tree = *m_manager->m_logical_tree;
+    qtString path;
+    tree.GetNodePath(tree.FindCategory(label.node).id, path);
+    return std::string(path.view());
+}
+
+zeNode* Text_model::find(const std::string& path) const {
+    return m_manager->m_logical_tree->FindNodeByPath(qtString(path)).physical_node;
+}
+
+Explanation Text_model::explain(std::string_view text) {
+    zeMsg msg;
+    msg.smls[0] = analyse(text);
+    return explain_best(msg, text);
+}
+
+Explanation Text_model::explain(std::string_view text, zeNode* node) {
+    zeMsg msg;
+    msg.smls[0] = analyse(text);
+    return explain_node(msg, text, node);
+}
+
+Explanation Text_model::explain(const Labelled_text& message, zeNode* node) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return node == nullptr ? explain_best(*msg, message.text)
+                           : explain_node(*msg, message.text, node);
+}
+
+Walk Text_model::walk(const Labelled_text& message, int wanted) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return follow_walk(*m_manager, *msg, wanted);
+}
+
+Explanation Text_model::explain_best(zeMsg& msg, std::string_view text) {
+    const std::vector<zeResult> best = classify(msg, 1);
+    Explanation explanation;
+    if (!best.empty()) {
+        explanation = explain(msg, best.front().node, best.front().score);
+    }
+    explanation.text = text;
+    return explanation;
+}
+
+Explanation Text_model::explain_node(zeMsg& msg, std::string_view text, zeNode* node) {
+    Explanation explanation = explain(msg, node, score_of(msg, node));
+    explanation.text = text;
+    return explanation;
+}
+
+// Finds the score of any node. A ranking has no inner nodes, and only the best of several leaves
+// with the same name.
+double Text_model::score_of(zeMsg& msg, const zeNode* node) {
+    zeResult_set results(0.0, -1);
+    m_workflow->classify(msg, results, false, false);
+    for (const zeResult& result : results.results) {
+        if (result.node == node) {
+            return result.score;
+        }
+    }
+    return 0.0;
+}
+
+Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
+    Explanation explanation;
+    explanation.label = node->m_concept.view();
+    explanation.score = score;
+    std::vector<zeStat_matcher::Concept_score> lines;
+    m_workflow->classify_concepts(msg, {node}, lines);
+    const std::function<bool(const Concept& word)> knows_word = word_test();
+    for (const zeStat_matcher::Concept_score& line : lines) {
+        explanation.concepts.push_back(
+            {std::string(line.m_concept.view()), line.m_score, knows_word(line.m_concept)});
+    }
+    return explanation;
+}
+
+// Returns a function that finds out whether any classifier has learned a word.
+std::function<bool(const Concept& word)> Text_model::word_test() {
+    if (is_cached()) {
+        return [&words = known_words()](const Concept& word) { return words.count(word) != 0; };
+    }
+    std::vector<const zeStat_matcher*> all;
+    for_each_stat_classifier(*m_manager,
+                             [&all](const Stat_classifier& each) { all.push_back(&each.matcher); });
+    return [all](const Concept& word) {
+        return std::any_of(all.begin(), all.end(), [&word](const zeStat_matcher* each) {
+            return has_learned(*each, word);
+        });
+    };
+}
+
+// To look for a word that no classifier knows, all classifiers would have to be read, for each text
+// again. So we read them once, and keep their words.
+const std::set<Concept>& Text_model::known_words() {
+    if (!m_known_words) {
+        m_known_words.emplace();
+        for_each_stat_classifier(*m_manager, [this](const Stat_classifier& each) {
+            for (const auto& [word, weights] : each.matcher.m_table) {
+                m_known_words->insert(word);
+            }
+            each.matcher.m_storage->complete();
+            for (const auto& [word, info] : each.matcher.m_storage->m_concept_infos) {
+                m_known_words->insert(word);
+            }
+        });
+    }
+    return *m_known_words;
+}
+
+std::vector<std::string> Text_model::labels() const {
+    std::map<unsigned int, Concept> leaves;  // by id, which is the order in which they were added
+    for (const auto& [id, node] : m_manager->m_logical_tree->nodes) {
+        if (node.type == ZE_LEAF) {
+            leaves.emplace(id, node.category);
+        }
+    }
+    std::vector<std::string> labels;
+    labels.reserve(leaves.size());
+    std::set<std::string_view> seen;
+    for (const auto& [id, category] : leaves) {
+        if (seen.insert(category.view()).second) {
+            labels.emplace_back(category.view());
+        }
+    }
+    return labels;
+}
+
+// Sorted by score, the highest first.
+std::vector<zeResult> Text_model::classify(zeMsg& msg, int wanted) {
+    zeResult_set results(0.0, wanted);
+    m_workflow->classify(msg, results, true, false);
+    results.eliminate_duplicated_results();
+    if (results.count() > 0) {
+        results.get_result(0);  // sorts, and keeps the wanted number
+    }
+    return std::move(results.results);
+}
+
+// Reading the clock twice takes as long as analysing a short text. So only callers that report the
+// time use this function for each text.
+qtPtrLight<zeSml> Text_model::make_bag(std::string_view text) {
+    m_analysis_timer.start();
+    qtPtrLight<zeSml> bag = analyse(text);
+    m_analysis_timer.stop();
+    return bag;
+}
+
+qtPtrLight<zeMsg> Text_model::make_message(const Labelled_text& text) {
+    m_analysis_timer.start();
+    qtPtrLight<zeMsg> msg = message_of(text);
+    m_analysis_timer.stop();
+    return msg;
+}
+
+qtPtrLight<zeMsg> Text_model::message_of(const Labelled_text& message) {
+    if (message.stored.corpus) {
+        return message.stored.corpus->message(message.stored.number, Columns::kText);
+    }
+    qtPtrLight<zeMsg> msg(new zeMsg);
+    msg->smls[0] = analyse(message.text);
+    if (!message.pairs.empty()) {
+        set_pairs(msg, message.pairs);
+    }
+    return msg;
+}
+
+// The bag has no clip value of its own (0.0): a classifier clips the weights to its own ClipValue.
+qtPtrLight<zeSml> Text_model::analyse(std::string_view text) {
+    m_feeder.clear();
+    m_analysis->feed(text, m_feeder);
+    return qtPtrLight<zeSml>(new zeSml(std::move(m_feeder), 0.0));
+}
+
+}  // namespace zandrel
