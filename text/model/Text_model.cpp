@@ -242,7 +242,11 @@ void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress,
     if (before) {
         before();
     }
+    // The passes before the training ask for an interruption too. If training fails, m_progress
+    // must not keep pointing to `finer`, which is then destroyed.
+    const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
     for (std::size_t i = 0; bootstraps && i < texts.size(); ++i) {
+        m_manager->check_interrupt();
         if (!texts[i].stored.corpus) {
             corpus.msgs[i]->smls[kKeywordsSlot] = make_bag(texts[i].keywords);
             corpus.msgs[i]->smls[kTitleSlot] = make_bag(texts[i].title);
@@ -253,8 +257,6 @@ void Text_model::train_with(Texts& texts, bool bootstraps, CTProgress* progress,
     find_blocked(view);
     const std::unique_ptr<Training_progress> finer = finer_progress(
         progress, view, bootstraps ? Training_kind::kBootstrap : Training_kind::kTrain);
-    // If training fails, m_progress must not keep pointing to `finer`, which is then destroyed.
-    const Restored<CTProgress*> at_end(m_manager->m_progress);
     if (bootstraps) {
         m_workflow->bootstrap(view, m_trains_root_only, finer.get(), false);
     } else {
@@ -267,10 +269,10 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     add_new_labels(texts);
     Text_corpus corpus(false);
     fill(corpus, texts, progress);
+    const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
     find_blocked(view);
-    const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
     if (before) {
         before(reached_storages(view));
     }
@@ -417,6 +419,7 @@ void Text_model::find_blocked(zeCorpus_view& view) {
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
     for (std::size_t i = 0; i < view.msgs.size(); ++i) {
+        m_manager->check_interrupt();
         const std::vector<zeNode*>& leaves = view.msgs[i].cats;
         const qtPtrLight<zeMsg> msg = view.corpus->get_numbered_msg(view.msgs[i].index);
         if (std::none_of(leaves.begin(), leaves.end(),
