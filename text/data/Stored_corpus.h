@@ -22,7 +22,7 @@ class zeCacheCorpus;
 namespace zandrel {
 
 // The pairs of a stored message that have its texts. Data files cannot give pairs of these names,
-// and the messages that this program trains and classifies do not have them.
+// and the messages that we train and classify do not have them.
 constexpr const char* kTextPair = "_SML_TEXT";
 constexpr const char* kTitlePair = "_SML_TEXT_TITLE";
 constexpr const char* kKeywordsPair = "_SML_TEXT_KEYWORDS";
@@ -50,7 +50,7 @@ Corpus_notes notes_of_texts(const std::string& path, const std::map<qtString, qt
 std::string words_of(const Analysis_settings& analysis);
 bool is_same(const Analysis_settings& left, const Analysis_settings& right);
 
-// Call it in a handler of an error that the library raised while it opened or read a corpus file.
+// Call it in a handler of an error that the engine raised while it opened or read a corpus file.
 // REQUIRES: `errno` was 0 before. RAISES: Input_error if the system could not read the file,
 // otherwise Data_error with the file.
 [[noreturn]] void raise_as_corpus_error(const std::string& path);

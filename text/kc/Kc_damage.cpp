@@ -1,5 +1,5 @@
-// A table from the library's errors to sentences for users. A damaged file can fail at any place of
-// the library, and assertion texts such as "pp.second" mean nothing to a user. So each class,
+// A table from the engine's errors to sentences for users. A damaged file can fail at any place of
+// the engine, and assertion texts such as "pp.second" mean nothing to a user. So each class,
 // number and beginning of a text has a sentence, and the last row fits every error.
 #include "text/kc/Kc_damage.h"
 
@@ -167,7 +167,7 @@ std::string part_of(const qtxAll& error) {
     return names_part ? ": " + part : "";
 }
 
-// A key in the library's words can have any bytes.
+// A key in the engine's words can have any bytes.
 std::string words_of(const qtxAll& error) {
     return shown_text(error.message().str()) + shown_value(part_of(error));
 }

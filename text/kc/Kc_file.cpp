@@ -1,4 +1,4 @@
-// Reads and writes containers with the library, and turns its errors into those of the program.
+// Reads and writes containers with the engine, and turns its errors into those of errors.h.
 // Reading verifies the seal first; writing uses Replacement_file, whose source has an example.
 #include "text/kc/Kc_file.h"
 
