@@ -20,7 +20,9 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 
 #include "text/errors.h"
+#include "text/kc/Cached_kc.h"
 #include "text/kc/Kc_edit.h"
+#include "text/kc/Kc_file.h"
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Kc_paths.h"
 #include "text/kc/Replacement_file.h"
@@ -121,7 +123,13 @@ Kb_summary export_kb(const Kb_options& options) {
     Kb_summary summary;
     view_kc(
         options.kc_file, options.progress,
-        [&](qtPtrLight<zeManager>& manager) { summary = convert(options, *manager, buffer); },
+        [&](qtPtrLight<zeManager>& manager) {
+            summary = convert(options, *manager, buffer);
+            // An export reads all of the file, so it can verify the seal as well.
+            if (is_cached(*manager)) {
+                verify_seal(options.kc_file);
+            }
+        },
         options.bound);
     file.fill([&buffer](std::ostream& out) {
         out.write(buffer.bytes.data(), static_cast<std::streamsize>(buffer.bytes.size()));

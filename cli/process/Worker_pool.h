@@ -13,7 +13,7 @@
 
 namespace zandrel::cli {
 
-// Copies of this process, made by fork(), which do tasks at the same time. The library does not
+// Copies of this process, made by fork(), which do tasks at the same time. The engine does not
 // allow a second thread, but each process has its own memory. A worker has everything that was in
 // memory when the pool was made, for example a model that was read once. Its changes are not seen
 // by other processes.

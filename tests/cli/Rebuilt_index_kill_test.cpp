@@ -18,6 +18,8 @@
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/kc_cycles.h"
 #include "tests/support/record_bytes.h"
+#include "text/kc/Deferred_writes.h"
+#include "text/kc/Kc_tree.h"
 
 namespace zandrel::cli {
 
@@ -254,6 +256,18 @@ Kc_change adding_branch(const std::string& name) {
     };
 }
 
+// Imports a trained container below the root, as the command does.
+Kc_change importing() {
+    return [](zeManager& kc) {
+        Trained_desk trained;
+        zeManager other;
+        read_kc(other, saved(trained.manager));
+        Deferred_writes writes(kc);
+        import_tree(kc, other, "desk", nullptr);
+        writes.commit();
+    };
+}
+
 // Does nothing if there is no such node.
 Kc_change deleting_path(const std::string& path) {
     return [path](zeManager& kc) {
@@ -319,6 +333,18 @@ TEST_F(RebuiltIndexKillTest, KilledEditKeepsEachItemThatWasWritten) {
     }
     EXPECT_GT(m_tally.images, 100U);
     ExpectShares({40, 55}, {10, 20});
+}
+
+// The trees have more new nodes than after an edit, so more of them do not fit the old classifiers.
+TEST_F(RebuiltIndexKillTest, KilledImportKeepsEachItemThatWasWritten) {
+    for (const unsigned int bound : {1U, 2U, 20U}) {
+        SCOPED_TRACE(bound);
+        Kc_cycles cycles(bound);
+        LookAtEachKill(cycles, {importing()});
+        LookAtEachKill(cycles, {learning("tram", "sport", "home")});
+    }
+    EXPECT_GT(m_tally.images, 40U);
+    ExpectShares({30, 40}, {25, 35});
 }
 
 TEST_F(RebuiltIndexKillTest, RandomCyclesKeepEachItemThatWasWritten) {

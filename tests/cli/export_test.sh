@@ -101,6 +101,32 @@ expect 65 export cut.kc flat.kb --replace
 prints err 'cut.kc: the container is damaged'
 is_unchanged flat.kb
 no_files_left
+# So does one in cached form, also if only its seal shows the damage. A changed byte of a hole in the
+# file is no damage.
+expect 0 convert flat.kc flat_cached.kc --cached
+expect 0 export flat_cached.kc flat.kb --replace
+is_unchanged flat.kb
+size=$(stat -c %s flat_cached.kc)
+damaged=0
+for ((place = 100; place < size; place += 311)); do
+    cp flat_cached.kc changed.kc
+    printf 'X' | dd of=changed.kc bs=1 seek=$place conv=notrunc status=none
+    if "$program" check changed.kc >out 2>err; then
+        expect 0 export changed.kc flat.kb --replace
+    else
+        damaged=$((damaged + 1))
+        expect 65 export changed.kc flat.kb --replace
+        prints err 'changed.kc: the container is damaged'
+    fi
+    is_unchanged flat.kb
+    no_files_left
+done
+((damaged > 2)) || fail "only $damaged of the changed bytes are damage"
+head -c $((size / 2)) flat_cached.kc >changed.kc
+expect 65 export changed.kc flat.kb --replace
+prints err 'changed.kc: the container is damaged'
+is_unchanged flat.kb
+no_files_left
 
 # --- compact containers ---
 

@@ -146,17 +146,24 @@ exec 9>&-
 rm -f .desk.kc.lock
 cmp -s desk.kc whole.kc || fail 'a refused import changed desk.kc'
 
-# A killed import leaves a plain container as it was or complete.
-for delay in 0 0.005 0.01 0.02; do
-    cp desk.kc killed.kc
-    "$program" import killed.kc garden.kc --under desk >out 2>err &
-    sleep $delay
-    kill -9 $! 2>/dev/null
-    wait $! 2>/dev/null
-    command="import, killed after $delay s"
-    cmp -s killed.kc desk.kc || "$program" tree show killed.kc desk/garden >out 2>err ||
-        fail "$command: neither the old container nor the new one"
-    expect 0 check killed.kc
+# A killed import leaves a plain container as it was or complete. A container in cached form is as it
+# was, complete, or marked; then commands refuse it, and name the command that recovers it.
+for kc in desk desk_cached; do
+    for delay in 0 0.005 0.01 0.02; do
+        cp $kc.kc killed.kc
+        "$program" import killed.kc garden.kc --under desk >out 2>err &
+        sleep $delay
+        kill -9 $! 2>/dev/null
+        wait $! 2>/dev/null
+        command="import into $kc.kc, killed after $delay s"
+        if [[ $kc == desk_cached ]] && ! "$program" info killed.kc >out 2>err; then
+            prints err 'zandrel rebuild-index'
+            continue
+        fi
+        cmp -s killed.kc $kc.kc || "$program" tree show killed.kc desk/garden >out 2>err ||
+            fail "$command: neither the old container nor the new one"
+        expect 0 check killed.kc
+    done
 done
 
 ((failures == 0))

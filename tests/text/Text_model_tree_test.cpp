@@ -10,6 +10,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/CTProgress.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -98,6 +100,35 @@ std::vector<std::string> names_of(const Ranking& ranking) {
     return names;
 }
 
+// Interrupts at the poll `number` after the texts have been analysed, counted from 1.
+class Interrupted_after_analysis : public CTProgress {
+public:
+    explicit Interrupted_after_analysis(int number) : m_left(number) {}
+
+    void SetStatus(const char* status) override { m_status = status; }
+
+    void SetTotal(int total) override { m_texts = total; }
+
+    void Increment(unsigned int steps) override { m_texts -= static_cast<int>(steps); }
+
+    // The analysis polls after each step, also after the last one.
+    bool IsInterrupted() const override {
+        if (m_texts == 0 && !m_is_analysed) {
+            m_is_analysed = true;
+            return false;
+        }
+        return m_is_analysed && --m_left == 0;
+    }
+
+    const std::string& status() const { return m_status; }
+
+private:
+    std::string m_status;
+    int m_texts = -1;  // left to analyse
+    mutable bool m_is_analysed = false;
+    mutable int m_left;
+};
+
 class TextModelTreeTest : public testing::Test {
 protected:
     TextModelTreeTest() { model.train(desk_texts()); }
@@ -113,6 +144,25 @@ TEST_F(TextModelTreeTest, RulesRouteByAPairAndTheStatisticsBehindRankByWords) {
     EXPECT_EQ(model.path_of(english.front()), "desk/english/delivery");
     EXPECT_EQ(names_of(german).front(), "returns");
     EXPECT_EQ(model.path_of(german.front()), "desk/german/returns");
+}
+
+// For a deep tree these passes take as long as the training. There are 40 texts. The search for
+// blocked texts polls once for each text. The distribution that estimates the work polls for each
+// of its two leaves and for the rule node that passes it down: 40 + 3 * 40 = 160 polls.
+TEST_F(TextModelTreeTest, TrainingAndLearningAreInterruptedBeforeTheEngineBegins) {
+    for (const int number : {1, 40, 41, 160}) {
+        SCOPED_TRACE(number);
+        Text_model fresh{options_of(kDesk)};
+        Interrupted_after_analysis training(number);
+        EXPECT_THROW(fresh.train(desk_texts(), &training), qtX<zeWorkflow>);
+        EXPECT_EQ(training.status(), "Analysing the texts");
+        EXPECT_EQ(fresh.manager()->m_progress, nullptr);
+
+        Interrupted_after_analysis learning(number);
+        EXPECT_THROW(model.learn(desk_texts(), &learning), qtX<zeWorkflow>);
+        EXPECT_EQ(learning.status(), "Analysing the texts");
+        EXPECT_EQ(model.manager()->m_progress, nullptr);
+    }
 }
 
 TEST_F(TextModelTreeTest, DefaultIsGivenIfNoRuleFires) {

@@ -1,4 +1,4 @@
-// File_kind: recognises the files that the program itself makes, by their first bytes.
+// File_kind: recognises the files that Zandrel itself makes, by their first bytes.
 #ifndef ZANDREL_TEXT_DATA_FILE_KIND_H_
 #define ZANDREL_TEXT_DATA_FILE_KIND_H_
 

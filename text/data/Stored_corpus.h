@@ -22,7 +22,7 @@ class zeCacheCorpus;
 namespace zandrel {
 
 // The pairs of a stored message that have its texts. Data files cannot give pairs of these names,
-// and the messages that this program trains and classifies do not have them.
+// and the messages that we train and classify do not have them.
 constexpr const char* kTextPair = "_SML_TEXT";
 constexpr const char* kTitlePair = "_SML_TEXT_TITLE";
 constexpr const char* kKeywordsPair = "_SML_TEXT_KEYWORDS";
@@ -50,7 +50,7 @@ Corpus_notes notes_of_texts(const std::string& path, const std::map<qtString, qt
 std::string words_of(const Analysis_settings& analysis);
 bool is_same(const Analysis_settings& left, const Analysis_settings& right);
 
-// Call it in a handler of an error that the library raised while it opened or read a corpus file.
+// Call it in a handler of an error that the engine raised while it opened or read a corpus file.
 // REQUIRES: `errno` was 0 before. RAISES: Input_error if the system could not read the file,
 // otherwise Data_error with the file.
 [[noreturn]] void raise_as_corpus_error(const std::string& path);
@@ -103,6 +103,20 @@ private:
     std::size_t m_size = 0;
     Corpus_notes m_notes;
 };
+
+// A message without a label, which no classifier can learn.
+class Unlabelled_message : public Data_error {
+public:
+    using Data_error::Data_error;
+};
+
+// RAISES: Usage_error if `form` has options, which corpus files do not have.
+void refuse_options_of_corpus(const std::string& path, const Data_form& form);
+
+// Reads the labels of a message. Its text stays in the file. RAISES: Unlabelled_message; Data_error
+// for a message that cannot be read, and for one without the titles that `columns` wants.
+Labelled_text stored_text_of(const std::shared_ptr<const Stored_corpus>& corpus, std::size_t number,
+                             Columns columns);
 
 // Reads the labels of all messages of a corpus file. The texts stay in the file: each
 // Labelled_text refers to its message. Its line is the number of the message plus 1, which is its

@@ -1,5 +1,5 @@
 // Edits of the tree must be all or nothing, and they delete items at once. Deferred_writes makes
-// the library believe that the file is read-only, and that there is room for all classifiers.
+// the engine believe that the file is read-only, and that there is room for all classifiers.
 // commit() then makes up for what was not written: items of deleted classifiers are deleted, and
 // new classifiers are marked as changed, so that the flush writes them.
 #include "text/kc/Deferred_writes.h"

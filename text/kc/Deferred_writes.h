@@ -12,7 +12,7 @@ namespace zandrel {
 // Keeps all changes of a container in cached form in memory until `commit`, so a refused change
 // leaves the file as it was. The bound does not apply meanwhile. Does nothing for another form.
 //
-// With a bound of 1 it does nothing, since the library refuses edits of two classifiers only if it
+// With a bound of 1 it does nothing, since the engine refuses edits of two classifiers only if it
 // sees this bound; verify such an edit before.
 class Deferred_writes {
 public:

@@ -62,7 +62,7 @@ qtPtrLight<zeManager> open_upgraded(const Conversion_options& options,
 
 // `facts`: of the old file. An upgrade clears the compact flag of the copy, so the flag is taken
 // from the old file too. Otherwise a compact container would learn without its statistics. RAISES:
-// Output_error, also if the library refuses what it reads; Data_error.
+// Output_error, also if the engine refuses what it reads; Data_error.
 void write(const Conversion_options& options, zeManager& manager, const Kc_file_facts& facts,
            Replacement_file& file) {
     zandrel::detail::Progress(options.progress).set_status("Writing the container");

@@ -1,4 +1,4 @@
-// Kc_damage: explains errors of the library that a damaged container causes.
+// Kc_damage: explains errors of the engine that a damaged container causes.
 #ifndef ZANDREL_TEXT_KC_KC_DAMAGE_H_
 #define ZANDREL_TEXT_KC_KC_DAMAGE_H_
 
@@ -14,7 +14,7 @@ namespace zandrel {
 // library's words.
 std::string explained(const qtxAll& error);
 
-// Returns the sentence and the library's words without the beginning: for an error in one record,
+// Returns the sentence and the engine's words without the beginning: for an error in one record,
 // which the caller names.
 std::string explanation_of(const qtxAll& error);
 
@@ -29,9 +29,9 @@ std::string explanation_of(const qtxAll& error);
 // system could not read it.
 [[noreturn]] void raise_as_read_error(const std::string& path);
 
-// Works with a container that was read from the file. If its parts do not fit together, the library
+// Works with a container that was read from the file. If its parts do not fit together, the engine
 // may notice that only when they are used.
-// RAISES: what raise_as_data_error raises, for errors of the library; other errors of the work
+// RAISES: what raise_as_data_error raises, for errors of the engine; other errors of the work
 // unchanged.
 template <class Work>
 decltype(auto) work_on_container(const std::string& path, Work&& work) {

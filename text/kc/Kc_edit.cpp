@@ -16,7 +16,7 @@ namespace zandrel {
 
 namespace {
 
-// A change cannot be interrupted, so each error of the library means a refused change or a damaged
+// A change cannot be interrupted, so each error of the engine means a refused change or a damaged
 // file.
 bool is_changed(const std::string& path, const Kc_change& change, qtPtrLight<zeManager>& manager) {
     errno = 0;

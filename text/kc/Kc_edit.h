@@ -18,7 +18,7 @@ namespace zandrel {
 using Kc_view = std::function<void(qtPtrLight<zeManager>& manager)>;
 
 // Reads the container of a file and calls `view` with it. The file stays as it is.
-// RAISES: Data_error "FILE: message" if the library finds damage while `view` uses the container;
+// RAISES: Data_error "FILE: message" if the engine finds damage while `view` uses the container;
 // what read_kc and the view raise otherwise.
 void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view,
              const Cache_bound& bound = {});
@@ -30,7 +30,7 @@ using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
 // cached form, into the file. The file stays as it is if the change is refused or changes nothing.
 // In cached form this is true only if the change uses Deferred_writes, or writes nothing before its
 // last check. A compact container stays compact.
-// RAISES: Data_error "FILE: message" for what the library or the program refuses; what Kc_lock,
+// RAISES: Data_error "FILE: message" for a change that is refused; what Kc_lock,
 // read_kc and write_kc raise, and what the change raises otherwise.
 void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
              const Cache_bound& bound = {});

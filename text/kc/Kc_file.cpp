@@ -1,4 +1,4 @@
-// Reads and writes containers with the library, and turns its errors into those of the program.
+// Reads and writes containers with the engine, and turns its errors into those of errors.h.
 // Reading verifies the seal first; writing uses Replacement_file, whose source has an example.
 #include "text/kc/Kc_file.h"
 
@@ -112,7 +112,7 @@ void check_overwriting(const Target_file& target, bool replaces, const std::stri
         return;
     }
     if (!begins_as_kc(target.path())) {
-        throw Data_error(target.name(), "this is no knowledge container, and " + command +
+        throw Other_file(target.name(), "this is no knowledge container, and " + command +
                                             " replaces no other file");
     }
     if (!replaces) {

@@ -1,4 +1,4 @@
-// Kc_header: the first bytes of a file, by which the program recognises a container and its form.
+// Kc_header: the first bytes of a file, by which we recognise a container and its form.
 #ifndef ZANDREL_TEXT_KC_KC_HEADER_H_
 #define ZANDREL_TEXT_KC_KC_HEADER_H_
 
@@ -23,10 +23,10 @@ struct Kc_header {
 // and may be damaged.
 // RAISES: Input_error for a file that cannot be opened or read, or is not a regular file.
 std::optional<Kc_header> read_kc_header(const std::string& path);
-// Returns the form of a file. A file that is no container has the plain form: the library then
+// Returns the form of a file. A file that is no container has the plain form: the engine then
 // names the error in it. RAISES: what read_kc_header raises.
 Kc_form form_of(const std::string& path);
-// Returns whether the container is of version 1 in cached form, so that the library would upgrade
+// Returns whether the container is of version 1 in cached form, so that the engine would upgrade
 // it in place when it opens it.
 bool is_old_cached(const Kc_header& header);
 

@@ -55,7 +55,7 @@ std::vector<Key_value> setting_values(const std::vector<std::string>& words);
 
 // Gives the values to the container and to each of its statistical classifiers. The other settings
 // of a classifier keep their values, also where they differ from those of the container. A setting
-// that the program chose becomes the user's, also if the user gives the same value. Returns whether
+// that we have chosen becomes the user's, also if the user gives the same value. Returns whether
 // anything has changed.
 // REQUIRES: values as `setting_values` gives them.
 // RAISES: Edit_refused, changing nothing, for a compact container if a classifier would have to
@@ -66,7 +66,7 @@ bool set_kc_settings(qtPtrLight<zeManager>& manager, const std::vector<Key_value
 std::map<qtString, qtString> setting_texts(const zeConfig& config, const zeDefaults& defaults);
 
 // Writes an options file with all settings of the container, as zeOptMap::Dump writes it: lines
-// "Key = value" in the order of the keys. "UseExtParms = 1" is one of them, since the library uses
+// "Key = value" in the order of the keys. "UseExtParms = 1" is one of them, since the engine uses
 // no other setting of a file without it.
 void write_options_file(const zeManager& manager, std::ostream& out);
 // The paths of the classifiers that have another value of any setting, sorted. These values are not

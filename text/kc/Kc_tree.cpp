@@ -1,4 +1,4 @@
-// Edits of the logical tree, with the checks that the library leaves to the program.
+// Edits of the logical tree, with the checks that the engine leaves to its callers.
 //
 // Two guards are made before an edit and check after it:
 // - Compact_guard refuses an edit that a compact container does not allow (zandrel::allows_edit).
@@ -49,7 +49,7 @@ namespace {
 
 using Edit = zandrel::Tree_edit::Kind;
 
-// Asks the library before an edit whether a compact container allows it, and refuses the edit
+// Asks the engine before an edit whether a compact container allows it, and refuses the edit
 // afterwards. So an edit that breaks a rule of the tree is refused with the message of the tree.
 class Compact_guard {
 public:

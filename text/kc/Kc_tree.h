@@ -13,12 +13,12 @@ class zeManager;
 
 namespace zandrel {
 
-// The text of the library's error for an edit that needs two classifiers in memory. With a bound of
-// 1 the program raises it too, for edits that could be undone only in memory.
+// The text of the engine's error for an edit that needs two classifiers in memory. With a bound of
+// 1 we raise it too, for edits that could be undone only in memory.
 inline constexpr const char* kOneClassifier =
     "KB can't be modified until cache size is increased from 1 to 2";
 
-// An edit that the library would make, but that would damage the container.
+// An edit that the engine would make, but that would damage the container.
 class Edit_refused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

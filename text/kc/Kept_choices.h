@@ -1,4 +1,4 @@
-// Kept_choices: a knowledge container's list of the settings that the program chose for it.
+// Kept_choices: a knowledge container's list of the settings that we have chosen for it.
 #ifndef ZANDREL_TEXT_KC_KEPT_CHOICES_H_
 #define ZANDREL_TEXT_KC_KEPT_CHOICES_H_
 
@@ -12,14 +12,14 @@ struct zeConfig;
 namespace zandrel {
 
 // The key of the optional setting with the choices, for example "ProfileSize=10000 SuppressM=0".
-// The setting is missing if the program chose nothing.
+// The setting is missing if we chose nothing.
 constexpr const char* kChoicesKey = "zandrel.choices";
 
 // Writes the choices into the container, in place of those that it keeps.
 void keep_choices(const std::vector<Chosen_setting>& choices, zeConfig& config);
 
-// The choices that are still in use. If the value of a setting has changed since, the setting is
-// not a choice of the program any more, and is left out.
+// The choices that are still in use. A setting whose value has changed since is not our choice any
+// more, and is left out.
 std::vector<Chosen_setting> kept_choices(const zeConfig& config, const zeDefaults& defaults);
 
 // Removes the choices that the user's values replace (replaces_choice) from the list. The values of

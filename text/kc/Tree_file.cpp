@@ -1,4 +1,4 @@
-// Passes each line of a text to the library's reader of lines, which LoadText uses too, and adds
+// Passes each line of a text to the engine's reader of lines, which LoadText uses too, and adds
 // file and line to its errors. The library ends a line at each CR and at each LF. We read lines
 // that end with LF or CR LF, and split the rest at each other CR. So for "a\r\nb\rc" the lines 1, 2
 // and 3 are "a", "b" and "c".

@@ -22,11 +22,10 @@ struct Stat_classifier {
 
 using Stat_visit = std::function<void(const Stat_classifier& classifier)>;
 
-// The library accepts a greater resolution than the program does. The program refuses the file,
-// since the histogram of each new category would have this resolution, and the resulting file may
-// be too large to be read. In cached form a model is in memory only when it is needed, so it is
-// checked when the two functions below visit it, and before it gets a category.
-// RAISES: Data_error.
+// The engine accepts a greater resolution than we do. We refuse the file, since the histogram of
+// each new category would have this resolution, and the resulting file may be too large to be read.
+// In cached form a model is in memory only when it is needed, so it is checked when the two
+// functions below visit it, and before it gets a category. RAISES: Data_error.
 void require_usual_resolution(const std::string& file, int resolution);
 
 // Checks the statistical model, if there is one, that decides about the children of a node. Call

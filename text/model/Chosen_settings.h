@@ -1,5 +1,4 @@
-// Chosen_settings: settings that the program chooses for a new container, unless the user gives
-// them.
+// Chosen_settings: settings that we choose for a new container, unless the user gives them.
 #ifndef ZANDREL_TEXT_MODEL_CHOSEN_SETTINGS_H_
 #define ZANDREL_TEXT_MODEL_CHOSEN_SETTINGS_H_
 
@@ -32,8 +31,8 @@ struct Chosen_setting {
 std::vector<Chosen_setting> choose_settings(Analysis_kind kind, std::size_t label_count,
                                             const Engine_settings* given);
 
-// Returns whether a user's value for the key `given` replaces the program's choice for the key
-// `chosen`. It replaces the choice for the same key. Also:
+// Returns whether a user's value for the key `given` replaces our choice for the key `chosen`. It
+// replaces the choice for the same key. Also:
 // - Any of the three limits replaces all three: MaxRlimit replaces AverageRlimit.
 // - MinPsSize, MaxPsSize or ProfileSize replaces both MinPsSize and MaxPsSize, but the first two do
 //   not replace ProfileSize.

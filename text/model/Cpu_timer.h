@@ -1,4 +1,4 @@
-// Cpu_timer: measures the CPU time of parts of the program.
+// Cpu_timer: measures the CPU time of parts of the work.
 #ifndef ZANDREL_TEXT_MODEL_CPU_TIMER_H_
 #define ZANDREL_TEXT_MODEL_CPU_TIMER_H_
 

@@ -1,4 +1,4 @@
-// Checks keys and values with the library's list of known keys, and applies them with its map of
+// Checks keys and values with the engine's list of known keys, and applies them with its map of
 // options. Example: "PLifeExpectancy=300" is refused with "is not between 0 and 255".
 #include "text/model/Engine_settings.h"
 

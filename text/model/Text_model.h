@@ -1,4 +1,4 @@
-// Text_model: a text classifier made from the objects of the library: training, learning, ranking,
+// Text_model: a text classifier made from the objects of the engine: training, learning, ranking,
 // explaining.
 #ifndef ZANDREL_TEXT_MODEL_TEXT_MODEL_H_
 #define ZANDREL_TEXT_MODEL_TEXT_MODEL_H_
@@ -196,8 +196,7 @@ public:
     std::vector<std::string> labels() const;
     Model_size size() const;
 
-    // The settings that the program has chosen for a new model; empty before `train` or
-    // `bootstrap`.
+    // The settings that we have chosen for a new model; empty before `train` or `bootstrap`.
     const std::vector<Chosen_setting>& choices() const { return m_choices; }
 
     // How the model analyses texts.
@@ -260,7 +259,7 @@ private:
     qtPtrLight<zeManager> m_manager;
     Analysis_settings m_settings;
     Engine_settings* m_given = nullptr;          // BORROWS: the user's settings; null: none
-    std::vector<Chosen_setting> m_choices;       // of the program, for a new model
+    std::vector<Chosen_setting> m_choices;       // ours, for a new model
     qtPtrLight<zeWorkflow> m_workflow;           // null before training
     std::vector<zeStat_storage*> m_uncorrected;  // BORROWS: storages whose tables are switched off
     // In cached form these are collected once, since that reads all classifiers.

@@ -1,4 +1,4 @@
-// Passes each line to the library's parser and collects its errors.
+// Passes each line to the engine's parser and collects its errors.
 #include "text/rules/Rule_check.h"
 
 #include <cerrno>

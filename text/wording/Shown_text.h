@@ -33,7 +33,7 @@ std::string shown_value(std::string_view text);
 std::string shown_file(std::string_view name);
 // The same for the message of a parser, which may quote a value in a sentence.
 std::string shown_complaint(std::string_view text);
-// The same for a whole message. Some of its values may come from the library, and are not escaped
+// The same for a whole message. Some of its values may come from the engine, and are not escaped
 // yet.
 std::string shown_message(std::string_view text);
 
