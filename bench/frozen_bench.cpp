@@ -142,12 +142,23 @@ struct Model {
     Frozen_tree tree;
 };
 
-// The models live as long as the program, since making one takes long.
+// The models live as long as the program, since making one takes long. Only those that are asked
+// for are made.
 Model& model_of(const benchmark::State& state) {
-    static Model small_flat(5000, 10, false);
-    static Model flat(100000, 200, false);
-    static Model deep(100000, 200, true);
-    return state.range(0) == 0 ? small_flat : (state.range(0) == 1 ? flat : deep);
+    switch (state.range(0)) {
+        case 0: {
+            static Model small_flat(5000, 10, false);
+            return small_flat;
+        }
+        case 1: {
+            static Model flat(100000, 200, false);
+            return flat;
+        }
+        default: {
+            static Model deep(100000, 200, true);
+            return deep;
+        }
+    }
 }
 
 void BM_ClassifyByEngine(benchmark::State& state) {

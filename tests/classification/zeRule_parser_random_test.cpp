@@ -13,6 +13,7 @@
 #include "zandrel/classification/Rule_code.h"
 
 #include "tests/classification/rule_oracle.h"
+#include "tests/support/repetitions.h"
 #include "tests/support/rule_dump.h"
 
 namespace {
@@ -179,9 +180,9 @@ void check_random_rules(unsigned int first_seed, unsigned int count, int deepest
 }  // namespace
 
 TEST(RuleParserRandomTest, RandomRulesAgree) {
-    check_random_rules(1, 3000, 12);
+    check_random_rules(1, zandrel_tests::repetitions(3000), 12);
 }
 
 TEST(RuleParserRandomTest, DeepRandomRulesAgree) {
-    check_random_rules(100001, 100, 300);
+    check_random_rules(100001, zandrel_tests::repetitions(100), 300);
 }

@@ -12,6 +12,7 @@
 #include "tests/support/kc_file.h"
 #include "tests/support/logical_tree.h"
 #include "tests/support/news_desk.h"
+#include "tests/support/repetitions.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -70,7 +71,7 @@ void expect_parts_read_back(zeManager& manager) {
 class zeIOModelTest : public testing::TestWithParam<bool> {};
 
 TEST_P(zeIOModelTest, EditedContainersAreReadBackEqual) {
-    constexpr unsigned int kContainers = 40;
+    constexpr unsigned int kContainers = zandrel_tests::repetitions(40);
     for (unsigned int seed = 0; seed < kContainers; ++seed) {
         Random_edits edits(seed, GetParam(), 4 + 2 * seed);
         for (int edit = 0; edit < kEdits; ++edit) {

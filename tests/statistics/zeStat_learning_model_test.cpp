@@ -20,6 +20,7 @@
 #include "tests/statistics/labelled_corpus.h"
 #include "tests/statistics/random_corpus.h"
 #include "tests/statistics/slow_learner.h"
+#include "tests/support/repetitions.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -281,7 +282,7 @@ Model_state learn_with(const Table_history& history, unsigned int seed, unsigned
 }
 
 TEST(zeStatLearningDeterminismTest, SameMessagesGiveTheSameModelForAnyHistoryOfTheTables) {
-    for (unsigned int seed = 1; seed <= 3; ++seed) {
+    for (unsigned int seed = 1; seed <= zandrel_tests::repetitions(3); ++seed) {
         for (unsigned int number = 0; number < kLearningCombinations; number += 37) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", combination " << number);
             const Model_state plain = learn_with({{}, 100, false}, seed, number);

@@ -23,6 +23,7 @@
 #include "zandrel/statistics/zeStat_storage.h"
 
 #include "tests/support/bags.h"
+#include "tests/support/repetitions.h"
 #include "tests/support/small_model.h"
 
 namespace {
@@ -313,7 +314,7 @@ protected:
 
 TEST_P(zeStatTrainerSelectionModelTest, ResultEqualsTheSlowSelectionBitByBit) {
     for (const int profile_size : {0, 1, 7, 40, 1000}) {
-        for (unsigned int seed = 1; seed <= 6; ++seed) {
+        for (unsigned int seed = 1; seed <= zandrel_tests::repetitions(6); ++seed) {
             for (const bool is_damaged : {false, true}) {
                 Compare(profile_size, seed, is_damaged);
                 if (HasFailure()) {

@@ -238,11 +238,19 @@ namespace {
 
 // The dictionary as Batched_look_up.h wants it.
 struct Look_up {
+    // A new record can move others to other slots, so a look-up begins anew.
+    struct Start {};
+
+    static std::uint32_t hash_of(std::string_view text) noexcept { return hash_text(text); }
+
     void prefetch_slot(std::uint32_t hash) const noexcept { dictionary.prefetch_slot(hash); }
 
-    void prefetch_record(std::uint32_t hash) const noexcept { dictionary.prefetch_record(hash); }
+    Start prefetch_record(std::uint32_t hash) const noexcept {
+        dictionary.prefetch_record(hash);
+        return {};
+    }
 
-    Concept find(std::string_view text, std::uint32_t hash) const {
+    static Concept find(std::string_view text, std::uint32_t hash, Start /*unused*/) {
         return find_or_add(text, hash);
     }
 
@@ -252,8 +260,7 @@ struct Look_up {
 }  // namespace
 
 void Concept::insert_views(std::span<const std::string_view> texts, Concept* concepts) {
-    zandrel::detail::look_up_together(Look_up{Concept_dictionary::instance()}, hash_text, texts,
-                                      concepts);
+    zandrel::detail::look_up_together(Look_up{Concept_dictionary::instance()}, texts, concepts);
 }
 
 std::uint32_t Concept::hash_of(std::string_view text) noexcept {

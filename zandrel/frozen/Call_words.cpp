@@ -15,16 +15,22 @@ namespace zandrel::detail {
 // The container's words and those of the call, as look_up_together wants them. Most words are known
 // to the container, so only its table is loaded in advance.
 struct Call_words::Look_up {
+    using Start = Frozen_words::Start;
+
+    static std::uint32_t hash_of(std::string_view text) noexcept {
+        return Uncounted_concept::hash_of(text);
+    }
+
     void prefetch_slot(std::uint32_t hash) const noexcept { known.prefetch_slot(hash); }
 
-    void prefetch_record(std::uint32_t hash) const noexcept { known.prefetch_record(hash); }
+    Start prefetch_record(std::uint32_t hash) const noexcept { return known.prefetch_record(hash); }
 
-    Concept find(std::string_view text, std::uint32_t hash) const {
-        if (text.empty()) {
-            return Concept();
+    Concept find(std::string_view text, std::uint32_t hash, Start start) const {
+        std::byte* const found = known.find(text, hash, start);
+        if (found != nullptr) {
+            return Uncounted_concept::at(found);
         }
-        std::byte* const found = known.find(text, hash);
-        return found != nullptr ? Uncounted_concept::at(found) : unknown.find_or_add(text, hash);
+        return text.empty() ? Concept() : unknown.find_or_add(text, hash);
     }
 
     const Frozen_words& known;
@@ -35,7 +41,7 @@ Call_words::Call_words() : m_slots(kFewestSlots) {}
 
 void Call_words::look_up(const Frozen_words& known, std::span<const std::string_view> texts,
                          Concept* concepts) {
-    look_up_together(Look_up{known, *this}, Uncounted_concept::hash_of, texts, concepts);
+    look_up_together(Look_up{known, *this}, texts, concepts);
 }
 
 Concept Call_words::find_or_add(std::string_view text, std::uint32_t hash) {

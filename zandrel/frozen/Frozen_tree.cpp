@@ -24,8 +24,11 @@
 #include "zandrel/knowledge/fixed_names.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/Clipped_bag.h"
+#include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/Match_scorer.h"
 #include "zandrel/statistics/Match_sums.h"
 #include "zandrel/statistics/Score_without.h"
 

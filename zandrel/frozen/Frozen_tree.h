@@ -109,7 +109,7 @@ public:
     // REQUIRES: has_learned_words().
     bool has_learned(const Concept& word) const;
 
-    // The memory of this object in bytes. It is mostly for words and rows: about 45 bytes for each
+    // The memory of this object in bytes. It is mostly for words and rows: 40 to 55 bytes for each
     // word, plus 16 for each row of a match table. A match table itself takes about 30 bytes for a
     // row, plus 8 for each of its pairs.
     std::size_t memory_use() const;

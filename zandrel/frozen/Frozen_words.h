@@ -11,7 +11,9 @@
 
 #include "zandrel/export.h"
 #include "zandrel/foundation/Concept.h"
+#include "zandrel/foundation/Uncounted_concept.h"
 #include "zandrel/foundation/concept_map.h"
+#include "zandrel/foundation/prefetch.h"
 
 namespace zandrel::detail {
 
@@ -33,14 +35,20 @@ public:
     // REQUIRES: no erased entry in the list; the rules for the threads of concepts.
     explicit Frozen_words(const List& words);
 
+    // The slot where a search begins.
+    using Start = std::size_t;
+
     // Returns the record of a text, or null. `hash`: of the text.
     std::byte* find(std::string_view text, std::uint32_t hash) const noexcept {
-        if (m_slots.empty()) {
-            return nullptr;
-        }
-        for (std::size_t at = home(hash); m_slots[at].place != kFree; at = next(at)) {
-            if (m_slots[at].hash == hash && text == text_of(m_slots[at])) {
-                return block_of(m_slots[at]);
+        return find(text, hash, home(hash));
+    }
+
+    // Does the same. `start`: what `prefetch_record` returned for the hash.
+    std::byte* find(std::string_view text, std::uint32_t hash, Start start) const noexcept {
+        const Slot* const slots = m_slots.data();
+        for (std::size_t at = start; slots[at].place != kFree; at = next(at)) {
+            if (slots[at].hash == hash && text == text_of(slots[at])) {
+                return block_of(slots[at]);
             }
         }
         return nullptr;
@@ -52,8 +60,21 @@ public:
     Concept bind(const Concept& word) const;
 
     // As look_up_together wants them.
-    void prefetch_slot(std::uint32_t hash) const noexcept;
-    void prefetch_record(std::uint32_t hash) const noexcept;
+
+    void prefetch_slot(std::uint32_t hash) const noexcept { prefetch(&m_slots[home(hash)]); }
+
+    // Returns the first slot with this hash, or the free slot where the search for it ends.
+    Start prefetch_record(std::uint32_t hash) const noexcept {
+        const Slot* const slots = m_slots.data();
+        std::size_t at = home(hash);
+        while (slots[at].hash != hash && slots[at].place != kFree) {
+            at = next(at);
+        }
+        if (slots[at].place != kFree) {
+            prefetch(block_of(slots[at]));
+        }
+        return at;
+    }
 
     std::size_t size() const noexcept { return m_size; }
 
@@ -70,24 +91,23 @@ private:
         std::uint32_t place = kFree;
     };
 
-    // The high bits of a product with the number of slots. So that number need not be a power of
-    // two, and the table has no unused slots beyond those that it needs.
-    std::size_t home(std::uint32_t hash) const noexcept {
-        return static_cast<std::size_t>((std::uint64_t{hash} * m_slots.size()) >> 32U);
-    }
+    std::size_t home(std::uint32_t hash) const noexcept { return hash & m_mask; }
 
-    std::size_t next(std::size_t at) const noexcept {
-        return at + 1 == m_slots.size() ? 0 : at + 1;
-    }
+    std::size_t next(std::size_t at) const noexcept { return (at + 1) & m_mask; }
 
     std::byte* block_of(const Slot& slot) const noexcept {
         return m_records.get() + kUnit * slot.place;
     }
 
-    std::string_view text_of(const Slot& slot) const noexcept;
+    std::string_view text_of(const Slot& slot) const noexcept {
+        return Uncounted_concept::text_at(block_of(slot));
+    }
+
     void add(std::string_view text, std::uint32_t hash, std::size_t at, std::uint32_t number);
 
-    std::vector<Slot> m_slots;
+    // Their number is a power of two, and at least one is free, so that each search ends.
+    std::vector<Slot> m_slots = std::vector<Slot>(1);
+    std::size_t m_mask = 0;  // one less than that
     std::unique_ptr<std::byte[]> m_records;
     std::size_t m_record_bytes = 0;
     std::size_t m_size = 0;
