@@ -371,7 +371,7 @@ TEST_F(ClassifierTest, RulesReadFieldsOfEachType) {
     options.tree =
         "+\t[Rule]\t[NoScore]\t[]\t[desk]\t[]\n"
         "++\t[Leaf]\t[Score]\t[]\t[large]\t[$amount(n) >= 500]\n"
-        "++\t[Leaf]\t[Score]\t[]\t[gift]\t[$gift(b)]\n"
+        "++\t[Leaf]\t[Score]\t[]\t[gift]\t[$gift(n) == 1]\n"
         "++\t[Leaf]\t[Score]\t[]\t[rest]\t[default]\n";
     const Classifier classifier =
         Classifier::train(std::vector<Example>{{{"rest"}, "nothing"}}, options);

@@ -65,13 +65,20 @@ struct Classify_options {
 // Threads: several threads may call the constant functions of one object at the same time, and
 // several objects may be used at the same time. `learn` waits for the calls that are running on
 // this object, and calls that begin meanwhile wait for it. Opening, training, learning, saving and
-// closing of all objects of the process take turns. The classes of the engine still belong to one
-// thread: do not use them while this library works in another thread.
+// closing of all objects of the process take turns; classifying and explaining go on meanwhile.
+// Moving an object and using it at the same time is not allowed. The classes of the engine still
+// belong to one thread: do not use them while this library works in another thread.
+//
+// A container in cached form can be opened, classified and explained, but its calls take turns with
+// all of these, since they read its file. It can be neither learned nor saved.
+//
+// The first explanation reads the words that were learned, which takes time and memory in a large
+// container.
 //
 // A process that forks after `open` can classify in both processes, if no other thread is in a call
 // of this library at the time of the fork.
 //
-// Errors: Error.
+// Errors: Error. Codes that each function can raise: closed, out_of_memory, failed.
 class ZANDREL_TEXT_EXPORT Classifier {
 public:
     // Reads a container. It knows how its texts were analysed.
@@ -90,12 +97,17 @@ public:
     ~Classifier();  // closes
 
     // Learns examples as one bulk, at a fixed size of the model. The file does not change before
-    // `save`. After an error other than unknown_label and wrong_data, which change nothing, the
-    // container is as it was.
+    // `save`. After an error the container is as it was: for this, a copy of it is in memory while
+    // it learns, as large as its file. If there is no memory to restore it, all later calls raise
+    // `failed`.
+    // RAISES: unknown_label, wrong_data, unsupported for a compact container or one in cached form,
+    // other_analysis for a corpus file, interrupted, damaged.
     void learn(std::span<const Example> examples, const Learn_options& options = {});
     void learn(Records& records, const Learn_options& options = {});
 
     // The labels with the highest scores, the best first.
+    // RAISES: invalid_argument for a threshold outside of 0 to 1, and for a field with a wrong name
+    // or value.
     std::vector<Label> classify(const Text& text, const Classify_options& options = {}) const;
     // One list for each text, in their order.
     std::vector<std::vector<Label>> classify(std::span<const Text> texts,
@@ -106,7 +118,9 @@ public:
     Reasons explain(const Text& text, std::string_view node = {}) const;
 
     // Writes the container, whole or not at all. The file is replaced only when the new one is
-    // complete.
+    // complete. A change of the file since `open` is overwritten.
+    // RAISES: cannot_write; busy while another process changes the file; not_a_container if the
+    // file is something else; unsupported in cached form.
     void save(const std::string& path);
 
     // Waits for calls that are running, and frees the container. All later calls raise `closed`.
