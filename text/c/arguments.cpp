@@ -21,6 +21,7 @@ constexpr std::size_t kLargestOptions = 4096;
 static_assert(static_cast<int>(Field::Type::string) == ZANDREL_STRING);
 static_assert(static_cast<int>(Field::Type::number) == ZANDREL_NUMBER);
 static_assert(static_cast<int>(Field::Type::date) == ZANDREL_DATE);
+static_assert(static_cast<int>(Field::Type::boolean) == ZANDREL_BOOLEAN);
 
 // Returns the options that the caller gave. A caller with a later header has members that we do not
 // know. If they are 0, the caller does not use them, and we can ignore them. A caller with an
@@ -46,7 +47,10 @@ std::string string_or_nothing(const char* text) {
     return text == nullptr ? std::string() : std::string(text);
 }
 
-Analysis analysis_of(const char* kind, const char* stem) {
+std::optional<Analysis> analysis_of(const char* kind, const char* stem) {
+    if (kind == nullptr && stem == nullptr) {
+        return std::nullopt;
+    }
     Analysis analysis;
     if (kind != nullptr) {
         analysis.kind = kind;
@@ -64,7 +68,7 @@ std::vector<Field> fields_of(const zandrel_text& text, const Argument& argument)
     for (std::size_t i = 0; i < text.field_count; ++i) {
         const zandrel_field& field = text.fields[i];
         const Argument place = {"fields", &argument, i};
-        if (field.type < ZANDREL_STRING || field.type > ZANDREL_DATE) {
+        if (field.type < ZANDREL_STRING || field.type > ZANDREL_BOOLEAN) {
             refuse({"type", &place}, "is not a type of fields");
         }
         fields.push_back(
@@ -161,9 +165,7 @@ Example example_of(const zandrel_example& example, const Argument& argument) {
 Open_options options_of(const zandrel_open_options* options) {
     const zandrel_open_options given = read_options(options, "options");
     Open_options result;
-    if (given.analysis != nullptr || given.stem != nullptr) {
-        result.analysis = analysis_of(given.analysis, given.stem);
-    }
+    result.analysis = analysis_of(given.analysis, given.stem);
     result.progress = progress_of(given.progress, given.user_data);
     return result;
 }

@@ -103,7 +103,7 @@ void refuse_in_progress() {
     }
 }
 
-Progress progress_of(zandrel_progress callback, void* user_data) {
+Progress_function progress_of(zandrel_progress callback, void* user_data) {
     if (callback == nullptr) {
         return {};
     }

@@ -30,7 +30,7 @@ zandrel_code guarded(Work&& work) noexcept {
 }
 
 // The callback for the C++ classes. Null becomes an empty function.
-Progress progress_of(zandrel_progress callback, void* user_data);
+Progress_function progress_of(zandrel_progress callback, void* user_data);
 
 }  // namespace zandrel::c
 

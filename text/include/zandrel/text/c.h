@@ -99,12 +99,13 @@ typedef struct zandrel_string {
     size_t length;  // in bytes, or ZANDREL_TO_ZERO
 } zandrel_string;
 
-// How rules may read a value. A date is seconds since 1970, or ISO 8601.
+// How rules may read a value.
 typedef int zandrel_field_type;
 
 enum { ZANDREL_STRING = 0, ZANDREL_NUMBER = 1, ZANDREL_DATE = 2 };
 
-// A value that rules read by its name: `$size(n)` reads the field "size".
+// A value that rules read by its name: `$size(n)` reads the field "size". Several fields of one name,
+// which must have one type and follow each other, are the elements of a list.
 typedef struct zandrel_field {
     zandrel_string name;
     zandrel_string value;  // in its text form
@@ -164,8 +165,10 @@ typedef struct zandrel_open_options {
 
 typedef struct zandrel_train_options {
     size_t size;
-    const char* analysis;  // NULL: "phrases", words and pairs of neighbours
-    const char* stem;      // NULL: words stay as they are
+    // As for zandrel_open. Both NULL: that of a corpus file, otherwise "phrases" (words and pairs of
+    // neighbours) without a stemmer.
+    const char* analysis;
+    const char* stem;
     // The library chooses the other settings as the program does; see docs/options.md.
     const zandrel_setting* settings;
     size_t setting_count;
@@ -320,8 +323,7 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_label_names(const zandrel_classifier* c
 
 // How the texts of the container were analysed. `stem` gets "" if there is no stemmer. `kind` or
 // `stem` may be NULL.
-// The strings belong to the classifier and are valid until it is closed or freed.
-// ERRORS: closed.
+// The strings belong to the classifier and are valid until it is freed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_analysis(const zandrel_classifier* classifier,
                                                   const char** kind, const char** stem);
 
