@@ -160,8 +160,8 @@ static void classify(const Slot* slot) {
 static void classify_texts(const Slot* slot) {
     const size_t count = random_below(kMostTexts + 1);
     char characters[kMostTexts][32];
-    zandrel_text texts[kMostTexts];
-    zandrel_labels* labels[kMostTexts];
+    zandrel_text texts[kMostTexts] = {{NULL, 0, NULL, 0}};
+    zandrel_labels* labels[kMostTexts] = {NULL};
     zandrel_code expected = code_of(slot);
     for (size_t i = 0; i < count; ++i) {
         const zandrel_text text = {characters[i], random_text(characters[i], 32), NULL, 0};

@@ -102,7 +102,12 @@ typedef struct zandrel_string {
 // How rules may read a value.
 typedef int zandrel_field_type;
 
-enum { ZANDREL_STRING = 0, ZANDREL_NUMBER = 1, ZANDREL_DATE = 2 };
+enum {
+    ZANDREL_STRING = 0,
+    ZANDREL_NUMBER = 1,  // in decimal, such as 7 or -1.5
+    ZANDREL_DATE = 2,    // such as 2026-01-31T10:00:00Z, or seconds since 1970
+    ZANDREL_BOOLEAN = 3  // true or false
+};
 
 // A value that rules read by its name: `$size(n)` reads the field "size". Several fields of one name,
 // which must have one type and follow each other, are the elements of a list.
@@ -202,8 +207,8 @@ typedef struct zandrel_record_form {
     size_t label_column_count;
     const char* const* field_columns;  // NAME or NAME=COLUMN
     size_t field_column_count;
-    const char* label_separator;  // NULL: that of the format; "": the whole column is one label
     bool has_header;
+    const char* label_separator;  // NULL: that of the format; "": the whole column is one label
 } zandrel_record_form;
 
 // --- Results ---
