@@ -158,7 +158,7 @@ static void classify(const Slot* slot) {
 }
 
 static void classify_texts(const Slot* slot) {
-    const size_t count = random_below(kMostTexts + 1);
+    const size_t count = random_below(kMostTexts) + 1;
     char characters[kMostTexts][32];
     zandrel_text texts[kMostTexts] = {{NULL, 0, NULL, 0}};
     zandrel_labels* labels[kMostTexts] = {NULL};

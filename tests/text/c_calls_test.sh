@@ -7,7 +7,7 @@ set -euo pipefail
 program=$1 steps=$2 seed=$3
 checker=()
 if (($# > 3)); then
-    checker=("$4" --quiet --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=all
+    checker=("$4" --quiet --suppressions="$(dirname "$0")/c_calls.supp" --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=all
         --error-exitcode=99)
 fi
 

@@ -109,8 +109,8 @@ enum {
     ZANDREL_BOOLEAN = 3  // true or false
 };
 
-// A value that rules read by its name: `$size(n)` reads the field "size". Several fields of one name,
-// which must have one type and follow each other, are the elements of a list.
+// A value that rules read by its name: `$size(n)` reads the field "size". Several fields of one
+// name, which must have one type and follow each other, are the elements of a list.
 typedef struct zandrel_field {
     zandrel_string name;
     zandrel_string value;  // in its text form
@@ -170,8 +170,8 @@ typedef struct zandrel_open_options {
 
 typedef struct zandrel_train_options {
     size_t size;
-    // As for zandrel_open. Both NULL: that of a corpus file, otherwise "phrases" (words and pairs of
-    // neighbours) without a stemmer.
+    // As for zandrel_open. Both NULL: that of a corpus file, otherwise "phrases" (words and pairs
+    // of neighbours) without a stemmer.
     const char* analysis;
     const char* stem;
     // The library chooses the other settings as the program does; see docs/options.md.
