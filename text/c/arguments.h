@@ -21,7 +21,7 @@ namespace zandrel::c {
 // {"name", &field} with field = {"fields", &text, 1} and text = {"texts", nullptr, 0} is
 // "texts[0].fields[1].name".
 struct Argument {
-    const char* name;
+    const char* name = "";
     const Argument* owner = nullptr;
     std::optional<std::size_t> index = {};
 

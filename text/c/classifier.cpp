@@ -20,7 +20,15 @@
 #include "text/c/results.h"
 
 using zandrel::Classifier;
-using namespace zandrel::c;
+using zandrel::c::guarded;
+using zandrel::c::guarded_making;
+using zandrel::c::need;
+using zandrel::c::options_of;
+using zandrel::c::Owned_labels;
+using zandrel::c::Owned_names;
+using zandrel::c::Owned_reasons;
+using zandrel::c::text_of;
+using zandrel::c::view_of;
 
 struct zandrel_classifier {
     explicit zandrel_classifier(Classifier&& opened) : classifier(std::move(opened)) {}
@@ -53,14 +61,15 @@ std::vector<zandrel::Text> texts_of(const zandrel_text* texts, std::size_t count
     return result;
 }
 
-// All results are made before one is given to the caller, so after a failure none is.
+// All results are made before one is given to the caller, so after a failure none is. `labels` may
+// be null if there are no lists.
 void give_labels(std::vector<std::vector<zandrel::Label>>&& lists, zandrel_labels** labels) {
     std::vector<std::unique_ptr<Owned_labels>> owned;
     owned.reserve(lists.size());
     for (std::vector<zandrel::Label>& list : lists) {
         owned.push_back(std::make_unique<Owned_labels>(std::move(list)));
     }
-    for (std::size_t i = 0; i < owned.size(); ++i) {
+    for (std::size_t i = 0; labels != nullptr && i < owned.size(); ++i) {
         labels[i] = owned[i].release();
     }
 }

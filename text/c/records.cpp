@@ -6,6 +6,12 @@
 #include "text/c/arguments.h"
 #include "text/c/calls.h"
 
+using zandrel::c::example_of;
+using zandrel::c::form_of;
+using zandrel::c::guarded;
+using zandrel::c::guarded_making;
+using zandrel::c::need;
+
 namespace {
 
 zandrel_string shown(const std::string& text) {
@@ -33,13 +39,11 @@ const zandrel_example* zandrel_records::next() {
 }
 
 zandrel_code zandrel_examples_new(zandrel_examples** examples) {
-    using namespace zandrel::c;
     return guarded_making(examples, {"examples"},
                           [] { return std::make_unique<zandrel_examples>(); });
 }
 
 zandrel_code zandrel_examples_add(zandrel_examples* examples, const zandrel_example* example) {
-    using namespace zandrel::c;
     return guarded([&] {
         need(examples, {"examples"});
         need(example, {"example"});
@@ -53,7 +57,6 @@ void zandrel_examples_free(zandrel_examples* examples) {
 
 zandrel_code zandrel_records_open(const char* path, const zandrel_record_form* form,
                                   zandrel_records** records) {
-    using namespace zandrel::c;
     return guarded_making(records, {"records"}, [&] {
         need(path, {"path"});
         return std::make_unique<zandrel_records>(zandrel::Records::open(path, form_of(form)));
@@ -61,7 +64,6 @@ zandrel_code zandrel_records_open(const char* path, const zandrel_record_form* f
 }
 
 zandrel_code zandrel_records_next(zandrel_records* records, const zandrel_example** record) {
-    using namespace zandrel::c;
     if (record != nullptr) {
         *record = nullptr;
     }
