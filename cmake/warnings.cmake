@@ -21,3 +21,10 @@ target_compile_options(
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(zandrel_warnings INTERFACE -Wno-restrict)
 endif()
+
+# The same for a program in C11.
+function(zandrel_set_c11 program)
+  set_target_properties(${program} PROPERTIES C_STANDARD 11 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
+  target_compile_options(${program} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                                            -Wformat=2 -Wstrict-prototypes)
+endfunction()

@@ -5,6 +5,7 @@
 #   cmake_package  builds and runs the consumer and an example, which find the library by
 #                  find_package
 #   pkg_config     the same, found by pkg-config
+#   c_program      builds and runs an example in C, found by pkg-config
 #   program        runs the installed program
 #   files          checks the installed files
 set -euo pipefail
@@ -62,6 +63,19 @@ pkg_config() {
         fail "the prefix of zandrel.pc is not where it stands"
 }
 
+# The flags of the C++ consumer are also enough for a C compiler.
+c_program() {
+    local -a flags
+    PKG_CONFIG_PATH=$(library_dir)/pkgconfig
+    export PKG_CONFIG_PATH
+    read -ra flags <<<"$(pkg-config --cflags --libs zandrel_text)"
+    "${CC:-cc}" -std=c11 -Wall -Wextra -Wpedantic -Werror "$source/examples/text_library.c" \
+        "${flags[@]}" -o "$work/c_program"
+    (cd "$work" && LD_LIBRARY_PATH=$(library_dir) ./c_program) >"$work/c_program.txt"
+    diff <(sed -n '/^```text$/,/^```$/p' "$source/docs/c.md" | grep -v '^```') "$work/c_program.txt" ||
+        fail "the program in C prints something else"
+}
+
 program() {
     [[ $("$installed/bin/zandrel" --version) == "zandrel 1."* ]] ||
         fail "the installed program does not tell its version"
@@ -97,6 +111,6 @@ files() {
 }
 
 case "$step" in
-    stage | cmake_package | pkg_config | program | files) "$step" ;;
+    stage | cmake_package | pkg_config | c_program | program | files) "$step" ;;
     *) fail "no step '$step'" ;;
 esac

@@ -1,0 +1,74 @@
+"""Compares docs/c.md with the program that it shows and with the header of the C interface.
+
+Usage: c_document_test.py PROJECT_FOLDER PROGRAM
+
+The program is compiled from examples/text_library.c.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROJECT = pathlib.Path(sys.argv[1])
+PROGRAM = pathlib.Path(sys.argv[2])
+HEADER = (PROJECT / "text" / "include" / "zandrel" / "text" / "c.h").read_text("utf-8")
+PAGE = (PROJECT / "docs" / "c.md").read_text("utf-8")
+SOURCES = sorted((PROJECT / "text" / "c").glob("*.cpp"))
+
+
+class CDocumentTest(unittest.TestCase):
+    maxDiff = None
+
+    def block(self, language):
+        blocks = re.findall(rf"^```{language}\n(.*?)^```$", PAGE, re.MULTILINE | re.DOTALL)
+        self.assertEqual(len(blocks), 1)
+        return blocks[0]
+
+    def test_shown_program_equals_the_compiled_source(self):
+        source = (PROJECT / "examples" / "text_library.c").read_text("utf-8")
+        self.assertMultiLineEqual(self.block("c"), source)
+
+    def test_shown_output_equals_that_of_the_program(self):
+        with tempfile.TemporaryDirectory() as folder:
+            run = subprocess.run(
+                [PROGRAM],
+                cwd=folder,
+                stdin=subprocess.DEVNULL,
+                capture_output=True,
+                text=True,
+                timeout=60,
+            )
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assertMultiLineEqual(self.block("text"), run.stdout)
+
+    def test_five_lines_are_those_of_the_header(self):
+        lines = re.findall(r"^//     (.*)$", HEADER.split("#ifndef")[0], re.MULTILINE)
+        self.assertEqual(len(lines), 5)
+        shown = "\n".join("    " + line for line in lines)
+        self.assertIn(shown, PAGE)
+
+    def test_each_function_is_in_the_table(self):
+        declared = re.findall(r"^ZANDREL_TEXT_EXPORT [^;(]*?(zandrel_\w+)\(", HEADER, re.MULTILINE)
+        table = PAGE.split("## Functions")[1].split("## ")[0]
+        rows = [line.split("|")[1] for line in table.splitlines() if line.startswith("| `")]
+        shown = re.findall(r"`(zandrel_\w+)`", " ".join(rows))
+        self.assertCountEqual(shown, declared)
+        decision = (PROJECT / "docs" / "decisions" / "c_interface.md").read_text("utf-8")
+        self.assertIn(f"There are {len(declared)} functions.", decision)
+
+    def test_each_refusal_is_in_the_table(self):
+        source = "".join(path.read_text("utf-8") for path in SOURCES)
+        source += "".join(path.with_suffix(".h").read_text("utf-8") for path in SOURCES
+                          if path.with_suffix(".h").exists())
+        reasons = re.findall(r'refuse\([^;]*?"([^"]+)"\);', source)
+        self.assertGreaterEqual(len(reasons), 7)
+        for reason in reasons:
+            with self.subTest(reason):
+                self.assertRegex(PAGE, rf"\| `argument \w+ {re.escape(reason)}` \|")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

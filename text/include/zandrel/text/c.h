@@ -1,0 +1,374 @@
+// The text library in C11: texts in, labels out. The header is also valid C++.
+//
+//     zandrel_classifier* shop = NULL;
+//     zandrel_labels* labels = NULL;
+//     zandrel_open("shop.kc", NULL, &shop);
+//     zandrel_classify(shop, "Where is my parcel?", ZANDREL_TO_ZERO, NULL, &labels);
+//     if (labels != NULL && labels->count > 0) puts(labels->items[0]->name);
+//
+// Errors: functions that can fail return ZANDREL_OK or the code of the failure, and
+// zandrel_last_error() has its message. A pointer that such a function gives back is NULL after a
+// failure. A NULL argument where a pointer is needed is ZANDREL_INVALID_ARGUMENT, and so is a NULL
+// classifier. So the program above does not crash if there is no container.
+//
+// Ownership: the library copies all arguments that it needs after the call. The comment of a
+// function says how the caller frees the result of that function. All zandrel_..._free functions
+// accept NULL.
+//
+// Texts: all strings are UTF-8. A string without a length ends at a zero byte. A string with a
+// length may contain zero bytes; ZANDREL_TO_ZERO as its length is a string that ends at a zero
+// byte. After each string of a result there is a zero byte that its length does not count.
+//
+// Threads: several threads may use one classifier at the same time; learning waits for the calls
+// that are running. Several threads may read one result. Examples, records and the freeing of
+// any object belong to one thread at a time.
+#ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_C_H_
+#define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_C_H_
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zandrel/text/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// The length of a string that ends at a zero byte.
+#define ZANDREL_TO_ZERO SIZE_MAX
+
+// A container with its text analysis.
+typedef struct zandrel_classifier zandrel_classifier;
+// Labelled texts in memory.
+typedef struct zandrel_examples zandrel_examples;
+// Labelled texts of a data file, read one after the other.
+typedef struct zandrel_records zandrel_records;
+
+// The kinds of failure. The numbers are the same in C++, in Python and in every later version,
+// which may add others. So the type is int, which all compilers of C and C++ pass in the same way.
+typedef int zandrel_code;
+
+enum {
+    ZANDREL_OK = 0,
+    ZANDREL_INVALID_ARGUMENT = 1,  // an option or a value that no container could accept
+    ZANDREL_NOT_FOUND = 2,         // there is no such file, or no such node
+    ZANDREL_CANNOT_READ = 3,       // a file exists but cannot be read
+    ZANDREL_CANNOT_WRITE = 4,      // a file cannot be written; the old one is as it was
+    ZANDREL_NOT_A_CONTAINER = 5,   // the file is something else
+    ZANDREL_DAMAGED = 6,           // a container whose bytes have changed or are missing
+    ZANDREL_OTHER_ANALYSIS = 7,    // the container was made with another text analysis
+    ZANDREL_UNKNOWN_LABEL = 8,     // learning a label that the container does not have
+    ZANDREL_WRONG_DATA = 9,        // a record or a tree is wrong; see file and line
+    ZANDREL_BUSY = 10,             // another process is changing the container
+    ZANDREL_INTERRUPTED = 11,      // the progress callback has asked for the end
+    ZANDREL_UNSUPPORTED = 12,      // for example learning with a compact container
+    ZANDREL_OUT_OF_MEMORY = 13,
+    ZANDREL_CLOSED = 14,  // the classifier has been closed
+    ZANDREL_FAILED = 15   // anything else
+};
+
+// A failure. Later versions may add members at the end.
+typedef struct zandrel_error {
+    zandrel_code code;
+    const char* message;  // never NULL
+    const char* file;     // the file that the message is about; "": none
+    size_t line;          // its line, counted from 1; 0: none
+} zandrel_error;
+
+// The last failure of a call in this thread, which a later success does not change. Before the
+// first failure the code is ZANDREL_OK and the message "". Never NULL. It belongs to the library
+// and is valid until the next failure in this thread, or the end of the thread.
+ZANDREL_TEXT_EXPORT const zandrel_error* zandrel_last_error(void);
+
+// The name of a code, such as "not_found"; "ok" for ZANDREL_OK, and "failed" for an unknown number.
+// It belongs to the library and is always valid.
+ZANDREL_TEXT_EXPORT const char* zandrel_code_name(zandrel_code code);
+
+// The version of the library that is loaded, such as "1.0.0.13.0". It belongs to the library and is
+// always valid.
+ZANDREL_TEXT_EXPORT const char* zandrel_version(void);
+
+// --- Values ---
+
+// The layouts of zandrel_string, zandrel_field, zandrel_text, zandrel_example and zandrel_setting
+// never change.
+
+typedef struct zandrel_string {
+    const char* data;
+    size_t length;  // in bytes, or ZANDREL_TO_ZERO
+} zandrel_string;
+
+// How rules may read a value.
+typedef int zandrel_field_type;
+
+enum {
+    ZANDREL_STRING = 0,
+    ZANDREL_NUMBER = 1,  // in decimal, such as 7 or -1.5
+    ZANDREL_DATE = 2,    // such as 2026-01-31T10:00:00Z, or seconds since 1970
+    ZANDREL_BOOLEAN = 3  // true or false
+};
+
+// A value that rules read by its name: `$size(n)` reads the field "size". Several fields of one
+// name, which must have one type and follow each other, are the elements of a list.
+typedef struct zandrel_field {
+    zandrel_string name;
+    zandrel_string value;  // in its text form
+    zandrel_field_type type;
+} zandrel_field;
+
+// A text to classify. Bytes that are not UTF-8 are treated as separators of words. `characters` may
+// be NULL only if the length is 0, and `fields` only if their count is 0.
+typedef struct zandrel_text {
+    const char* characters;
+    size_t length;  // in bytes, or ZANDREL_TO_ZERO
+    const zandrel_field* fields;
+    size_t field_count;
+} zandrel_text;
+
+// A text with the labels that a person has given to it, at least one.
+typedef struct zandrel_example {
+    const zandrel_string* labels;
+    size_t label_count;
+    zandrel_text text;
+} zandrel_example;
+
+// A setting of the engine, such as {"ClipValue", "2"}.
+typedef struct zandrel_setting {
+    const char* name;
+    const char* value;
+} zandrel_setting;
+
+// --- Options ---
+
+// Set `size` to the size of the struct, and all other members that are not needed to 0, which is
+// their default:
+//
+//     zandrel_classify_options options = {.size = sizeof options, .count = 3};
+//
+// NULL instead of options means the defaults. Later versions may add members at the end, whose
+// default is 0 too. A library that is older than the caller's header refuses members that it does
+// not know, unless they are 0.
+
+// Gets the part of the work that is done, 0 to 1, and the user's pointer. Return false to interrupt
+// the work. It is called in the thread that called the library. It must return: no longjmp and no
+// C++ exception may leave it. Inside of it, only zandrel_last_error, zandrel_code_name,
+// zandrel_version and the free functions of labels, reasons and names may be called. Functions that
+// return a code refuse the call with ZANDREL_INVALID_ARGUMENT.
+typedef bool (*zandrel_progress)(double done, void* user_data);
+
+typedef struct zandrel_open_options {
+    size_t size;
+    // Given: another analysis in the container is an error. "phrases", "words" or "whitespace", and
+    // the language of a stemmer, such as "english". Both NULL: any analysis. If only one is given,
+    // the other one is "phrases" or no stemmer.
+    const char* analysis;
+    const char* stem;
+    zandrel_progress progress;  // NULL: none
+    void* user_data;            // BORROWS: for the call
+} zandrel_open_options;
+
+typedef struct zandrel_train_options {
+    size_t size;
+    // As for zandrel_open. Both NULL: that of a corpus file, otherwise "phrases" (words and pairs
+    // of neighbours) without a stemmer.
+    const char* analysis;
+    const char* stem;
+    // The library chooses the other settings as the program does; see docs/options.md.
+    const zandrel_setting* settings;
+    size_t setting_count;
+    const char* tree;  // in its text form (docs/formats/tree.md); NULL: a flat tree
+    bool compact;      // leave out what only learning needs
+    zandrel_progress progress;
+    void* user_data;
+} zandrel_train_options;
+
+typedef struct zandrel_learn_options {
+    size_t size;
+    bool add_labels;  // a label that the container does not have becomes one
+    zandrel_progress progress;
+    void* user_data;
+} zandrel_learn_options;
+
+typedef struct zandrel_classify_options {
+    size_t size;
+    int count;         // at most so many labels; 0: one; below 0: all
+    double threshold;  // the least score of a label, 0 to 1
+} zandrel_classify_options;
+
+// The form of a data file; see docs/formats/data.md. What is missing follows from the name of the
+// file.
+typedef struct zandrel_record_form {
+    size_t size;
+    const char* format;               // "tsv", "csv", "jsonl" or "fasttext"
+    const char* const* text_columns;  // names, or numbers from 1
+    size_t text_column_count;
+    const char* const* label_columns;
+    size_t label_column_count;
+    const char* const* field_columns;  // NAME or NAME=COLUMN
+    size_t field_column_count;
+    bool has_header;
+    const char* label_separator;  // NULL: that of the format; "": the whole column is one label
+} zandrel_record_form;
+
+// --- Results ---
+
+// Results are read-only. Later versions may add members at the end of these structs, so a program
+// must not copy them or make arrays of them.
+
+// A category with its score.
+typedef struct zandrel_label {
+    const char* name;
+    size_t name_length;
+    const char* path;  // the names from the root down, joined by "/"
+    size_t path_length;
+    double score;  // above 0, and at most 1 unless rules give more
+} zandrel_label;
+
+typedef struct zandrel_labels {
+    size_t count;
+    const zandrel_label* const* items;  // the best first
+} zandrel_labels;
+
+// The effect of a concept (a word, or a pair of words) on a score: the score, minus the score of
+// the text if the concept had no weight.
+typedef struct zandrel_effect {
+    const char* concept_text;
+    size_t concept_length;
+    double adds;    // below 0 it lowers the score
+    bool is_known;  // the container has learned it
+} zandrel_effect;
+
+// Why a text has a score.
+typedef struct zandrel_reasons {
+    const char* label;  // "": no label has a score above 0
+    size_t label_length;
+    const char* path;
+    size_t path_length;
+    double score;
+    size_t effect_count;
+    const zandrel_effect* const* effects;  // the greatest first
+} zandrel_reasons;
+
+// Names of labels.
+typedef struct zandrel_names {
+    size_t count;
+    const zandrel_string* items;
+} zandrel_names;
+
+ZANDREL_TEXT_EXPORT void zandrel_labels_free(zandrel_labels* labels);
+ZANDREL_TEXT_EXPORT void zandrel_reasons_free(zandrel_reasons* reasons);
+ZANDREL_TEXT_EXPORT void zandrel_names_free(zandrel_names* names);
+
+// --- Containers ---
+
+// Reads a container. It knows how its texts were analysed.
+// The caller frees `*classifier` with zandrel_classifier_free.
+// ERRORS: not_found, cannot_read, not_a_container, damaged, other_analysis, busy, interrupted.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_open(const char* path, const zandrel_open_options* options,
+                                              zandrel_classifier** classifier);
+
+// Makes a container from examples, or from the rest of the records. It is in memory until
+// zandrel_save. The examples stay as they are.
+// The caller frees `*classifier` with zandrel_classifier_free.
+// ERRORS: invalid_argument; wrong_data for no example, or a wrong record or tree; unknown_label for
+// a label that the given tree lacks; interrupted.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_train(const zandrel_examples* examples,
+                                               const zandrel_train_options* options,
+                                               zandrel_classifier** classifier);
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_train_records(zandrel_records* records,
+                                                       const zandrel_train_options* options,
+                                                       zandrel_classifier** classifier);
+
+// Learns examples, or the rest of the records, as one bulk. The file of the container does not
+// change before zandrel_save.
+// ERRORS: unknown_label, wrong_data, interrupted, unsupported, closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_learn(zandrel_classifier* classifier,
+                                               const zandrel_examples* examples,
+                                               const zandrel_learn_options* options);
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_learn_records(zandrel_classifier* classifier,
+                                                       zandrel_records* records,
+                                                       const zandrel_learn_options* options);
+
+// The labels of a text. If no label has a score, `*labels` is an empty list.
+// The caller frees `*labels` with zandrel_labels_free.
+// ERRORS: invalid_argument, closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_classify(const zandrel_classifier* classifier,
+                                                  const char* text, size_t length,
+                                                  const zandrel_classify_options* options,
+                                                  zandrel_labels** labels);
+
+// The labels of many texts, or of a text with fields. `labels` has room for `count` pointers; text
+// number i gets labels[i]. After a failure all of them are NULL. If `count` is 0, `texts` and
+// `labels` may be NULL.
+// The caller frees each of labels[0] to labels[count - 1] with zandrel_labels_free.
+// ERRORS: invalid_argument, closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_classify_texts(const zandrel_classifier* classifier,
+                                                        const zandrel_text* texts, size_t count,
+                                                        const zandrel_classify_options* options,
+                                                        zandrel_labels** labels);
+
+// Explains the score of the best label, or of the node with the path `node`. NULL or "": the best.
+// The caller frees `*reasons` with zandrel_reasons_free.
+// ERRORS: not_found for an unknown path, closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_explain(const zandrel_classifier* classifier,
+                                                 const zandrel_text* text, const char* node,
+                                                 zandrel_reasons** reasons);
+
+// Writes the container, whole or not at all. The file is replaced only when the new one is
+// complete.
+// ERRORS: cannot_write, busy, closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_save(zandrel_classifier* classifier, const char* path);
+
+// All labels, each once, in the order in which they were added.
+// The caller frees `*names` with zandrel_names_free.
+// ERRORS: closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_label_names(const zandrel_classifier* classifier,
+                                                     zandrel_names** names);
+
+// How the texts of the container were analysed. `stem` gets "" if there is no stemmer. `kind` or
+// `stem` may be NULL.
+// The strings belong to the classifier and are valid until it is freed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_analysis(const zandrel_classifier* classifier,
+                                                  const char** kind, const char** stem);
+
+// Waits for calls that are running in other threads, and gives the memory of the container back.
+// Later calls return ZANDREL_CLOSED. The object itself remains: free it when no thread can use it
+// any more.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_close(zandrel_classifier* classifier);
+
+// Closes the container if it is open, and frees the object. What has not been saved is lost.
+ZANDREL_TEXT_EXPORT void zandrel_classifier_free(zandrel_classifier* classifier);
+
+// --- Labelled texts ---
+
+// Makes an empty list of examples. The caller frees `*examples` with zandrel_examples_free.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_examples_new(zandrel_examples** examples);
+
+// Copies an example to the end of the list.
+// ERRORS: invalid_argument; then the list is as it was.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_examples_add(zandrel_examples* examples,
+                                                      const zandrel_example* example);
+
+ZANDREL_TEXT_EXPORT void zandrel_examples_free(zandrel_examples* examples);
+
+// Opens a data file or a corpus file; see docs/formats/data.md.
+// The caller frees `*records` with zandrel_records_free.
+// ERRORS: not_found, cannot_read, wrong_data, invalid_argument.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_records_open(const char* path,
+                                                      const zandrel_record_form* form,
+                                                      zandrel_records** records);
+
+// Reads the next record. At the end `*record` is NULL. The record belongs to `records` and is valid
+// until the next call that gets `records`.
+// ERRORS: wrong_data with file and line for a bad record; the call after it reads the next record.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_records_next(zandrel_records* records,
+                                                      const zandrel_example** record);
+
+ZANDREL_TEXT_EXPORT void zandrel_records_free(zandrel_records* records);
+
+#ifdef __cplusplus
+}  // extern "C"
+#endif
+
+#endif  // ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_C_H_
