@@ -29,7 +29,7 @@ public:
 
     // For the options of the engine.
     // BORROWS: this object.
-    Progress progress() {
+    Progress_function progress() {
         return [this](double done) { return report(done); };
     }
 

@@ -68,22 +68,39 @@ bool is_date(py::handle value) {
     return py::isinstance(value, py::module_::import("datetime").attr("date"));
 }
 
-Field field_of(py::handle key, py::handle value) {
-    Field field{utf8_of(key, "the name of a field"), {}, Field::Type::string};
+// Sets value and type.
+void set_value(Field& field, py::handle value) {
     if (PyUnicode_Check(value.ptr())) {
         field.value = utf8_of(value, "the value of a field");
-    } else if (PyFloat_Check(value.ptr()) ||
-               (PyLong_Check(value.ptr()) && !PyBool_Check(value.ptr()))) {
-        field.value = py::repr(value).cast<std::string>();
+    } else if (PyBool_Check(value.ptr())) {
+        field.value = value.ptr() == Py_True ? "true" : "false";
+        field.type = Field::Type::boolean;
+    } else if (PyFloat_Check(value.ptr()) || PyLong_Check(value.ptr())) {
+        field.value = py::str(value).cast<std::string>();
         field.type = Field::Type::number;
     } else if (is_date(value)) {
         field.value = date_text(value);
         field.type = Field::Type::date;
     } else {
-        raise_type_error("the value of a field must be str, int, float, date or datetime, not " +
-                         type_name(value));
+        raise_type_error(
+            "the value of a field must be str, bool, int, float, date, datetime or a list of one "
+            "of them, not " +
+            type_name(value));
     }
-    return field;
+}
+
+bool is_list(py::handle value) {
+    return PyList_Check(value.ptr()) || PyTuple_Check(value.ptr());
+}
+
+// The engine takes the elements of a list as fields of one name.
+void add_field(std::vector<Field>& fields, py::handle key, py::handle value) {
+    const std::string name = utf8_of(key, "the name of a field");
+    const py::list values = is_list(value) ? py::list(py::reinterpret_borrow<py::object>(value))
+                                           : py::list(py::make_tuple(value));
+    for (py::handle element : values) {
+        set_value(fields.emplace_back(Field{name, {}, Field::Type::string}), element);
+    }
 }
 
 std::vector<Field> read_fields(py::handle fields) {
@@ -96,7 +113,7 @@ std::vector<Field> read_fields(py::handle fields) {
     }
     for (py::handle item : py::reinterpret_borrow<py::object>(fields).attr("items")()) {
         const auto pair = item.cast<py::tuple>();
-        result.push_back(field_of(pair[0], pair[1]));
+        add_field(result, pair[0], pair[1]);
     }
     return result;
 }
@@ -147,11 +164,17 @@ bool is_example_tuple(py::handle value) {
 }
 
 py::object field_value(const Field& field) {
-    if (field.type == Field::Type::string) {
-        return str_of(field.value);
+    switch (field.type) {
+        case Field::Type::boolean:
+            return py::bool_(field.value == "true");
+        case Field::Type::number:
+            return py::module_::import("zandrel._fields").attr("number_of")(str_of(field.value));
+        case Field::Type::date:
+            return py::module_::import("zandrel._fields").attr("date_of")(str_of(field.value));
+        case Field::Type::string:
+            break;
     }
-    return py::module_::import("zandrel._fields")
-        .attr(field.type == Field::Type::number ? "number_of" : "date_of")(str_of(field.value));
+    return str_of(field.value);
 }
 
 }  // namespace
@@ -234,8 +257,13 @@ std::vector<Example> examples_of(py::handle iterable) {
 
 py::dict fields_of(const std::vector<Field>& fields) {
     py::dict result;
-    for (const Field& field : fields) {
-        result[str_of(field.name)] = field_value(field);
+    for (std::size_t i = 0; i < fields.size();) {
+        py::list values;
+        const std::string& name = fields[i].name;
+        for (; i < fields.size() && fields[i].name == name; ++i) {
+            values.append(field_value(fields[i]));
+        }
+        result[str_of(name)] = values.size() == 1 ? py::object(values[0]) : values;
     }
     return result;
 }

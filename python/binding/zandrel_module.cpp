@@ -66,11 +66,14 @@ private:
     py::object m_effect = type_of("Effect");
 };
 
-// (kind, stem)
-Analysis analysis_of(py::handle pair) {
+// (kind, stem), or None.
+std::optional<Analysis> given_analysis(py::handle pair) {
+    if (pair.is_none()) {
+        return std::nullopt;
+    }
     const auto parts = py::reinterpret_borrow<py::sequence>(pair);
-    return {utf8_of(parts[0], "the kind of an analysis"),
-            utf8_of(parts[1], "a stemmer's language")};
+    return Analysis{utf8_of(parts[0], "the kind of an analysis"),
+                    utf8_of(parts[1], "a stemmer's language")};
 }
 
 std::map<std::string, std::string> settings_of(const py::dict& settings) {
@@ -84,7 +87,7 @@ std::map<std::string, std::string> settings_of(const py::dict& settings) {
 Train_options train_options(py::handle analysis, const py::dict& settings, const py::str& tree,
                             bool compact) {
     Train_options options;
-    options.analysis = analysis_of(analysis);
+    options.analysis = given_analysis(analysis);
     options.settings = settings_of(settings);
     options.tree = utf8_of(tree, "a tree");
     options.compact = compact;
@@ -146,9 +149,7 @@ public:
                                         py::object progress) {
         Engine_work engine(std::move(progress));
         Open_options options;
-        if (!analysis.is_none()) {
-            options.analysis = analysis_of(analysis);
-        }
+        options.analysis = given_analysis(analysis);
         options.progress = engine.progress();
         return std::make_unique<Engine>(
             engine.run([&] { return Classifier::open(path, options); }));

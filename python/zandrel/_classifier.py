@@ -29,6 +29,10 @@ class Analysis(NamedTuple):
     stem: str = ""
 
 
+def _pair(analysis: Optional[Analysis]) -> Optional[tuple[str, str]]:
+    return None if analysis is None else (analysis.kind, analysis.stem)
+
+
 def _source(examples: Examples) -> Any:
     """The engine reads data files by itself, since Python's values would take time and memory."""
     if isinstance(examples, (str, bytes, os.PathLike)):
@@ -75,15 +79,14 @@ class Classifier:
 
         If `analysis` is given and the container has another one, OtherAnalysisError is raised.
         """
-        pair = None if analysis is None else (analysis.kind, analysis.stem)
-        return cls._of(_zandrel.Engine.open(os.fsencode(path), pair, progress))
+        return cls._of(_zandrel.Engine.open(os.fsencode(path), _pair(analysis), progress))
 
     @classmethod
     def train(
         cls,
         examples: Examples,
         *,
-        analysis: Analysis = Analysis(),
+        analysis: Optional[Analysis] = None,
         settings: Optional[Mapping[str, object]] = None,
         tree: str = "",
         compact: bool = False,
@@ -93,6 +96,7 @@ class Classifier:
 
         examples: the path of a data file, `Records`, or an iterable of (labels, text) pairs. An
             iterable is read to its end first, since training needs all texts.
+        analysis: how texts become concepts; None: that of a corpus file, otherwise Analysis().
         settings: settings of the engine by name, for example {"ClipValue": 2}.
         tree: the tree in its text form; empty: a flat tree of the labels.
         compact: leave out what only learning needs.
@@ -101,7 +105,7 @@ class Classifier:
         """
         texts = {name: _value_text(value) for name, value in (settings or {}).items()}
         engine = _zandrel.Engine.train(
-            _source(examples), (analysis.kind, analysis.stem), texts, tree, compact, progress
+            _source(examples), _pair(analysis), texts, tree, compact, progress
         )
         return cls._of(engine)
 

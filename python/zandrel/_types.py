@@ -4,11 +4,13 @@ from __future__ import annotations
 
 import datetime
 import os
-from collections.abc import Iterable, Mapping
+from collections.abc import Iterable, Mapping, Sequence
 from typing import Any, Callable, NamedTuple, Optional, Union
 
-FieldValue = Union[str, int, float, datetime.date, datetime.datetime]
-"""A value that rules read by its name."""
+FieldScalar = Union[str, bool, int, float, datetime.date, datetime.datetime]
+
+FieldValue = Union[FieldScalar, Sequence[FieldScalar]]
+"""A value that rules read by its name. The elements of a list must have one type."""
 
 TextLike = Union[str, bytes, Mapping[str, Any]]
 """A text: `str`, UTF-8 in `bytes`, or a mapping with "text" and perhaps "fields"."""

@@ -30,7 +30,7 @@ class Engine:
     @staticmethod
     def train(
         examples: FileRecords | Iterable[ExampleLike],
-        analysis: tuple[str, str],
+        analysis: Optional[tuple[str, str]],
         settings: dict[str, str],
         tree: str,
         compact: bool,

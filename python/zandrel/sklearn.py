@@ -46,6 +46,10 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         numbers of the classes from "0".
     """
 
+    classes_: Any
+    class_count_: Any
+    classifier_: Classifier
+
     def __init__(
         self,
         *,
@@ -87,7 +91,7 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         else:
             examples = zip([self._names[place] for place in places], texts)
             self.classifier_.learn(examples, add_labels=True)
-            self.class_count_ = self.class_count_ + _counts(places, known)
+            self.class_count_ = np.add(self.class_count_, _counts(places, known))
         return self
 
     def predict(self, X: Iterable[Any]) -> Any:
@@ -135,7 +139,7 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         )
         self._names = names
         self.classes_ = classes
-        self.class_count_: Any = _counts(places, classes)
+        self.class_count_ = _counts(places, classes)
 
     def _agreed_classes(self, classes: Any) -> Any:
         if not hasattr(self, "classes_"):
