@@ -1,11 +1,14 @@
-# Installs the shared library with its headers, a package for find_package(zandrel), a description
+# Installs the shared libraries with their headers, a package for find_package(zandrel), a description
 # for pkg-config, and the program if it is built. No installed file contains the prefix, so an
 # installed tree can be staged by DESTDIR and moved.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zandrel EXPORT zandrelTargets FILE_SET HEADERS)
+if(TARGET zandrel_text)
+  install(TARGETS zandrel_text EXPORT zandrelTargets FILE_SET HEADERS)
+endif()
 
-# The package has no dependencies, so it contains only the exported target.
+# The public headers need no other packages, so the package contains only the exported targets.
 set(zandrel_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zandrel")
 install(
   EXPORT zandrelTargets
@@ -31,3 +34,7 @@ foreach(kind LIBDIR INCLUDEDIR)
 endforeach()
 configure_file(cmake/zandrel.pc.in "${PROJECT_BINARY_DIR}/zandrel.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/zandrel.pc" DESTINATION "${zandrel_pc_dir}")
+if(TARGET zandrel_text)
+  configure_file(cmake/zandrel_text.pc.in "${PROJECT_BINARY_DIR}/zandrel_text.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/zandrel_text.pc" DESTINATION "${zandrel_pc_dir}")
+endif()

@@ -124,7 +124,7 @@ void refuse_other_kind(const std::string& name, const std::string& path, File_ki
     if (kind == wanted || kind == File_kind::kOther) {
         return;
     }
-    throw Data_error(name, refusal(kind, words_of(wanted).name) + "; " + words_of(kind).command +
+    throw Other_file(name, refusal(kind, words_of(wanted).name) + "; " + words_of(kind).command +
                                " describes it");
 }
 

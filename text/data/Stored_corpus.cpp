@@ -57,14 +57,6 @@ std::size_t text_bytes_of(const zeMsg& msg, Columns columns) {
     return bytes;
 }
 
-void refuse_form(const std::string& path, const Data_form& form) {
-    if (form.names_columns() || form.format || form.label_separator) {
-        throw Usage_error(shown_file(path) +
-                          " is a corpus file, for which there are no --format, --text, --label, "
-                          "--pair, --header and --label-separator");
-    }
-}
-
 // RAISES: Data_error. A folder passes: opening it fails.
 void check_is_corpus(const std::string& path) {
     refuse_other_kind(path, path, File_kind::kCorpus);
@@ -253,29 +245,45 @@ std::optional<std::string> Stored_corpus::text_of(const zeMsg& msg, const char* 
     return text == nullptr ? std::nullopt : std::optional(std::string(text->view()));
 }
 
+void refuse_options_of_corpus(const std::string& path, const Data_form& form) {
+    if (form.names_columns() || form.format || form.label_separator) {
+        throw Usage_error(shown_file(path) +
+                          " is a corpus file, for which there are no --format, --text, --label, "
+                          "--pair, --header and --label-separator");
+    }
+}
+
+Labelled_text stored_text_of(const std::shared_ptr<const Stored_corpus>& corpus, std::size_t number,
+                             Columns columns) {
+    const qtPtrLight<zeMsg> msg = corpus->stored(number);
+    const std::string name = "message " + std::to_string(number);
+    if (!has_columns(*msg, columns)) {
+        throw Data_error(corpus->path(), name +
+                                             " has no title and no keywords; corpus import "
+                                             "--bootstrap keeps them");
+    }
+    Labelled_text text = {Stored_corpus::labels_of(*msg), ""};
+    if (text.labels.empty()) {
+        throw Unlabelled_message(corpus->path(), name + " has no label");
+    }
+    text.line = number + 1;
+    text.stored = {corpus, number, text_bytes_of(*msg, columns),
+                   columns == Columns::kTextTitleKeywords};
+    return text;
+}
+
 std::vector<Labelled_text> read_stored_texts(const std::string& path, Skipped_lines* skipped,
                                              Columns columns, const Data_form& form) {
-    refuse_form(path, form);
+    refuse_options_of_corpus(path, form);
     const auto corpus = std::make_shared<const Stored_corpus>(path);
     const std::size_t skipped_before = skipped == nullptr ? 0 : skipped->count;
     std::vector<Labelled_text> texts;
     for (std::size_t number = 0; number < corpus->size(); ++number) {
-        const qtPtrLight<zeMsg> msg = corpus->stored(number);
-        const std::string name = "message " + std::to_string(number);
-        if (!has_columns(*msg, columns)) {
-            throw Data_error(path, name +
-                                       " has no title and no keywords; corpus import "
-                                       "--bootstrap keeps them");
+        try {
+            texts.push_back(stored_text_of(corpus, number, columns));
+        } catch (const Unlabelled_message& error) {
+            skip_bad_line(error, skipped);
         }
-        Labelled_text text = {Stored_corpus::labels_of(*msg), ""};
-        if (text.labels.empty()) {
-            skip_bad_line(Data_error(path, name + " has no label"), skipped);
-            continue;
-        }
-        text.line = number + 1;
-        text.stored = {corpus, number, text_bytes_of(*msg, columns),
-                       columns == Columns::kTextTitleKeywords};
-        texts.push_back(std::move(text));
     }
     check_has_texts(path, texts.size(), skipped != nullptr && skipped->count > skipped_before);
     return texts;

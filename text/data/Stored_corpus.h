@@ -104,6 +104,20 @@ private:
     Corpus_notes m_notes;
 };
 
+// A message without a label, which no classifier can learn.
+class Unlabelled_message : public Data_error {
+public:
+    using Data_error::Data_error;
+};
+
+// RAISES: Usage_error if `form` has options, which corpus files do not have.
+void refuse_options_of_corpus(const std::string& path, const Data_form& form);
+
+// Reads the labels of a message. Its text stays in the file. RAISES: Unlabelled_message; Data_error
+// for a message that cannot be read, and for one without the titles that `columns` wants.
+Labelled_text stored_text_of(const std::shared_ptr<const Stored_corpus>& corpus, std::size_t number,
+                             Columns columns);
+
 // Reads the labels of all messages of a corpus file. The texts stay in the file: each
 // Labelled_text refers to its message. Its line is the number of the message plus 1, which is its
 // line in an export. So every message has been read once before the caller changes anything.

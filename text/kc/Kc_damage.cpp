@@ -35,6 +35,7 @@ namespace zandrel {
 namespace {
 
 constexpr int kAny = -1;
+constexpr int kOtherFile = 1;        // of zeIO
 constexpr int kUnknownVersion = 2;   // of zeIO
 constexpr int kNotSynchronized = 8;  // of zeIO
 constexpr int kDamagedItem = 12;     // of zeIO
@@ -135,7 +136,7 @@ bool fits(const Explanation_row& row, const qtxAll& error) {
 // Errors without damage: a file of another kind, and a change that the tree or a compact container
 // does not allow.
 bool is_refusal(const qtxAll& error) {
-    return (is<zeIO>(error) && number_of(error) == 1) || is<zeLogicalTree>(error) ||
+    return (is<zeIO>(error) && number_of(error) == kOtherFile) || is<zeLogicalTree>(error) ||
            (is<zeWorkflow>(error) && number_of(error) == kCompactRefused);
 }
 
@@ -211,6 +212,9 @@ void raise_as_data_error(const std::string& path) {
         }
         if (is<zeWorkflow>(error) && number_of(error) == kInterruption) {
             throw;
+        }
+        if (is<zeIO>(error) && number_of(error) == kOtherFile) {
+            throw Other_file(path, explained(error));
         }
         throw Data_error(path, explained(error));
     }

@@ -112,7 +112,7 @@ void check_overwriting(const Target_file& target, bool replaces, const std::stri
         return;
     }
     if (!begins_as_kc(target.path())) {
-        throw Data_error(target.name(), "this is no knowledge container, and " + command +
+        throw Other_file(target.name(), "this is no knowledge container, and " + command +
                                             " replaces no other file");
     }
     if (!replaces) {

@@ -213,9 +213,11 @@ void Kc_lock::check_waited(State state, double waited, double longest) const {
     if (longest > 0.0) {
         std::ostringstream seconds;
         seconds << longest;
-        m_target.fail("another process is still changing it after " + seconds.str() + " seconds");
+        throw Busy_output(m_target.name(), "another process is still changing it after " +
+                                               seconds.str() + " seconds");
     }
-    m_target.fail("another process is changing it; --wait SECONDS waits for it");
+    throw Busy_output(m_target.name(),
+                      "another process is changing it; --wait SECONDS waits for it");
 }
 
 void Kc_lock::fail_at_lock_file(const std::string& reason) const {

@@ -66,7 +66,7 @@ std::string still_reading(double seconds) {
 Kc_use::Kc_use(const std::string& name, const std::string& path)
     : m_file(locked(name, path, LOCK_SH)) {
     if (!m_file.is_open()) {
-        throw Input_error(name, "another process is changing it");
+        throw Busy_input(name, "another process is changing it");
     }
 }
 
@@ -77,7 +77,7 @@ Kc_use::Kc_use(const Kc_lock& lock) {
     m_file = locked(target.name(), target.path(), LOCK_EX);
     while (!m_file.is_open()) {
         if (Seconds(Clock::now() - begin).count() >= lock.wait().seconds) {
-            target.fail(still_reading(lock.wait().seconds));
+            throw Busy_output(target.name(), still_reading(lock.wait().seconds));
         }
         progress.set_status("Waiting for another process");
         progress.check_interrupt();

@@ -15,16 +15,20 @@ namespace {
 
 std::unique_ptr<Text_model> model_of(const qtPtrLight<zeManager>& manager, const std::string& path,
                                      const Given_analysis& given) {
-    if (manager->m_root == nullptr) {
-        throw Data_error(path, manager->m_logical_tree->nodes.empty()
-                                   ? "the container is empty"
-                                   : "the container is damaged: its root is missing");
-    }
+    check_has_root(path, *manager);
     const Analysis_settings analysis = agreed_analysis(path, manager->m_config, given);
     return work_on_container(path, [&] { return std::make_unique<Text_model>(manager, analysis); });
 }
 
 }  // namespace
+
+void check_has_root(const std::string& path, const zeManager& manager) {
+    if (manager.m_root == nullptr) {
+        throw Data_error(path, manager.m_logical_tree->nodes.empty()
+                                   ? "the container is empty"
+                                   : "the container is damaged: its root is missing");
+    }
+}
 
 std::unique_ptr<Text_model> read_model(const std::string& path, const Given_analysis& given,
                                        CTProgress* progress, const Cache_bound& bound) {

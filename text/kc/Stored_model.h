@@ -28,6 +28,9 @@ std::unique_ptr<Text_model> read_model_to_classify(const std::string& path,
 std::unique_ptr<Text_model> read_model(const Kc_lock& lock, const Given_analysis& given,
                                        CTProgress* progress, const Cache_bound& bound = {});
 
+// RAISES: Data_error that names the file for a container without a tree, or without its root.
+void check_has_root(const std::string& path, const zeManager& manager);
+
 // RAISES: Data_error that names the file for a compact container, which can only classify.
 void check_can_learn(const std::string& path, const Text_model& model);
 

@@ -3,8 +3,7 @@
 // `classify` evaluates all rules, also after one has fired.
 #include "zandrel/classification/zeSwitcher.h"
 
-#include <algorithm>
-
+#include "zandrel/classification/Rule_choice.h"
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/foundation/qtX.h"
@@ -97,31 +96,13 @@ std::vector<qtString> zeSwitcher::names_of(const zeNode* cat) const {
 void zeSwitcher::classify(zeMsg& msg, zeResult_set& results, double node_score,
                           bool use_thresholds) {
     DocInfo info = {&msg, node_score};
-    bool has_fired = false;
-    for (const auto& [child, rule] : m_rules) {
-        const double value = rule.Evaluate(info);
-        // Compared this way round, so that a value that is not a number does not fire.
-        if (use_thresholds ? value >= m_node->m_threshold : value > 0.0) {
-            has_fired = true;
-            if (child != nullptr && results.accepts(value)) {
-                results.add(child, value);
-            }
-        }
-    }
-    if (!has_fired && m_default != nullptr && results.threshold <= 1.0) {
-        results.add(m_default, 1.0);
-    }
+    zandrel::detail::add_fired(m_rules, m_default, use_thresholds ? m_node : nullptr, info,
+                               results);
 }
 
 bool zeSwitcher::is_cat_blocked(zeNode* const& child, zeMsg& msg) {
     DocInfo info = {&msg, 1.0};
-    if (m_default != nullptr && child == m_default) {
-        return std::any_of(m_rules.begin(), m_rules.end(), [&info](const auto& entry) {
-            return entry.second.Evaluate(info) > 0.0;
-        });
-    }
-    const auto entry = m_rules.find(child);
-    return entry == m_rules.end() || !(entry->second.Evaluate(info) > 0.0);
+    return zandrel::detail::is_closed(m_rules, m_default, child, info);
 }
 
 void zeSwitcher::get_all_categories(std::vector<zeNode*>& cats) {

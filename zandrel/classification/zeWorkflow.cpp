@@ -38,11 +38,10 @@
 // enter the frontier. Frontier.cpp explains how the frontier avoids sorting.
 #include "zandrel/classification/zeWorkflow.h"
 
-#include <cmath>
 #include <typeinfo>
 #include <utility>
 
-#include "zandrel/classification/Frontier.h"
+#include "zandrel/classification/Best_first.h"
 #include "zandrel/classification/zeClassifier.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeManager.h"
@@ -51,83 +50,53 @@
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 
+using zandrel::detail::Get_answers;
 using zandrel::detail::Node_score;
 
 unsigned int g_ClassifyCount = 0;
 
 namespace {
 
-// Returns whether the set has all the results that its caller wants. Duplicates do not count.
-bool is_full(zeResult_set& results, int wanted) {
-    if (wanted < 0 || results.count() < wanted) {
-        return false;
-    }
-    if (!results.deduplicated) {
-        results.eliminate_duplicated_results();
-    }
-    return results.count() >= wanted;
-}
-
-// One walk of one message.
-class Walk {
+// The classifiers of a tree, as Best_first wants them.
+class Tree_classifiers {
 public:
-    Walk(zePhysicalTree& tree, zeMsg& msg, const zeResult_set& results, bool use_thresholds)
-        : m_tree(tree),
-          m_msg(msg),
-          m_threshold(results.threshold),
-          m_use_thresholds(use_thresholds),
-          m_wants_best_only(results.max_results == 1 && !use_thresholds) {}
+    Tree_classifiers(zePhysicalTree& tree, zeMsg& msg) : m_tree(tree), m_msg(msg) {}
 
-    void expand(zeClassifier& classifier, const Node_score& from) {
-        // A factor below this could not reach the threshold after multiplication.
-        zeResult_set answers(m_threshold / from.score, -1);
-        if (zeStat_matcher* const matcher = best_first(classifier, from)) {
-            push_best(*matcher, from, answers);
-        } else {
-            classifier.classify(m_msg, answers, from.score, m_use_thresholds);
-            frontier.push_answers(from, answers, m_threshold);
-        }
-        ++g_ClassifyCount;
+    zeClassifier* find(zeNode* node) { return m_tree.get_classifier(node); }
+
+    void answer(zeClassifier& classifier, double node_score, bool use_thresholds,
+                zeResult_set& answers) {
+        classifier.classify(m_msg, answers, node_score, use_thresholds);
     }
 
-    zandrel::detail::Frontier frontier;
-
-private:
-    // Returns the classifier if we may ask it for only its best answers first, otherwise null.
-    // A class derived from zeStat_matcher may answer in another way. The products of different
-    // answers must be different too: at a score near 0 they could be equal after rounding, and an
-    // infinite score, such as the value of a rule, makes all of them infinite.
-    zeStat_matcher* best_first(zeClassifier& classifier, const Node_score& from) const {
-        constexpr double kLeastScore = 1e-100;
-        const bool may_ask = m_wants_best_only && from.score > kLeastScore &&
-                             std::isfinite(from.score) &&
-                             typeid(classifier) == typeid(zeStat_matcher);
-        return may_ask ? static_cast<zeStat_matcher*>(&classifier) : nullptr;
+    // A class derived from zeStat_matcher may answer in another way.
+    static bool knows_best(const zeClassifier& classifier) {
+        return typeid(classifier) == typeid(zeStat_matcher);
     }
 
-    void push_best(zeStat_matcher& matcher, const Node_score& from, zeResult_set& answers) {
+    Get_answers answer_best(zeClassifier& classifier, const Node_score& from,
+                            zeResult_set& answers) {
         const qtPtrLight<zeSml>& bag = m_msg.active_bag();
         if (bag.IsNull()) {
-            return;
+            return {};
         }
+        auto& matcher = static_cast<zeStat_matcher&>(classifier);
         zeStat_matcher::Sums sums = matcher.sum_up(*bag);
         matcher.add_best_answers(sums, answers);
         // The tree may move or drop a classifier when it is asked for another one, so we ask again.
-        zandrel::detail::Get_answers get_all = [this, from, threshold = answers.threshold,
-                                                kept = std::move(sums)] {
+        return [this, from, threshold = answers.threshold, kept = std::move(sums)] {
             zeResult_set all(threshold, -1);
             static_cast<zeStat_matcher*>(m_tree.get_classifier(from.node))
                 ->add_answers(kept, all, from.score, false);
             return std::move(all.results);
         };
-        frontier.push_answers(from, answers, m_threshold, std::move(get_all));
     }
 
+    static void note_asked() { ++g_ClassifyCount; }
+
+private:
     zePhysicalTree& m_tree;
     zeMsg& m_msg;
-    double m_threshold;
-    bool m_use_thresholds;
-    bool m_wants_best_only;
 };
 
 }  // namespace
@@ -140,33 +109,12 @@ zeWorkflow::zeWorkflow(zeManager* manager) : m_manager(manager), m_root(manager-
 
 void zeWorkflow::classify(zeMsg& msg, zeResult_set& results, bool skip_no_score,
                           bool use_thresholds) {
-    const double threshold = results.threshold;
-    const int wanted = results.max_results;
-    if (wanted == 0) {
+    if (results.max_results == 0) {
         return;
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Walk walk(*tree, msg, results, use_thresholds);
-    walk.frontier.push({m_root, 1.0});
-    while (const Node_score* const next = walk.frontier.best()) {
-        const Node_score best = *next;
-        zeClassifier* const classifier = tree->get_classifier(best.node);
-        if (best.score == 0.0 || best.score < threshold) {
-            return;
-        }
-        walk.frontier.pop();
-        if (!skip_no_score || !best.node->is_no_score()) {
-            if (results.accepts(best.score)) {
-                results.add(best.node, best.score);
-            }
-            if (is_full(results, wanted)) {
-                return;
-            }
-        }
-        if (classifier != nullptr) {
-            walk.expand(*classifier, best);
-        }
-    }
+    Tree_classifiers classifiers(*tree, msg);
+    zandrel::detail::Best_first(classifiers, results, use_thresholds).walk(m_root, skip_no_score);
 }
 
 std::vector<Node_stack_elem> zeWorkflow::start_node(zeNode* node) {

@@ -16,12 +16,11 @@
 // "goal" adds 0.54 - 0.06 = 0.48. "rain" adds 0.54 - 0.72 = -0.18: it speaks against football.
 #include "zandrel/classification/zeWorkflow.h"
 
-#include <algorithm>
 #include <cmath>
 
+#include "zandrel/classification/Path_explanation.h"
 #include "zandrel/foundation/process_assert.h"
 #include "zandrel/knowledge/zeManager.h"
-#include "zandrel/knowledge/zeNode.h"
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/Concept_order.h"
@@ -30,62 +29,24 @@ namespace {
 
 using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
 
-// The path from one node to the root: its score, and its score without each concept.
-struct Path {
-    double score = 0.0;
-    Concept_scores without;
-};
-
-// Computes the paths from nodes to the root for one message.
-class Explanation {
+// The classifiers of a tree, as Path_explanation wants them.
+class Explaining_classifiers {
 public:
-    Explanation(zePhysicalTree& tree, zeMsg& msg, Concept_scores& answer)
-        : m_tree(tree), m_msg(msg), m_answer(answer) {}
+    Explaining_classifiers(zePhysicalTree& tree, zeMsg& msg) : m_tree(tree), m_msg(msg) {}
 
-    // A blocked path keeps the score that it has reached below the block, which can still be the
-    // best. Its scores without a concept become 0.
-    Path explain(zeNode* node) {
-        Path path;
-        if (node->m_parent == nullptr) {
-            return path;
-        }
-        path.score = 1.0;
-        const qtPtrLight<zeSml>& bag = m_msg.active_bag();
-        // A classifier may have removed the bag when it was asked about an earlier node.
-        ZANDREL_ASSERT(!bag.IsNull(), "concept_scores[i].size() == result_concept_scores.size()");
-        for (const zeSml::Concept_info& entry : bag->m_concepts) {
-            path.without.push_back({entry.m_concept, 1.0});
-        }
-        zeNode* child = node;
-        for (zeNode* cur = child->m_parent; cur != nullptr; cur = cur->m_parent) {
-            if (m_tree.is_cat_blocked(cur, child, m_msg)) {
-                std::for_each(path.without.begin(), path.without.end(),
-                              [](auto& line) { line.m_score = 0.0; });
-                break;
-            }
-            if (cur->m_classifier_type == ZE_STAT) {
-                multiply(path, cur, child);
-            }
-            child = cur;
-        }
-        return path;
+    bool is_blocked(zeNode* parent, zeNode* child) {
+        return m_tree.is_cat_blocked(parent, child, m_msg);
+    }
+
+    double explain(zeNode* node, zeNode* child, Concept_scores& lines) {
+        auto* const stat_matcher = dynamic_cast<zeStat_matcher*>(m_tree.get_classifier(node));
+        ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
+        return stat_matcher->classify_concepts(m_msg, child, lines);
     }
 
 private:
-    void multiply(Path& path, zeNode* cur, zeNode* child) {
-        auto* const stat_matcher = dynamic_cast<zeStat_matcher*>(m_tree.get_classifier(cur));
-        ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
-        path.score *= stat_matcher->classify_concepts(m_msg, child, m_answer);
-        ZANDREL_ASSERT(path.without.size() == m_answer.size(),
-                       "concept_scores[i].size() == result_concept_scores.size()");
-        for (std::size_t k = 0; k < m_answer.size(); ++k) {
-            path.without[k].m_score *= m_answer[k].m_score;
-        }
-    }
-
     zePhysicalTree& m_tree;
     zeMsg& m_msg;
-    Concept_scores& m_answer;  // of the classifier asked last
 };
 
 }  // namespace
@@ -103,28 +64,6 @@ void zeWorkflow::classify_concepts(zeMsg& msg, const std::vector<zeNode*>& nodes
         return;
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    concept_scores.clear();
-    concept_scores.reserve(msg.active_bag()->m_concepts.size());
-    Explanation explanation(*tree, msg, concept_scores);
-    std::vector<Path> paths;
-    paths.reserve(nodes.size());
-    for (zeNode* node : nodes) {
-        paths.push_back(explanation.explain(node));
-    }
-    for (auto& line : concept_scores) {
-        line.m_score = 0.0;
-    }
-    double best = 0.0;
-    for (const Path& path : paths) {
-        best = std::max(best, path.score);
-        const std::size_t line_count = std::min(path.without.size(), concept_scores.size());
-        for (std::size_t k = 0; k < line_count; ++k) {
-            concept_scores[k].m_score =
-                std::max(concept_scores[k].m_score, path.without[k].m_score);
-        }
-    }
-    for (auto& line : concept_scores) {
-        line.m_score = best - line.m_score;
-    }
-    std::sort(concept_scores.begin(), concept_scores.end(), greater_concept_scores);
+    Explaining_classifiers classifiers(*tree, msg);
+    zandrel::detail::Path_explanation(classifiers, msg, concept_scores).explain(nodes);
 }

@@ -3,8 +3,6 @@
 // most one text.
 #include "zandrel/foundation/Concept.h"
 
-#include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 #include <limits>
@@ -12,12 +10,13 @@
 #include <stdexcept>
 #include <vector>
 
+#include "zandrel/foundation/Batched_look_up.h"
 #include "zandrel/foundation/Concept_arena.h"
 #include "zandrel/foundation/prefetch.h"
 
 using zandrel::detail::Concept_arena;
 
-constinit Concept::Empty_record Concept::s_empty = {{0, 0, kForever}, '\0'};
+constinit Concept::Empty_record Concept::s_empty = {kEmptyNumber, {0, 0, kForever}, '\0'};
 
 namespace {
 
@@ -235,26 +234,30 @@ Concept Concept::insert_view(std::string_view text) {
     return find_or_add(text, hash_text(text));
 }
 
-// A look-up in a large dictionary waits twice for the memory: for the slot, and then for the
-// record. For 16 texts at a time, we begin to load all slots, then all records, and only then do
-// the look-ups. So the 16 loads of a step run at the same time.
-void Concept::insert_views(std::span<const std::string_view> texts, Concept* concepts) {
-    constexpr std::size_t kTogether = 16;
-    const Concept_dictionary& dictionary = Concept_dictionary::instance();
-    std::array<std::uint32_t, kTogether> hashes = {};
-    for (; !texts.empty(); texts = texts.subspan(std::min(kTogether, texts.size()))) {
-        const std::size_t count = std::min(kTogether, texts.size());
-        for (std::size_t i = 0; i < count; ++i) {
-            hashes[i] = hash_text(texts[i]);
-            dictionary.prefetch_slot(hashes[i]);
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            dictionary.prefetch_record(hashes[i]);
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            *concepts++ = find_or_add(texts[i], hashes[i]);
-        }
+namespace {
+
+// The dictionary as Batched_look_up.h wants it.
+struct Look_up {
+    void prefetch_slot(std::uint32_t hash) const noexcept { dictionary.prefetch_slot(hash); }
+
+    void prefetch_record(std::uint32_t hash) const noexcept { dictionary.prefetch_record(hash); }
+
+    Concept find(std::string_view text, std::uint32_t hash) const {
+        return find_or_add(text, hash);
     }
+
+    const Concept_dictionary& dictionary;
+};
+
+}  // namespace
+
+void Concept::insert_views(std::span<const std::string_view> texts, Concept* concepts) {
+    zandrel::detail::look_up_together(Look_up{Concept_dictionary::instance()}, hash_text, texts,
+                                      concepts);
+}
+
+std::uint32_t Concept::hash_of(std::string_view text) noexcept {
+    return hash_text(text);
 }
 
 void Concept::remove_record(Record* record) noexcept {

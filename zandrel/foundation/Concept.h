@@ -11,6 +11,10 @@
 #include "zandrel/export.h"
 #include "zandrel/foundation/qtString.h"
 
+namespace zandrel::detail {
+class Uncounted_concept;
+}
+
 // A handle to a term, as large as a pointer. All handles of one text point at one record in a
 // dictionary, which the whole process shares. So two concepts are equal exactly when they point at
 // the same record, and a test of equality never compares texts.
@@ -99,8 +103,10 @@ public:
 
 private:
     friend class Concept_dictionary;
+    friend class zandrel::detail::Uncounted_concept;
 
     static constexpr std::uint32_t kForever = 0xFFFFFFFF;
+    static constexpr std::uint32_t kEmptyNumber = 0xFFFFFFFE;
 
     // The head of a record. The bytes of the text and a zero byte follow it in the same block.
     struct Record {
@@ -121,12 +127,17 @@ private:
         }
     }
 
+    // A record that is not in the dictionary has a number in front; see Uncounted_concept.
     struct Empty_record {
+        std::uint32_t number;
         Record record;
         char end;  // the empty text's zero byte
     };
 
     static Record* empty_record() noexcept { return &s_empty.record; }
+
+    // Computes the hash value of a text.
+    static std::uint32_t hash_of(std::string_view text) noexcept;
 
     // Removes a record without handles from the dictionary and frees it.
     static void remove_record(Record* record) noexcept;

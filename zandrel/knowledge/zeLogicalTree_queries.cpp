@@ -155,9 +155,10 @@ const zeLogicalNode* zeLogicalTree::FindChildByName(const zeLogicalNode& parent,
 
 void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {
     path.clear();
-    std::vector<Concept> names;  // from the node up
+    // From the node up. They are no copies of concepts, so several threads can ask for paths.
+    std::vector<std::string_view> names;
     const zeLogicalNode* node = &GetNode(id);
-    names.push_back(node->name);
+    names.push_back(node->name.view());
     while (node->parent != 0) {
         // If there are more names than nodes, a program has linked the parents to a circle. The
         // last parent can be missing and still gives a name, so one name more than nodes is
@@ -166,13 +167,13 @@ void zeLogicalTree::GetNodePath(unsigned int id, qtString& path) const {
             return;
         }
         node = &GetNode(node->parent);
-        names.push_back(node->name);
+        names.push_back(node->name.view());
     }
     for (auto name = names.rbegin(); name != names.rend(); ++name) {
         if (name != names.rbegin()) {
             path += kSeparator;
         }
-        append_escaped(path, name->view());
+        append_escaped(path, *name);
     }
 }
 

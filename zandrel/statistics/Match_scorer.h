@@ -72,9 +72,11 @@ struct Rest_score {
 class Match_scorer {
 public:
     // `rest_scores`: by profile. Scores that are missing or out of date are computed.
+    // `uses_tables`: false: without the correction by likelihood tables, whatever the settings.
     // BORROWS: all but the total of the bag's weights.
     Match_scorer(const zeStat_storage& storage, const Likelihood_table& average,
-                 const std::vector<Rest_score>& rest_scores, double total_weight)
+                 const std::vector<Rest_score>& rest_scores, double total_weight,
+                 bool uses_tables = true)
         : m_storage(storage),
           m_average(average),
           m_rest_scores(rest_scores),
@@ -82,7 +84,8 @@ public:
           m_profile_count(storage.profile_count()),
           m_most_msgs(std::int64_t{storage.m_num_msgs} - storage.m_activation_outside),
           m_scores_nothing(total_weight == 0.0 || storage.m_num_msgs < storage.m_activation_total),
-          m_corrects(storage.m_use_likelihood_in_match && storage.m_use_train_likelihood) {}
+          m_corrects(uses_tables && storage.m_use_likelihood_in_match &&
+                     storage.m_use_train_likelihood) {}
 
     static Rest_score rest_score(const zeStat_storage::Profile& profile) {
         return {profile.m_M, squashed(profile.m_M)};

@@ -87,6 +87,12 @@ public:
 
     const_iterator find(const Concept& wanted) const { return m_rows.find(wanted); }
 
+    // The row of a concept, or null.
+    const Pairs* row(const Concept& wanted) const {
+        const const_iterator found = find(wanted);
+        return found == end() ? nullptr : &found->second;
+    }
+
     std::size_t count(const Concept& wanted) const { return find(wanted) == end() ? 0 : 1; }
 
     // RAISES: std::out_of_range.

@@ -92,13 +92,16 @@ private:
 // 0.99 * 0.4 + 0.01 * 0.5984 = 0.402.
 class Score_bound {
 public:
+    // `uses_tables`: as for Match_scorer.
     // BORROWS: the average table.
-    Score_bound(const zeStat_storage& storage, const Likelihood_table& average, double total_weight)
+    Score_bound(const zeStat_storage& storage, const Likelihood_table& average, double total_weight,
+                bool uses_tables = true)
         : m_ranges(Score_ranges::instance()),
           m_average(average),
           m_total_weight(total_weight),
           m_msg_count(storage.m_num_msgs),
-          m_corrects(storage.m_use_likelihood_in_match && storage.m_use_train_likelihood) {}
+          m_corrects(uses_tables && storage.m_use_likelihood_in_match &&
+                     storage.m_use_train_likelihood) {}
 
     // Returns the bound. The score of the profile with this sum is at least 1e-9 below the bound.
     // REQUIRES: the model has more than one profile.

@@ -15,6 +15,7 @@
 #include "zandrel/statistics/Match_scorer.h"
 #include "zandrel/statistics/Match_sums.h"
 #include "zandrel/statistics/Score_bound.h"
+#include "zandrel/statistics/Score_without.h"
 #include "zandrel/statistics/zeStat_trainer.h"
 
 using zandrel::detail::Clipped_bag;
@@ -82,7 +83,7 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
 void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double node_score,
                                  bool use_thresholds) const {
     results.results.reserve(m_node == nullptr ? 0 : m_node->m_children.size());
-    const Match_scorer scorer = scorer_for(sums.total_weight);
+    const Match_scorer scorer = scorer_for(sums.total_weight, sums.uses_tables);
     const int profile_count = m_storage->profile_count();
     for (int iprofile = 0; iprofile < profile_count; ++iprofile) {
         const double score = scorer.score(iprofile, sums.of(iprofile));
@@ -105,7 +106,8 @@ void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) c
         return;
     }
     constexpr double kNobody = -1.0;  // below the bound of any category
-    const zandrel::detail::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight);
+    const zandrel::detail::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight,
+                                             sums.uses_tables);
     std::vector<double> bounds(sums.by_profile.size());
     double greatest = kNobody;
     std::size_t first = 0;
@@ -120,7 +122,7 @@ void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) c
     if (greatest == kNobody) {
         return;
     }
-    const Match_scorer scorer = scorer_for(sums.total_weight);
+    const Match_scorer scorer = scorer_for(sums.total_weight, sums.uses_tables);
     double best = scorer.score(static_cast<int>(first), sums.by_profile[first]);
     for (int iprofile = 0; iprofile < static_cast<int>(bounds.size()); ++iprofile) {
         if (bounds[static_cast<std::size_t>(iprofile)] < best) {
@@ -160,8 +162,8 @@ double zeStat_matcher::take_accumulator(int iprofile) {
     return std::exchange(accumulator, 0.0);
 }
 
-Match_scorer zeStat_matcher::scorer_for(double total_weight) const {
-    return {*m_storage, m_avg_likelihood, m_rest_scores, total_weight};
+Match_scorer zeStat_matcher::scorer_for(double total_weight, bool uses_tables) const {
+    return {*m_storage, m_avg_likelihood, m_rest_scores, total_weight, uses_tables};
 }
 
 void zeStat_matcher::build_rest_scores() {
@@ -177,31 +179,18 @@ double zeStat_matcher::classify_concepts(zeMsg& msg, zeNode*& category,
     if (bag.IsNull()) {
         return 0.0;
     }
-    int iprofile = m_storage->get_profile(category);
     const Clipped_bag clipped(*bag, m_storage->m_clip_value);
-    ZANDREL_ASSERT(!m_storage->end(iprofile), "!m_storage->end(iprofile)");
+    const int iprofile = profile_of(category);
     const Match_scorer scorer = scorer_for(clipped.total_weight());
-    std::vector<const float*> weights;  // of the profile, by entry; null where it has none
-    weights.reserve(clipped.concepts().size());
-    double sum = take_accumulator(iprofile);
-    for (const zeSml::Concept_info& entry : clipped.concepts()) {
-        weights.push_back(find_weight(entry.m_concept, iprofile));
-        if (weights.back() != nullptr) {
-            sum += static_cast<double>(*weights.back()) * clipped.weight(entry);
-        }
-    }
-    const double score = scorer.score(iprofile, sum);
-    scores.clear();
-    scores.reserve(weights.size());
-    for (const zeSml::Concept_info& entry : clipped.concepts()) {
-        const float* const weight = weights[scores.size()];
-        const double score_without =
-            weight == nullptr ? score
-                              : scorer.score(iprofile, sum - clipped.weight(entry) *
-                                                                 static_cast<double>(*weight));
-        scores.push_back({entry.m_concept, score_without});
-    }
-    return score;
+    return zandrel::detail::score_without_each(
+        scorer, clipped, iprofile, take_accumulator(iprofile),
+        [this](const Concept& wanted) { return m_table.row(wanted); }, scores);
+}
+
+int zeStat_matcher::profile_of(zeNode* category) const {
+    const int iprofile = m_storage->get_profile(category);
+    ZANDREL_ASSERT(!m_storage->end(iprofile), "!m_storage->end(iprofile)");
+    return iprofile;
 }
 
 void zeStat_matcher::get_all_categories(std::vector<zeNode*>& cats) {
@@ -228,24 +217,12 @@ void zeStat_matcher::classify_sml_with_profile(zeSml& sml, int& iprofile) {
     double& match_value = m_storage->profile(iprofile).m_match_value;
     m_storage->m_dirty = true;
     for (const zeSml::Concept_info& entry : sml.m_concepts) {
-        const float* const weight = find_weight(entry.m_concept, iprofile);
+        const float* const weight =
+            zandrel::detail::weight_in(m_table.row(entry.m_concept), iprofile);
         if (weight != nullptr) {
             match_value += static_cast<double>(*weight) * entry.m_weight;
         }
     }
-}
-
-const float* zeStat_matcher::find_weight(const Concept& wanted, int iprofile) const {
-    const auto found = m_table.find(wanted);
-    if (found == m_table.end()) {
-        return nullptr;
-    }
-    for (const Concept_weight& pair : found->second) {
-        if (pair.m_iprofile == iprofile) {
-            return &pair.m_weight;
-        }
-    }
-    return nullptr;
 }
 
 // The score of a category for a message. Match_scorer computes it.

@@ -92,6 +92,7 @@ public:
     struct Sums {
         std::vector<double> by_profile;
         double total_weight = 0.0;  // of the bag
+        bool uses_tables = true;    // false: likelihood tables do not correct the scores
 
         double of(int iprofile) const { return by_profile[static_cast<std::size_t>(iprofile)]; }
     };
@@ -114,6 +115,12 @@ public:
     // change `scores`. The sum starts with the profile's accumulator, which is reset.
     // REQUIRES: a profile of the category, or the assertion "!m_storage->end(iprofile)" fires.
     double classify_concepts(zeMsg& msg, zeNode*& category, std::vector<Concept_score>& scores);
+    // The index of a category's profile.
+    // RAISES: as `classify_concepts`.
+    int profile_of(zeNode* category) const;
+    // The scorer of these sums. Only the library itself has its header.
+    // VALID UNTIL: the matcher or its storage changes.
+    zandrel::detail::Match_scorer scorer_for(double total_weight, bool uses_tables = true) const;
     void get_all_categories(std::vector<zeNode*>& cats) override;
     void global_replace(std::map<zeNode*, zeNode*>& replacement) override;
 
@@ -196,9 +203,7 @@ private:
     // Returns the sums that `classify_sml` would leave in the accumulators, and resets these.
     std::vector<double> take_sums(const zandrel::detail::Clipped_bag& bag);
     double take_accumulator(int iprofile);
-    zandrel::detail::Match_scorer scorer_for(double total_weight) const;
     void build_rest_scores();
-    const float* find_weight(const Concept& wanted, int iprofile) const;
     void select_if_needed(zeStat_storage& storage);
     void load_table(Hio<HSegment>& io);
     void require_sound_table() const;

@@ -29,27 +29,30 @@ struct Analysis {
     bool operator==(const Analysis&) const = default;
 };
 
-// Reports the part of the work that is done, 0 to 1. Return false to interrupt the work.
-using Progress = std::function<bool(double done)>;
+// Takes the part of the work that is done, 0 to 1, at most about twenty times a second. Return
+// false to interrupt the work. An exception interrupts the work too, and is then the cause of the
+// Error. The function must not call this library.
+using Progress_function = std::function<bool(double done)>;
 
 struct Open_options {
     std::optional<Analysis> analysis = {};  // given: another one in the container is an error
-    Progress progress = {};
+    Progress_function progress = {};
 };
 
 struct Train_options {
-    Analysis analysis = {};
+    // Missing: that of a corpus file, otherwise Analysis().
+    std::optional<Analysis> analysis = {};
     // Settings of the engine by name, for example {"ClipValue", "2"}; see docs/options.md. The
     // library chooses the others as the program does.
     std::map<std::string, std::string> settings = {};
     std::string tree = {};  // in its text form (docs/formats/tree.md); empty: a flat tree
     bool compact = false;   // leave out what only learning needs
-    Progress progress = {};
+    Progress_function progress = {};
 };
 
 struct Learn_options {
     bool add_labels = false;  // a label that the container does not have becomes one
-    Progress progress = {};
+    Progress_function progress = {};
 };
 
 struct Classify_options {
@@ -114,8 +117,9 @@ public:
     const Analysis& analysis() const;
 
 private:
-    class Impl;
-    explicit Classifier(std::unique_ptr<Impl> impl);
+    class ZANDREL_TEXT_LOCAL Impl;
+    ZANDREL_TEXT_LOCAL explicit Classifier(std::unique_ptr<Impl> impl);
+    ZANDREL_TEXT_LOCAL Impl& impl() const;
 
     std::unique_ptr<Impl> m_impl;
 };

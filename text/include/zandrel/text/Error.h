@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -45,7 +46,7 @@ public:
     Error_code code() const noexcept { return m_code; }
 
     // The file that the message is about, as the caller named it; empty: none.
-    const std::string& file() const noexcept { return m_file; }
+    const std::string& file() const noexcept { return *m_file; }
 
     // Its line, counted from 1; 0: none.
     std::size_t line() const noexcept { return m_line; }
@@ -55,7 +56,7 @@ public:
 
 private:
     Error_code m_code;
-    std::string m_file;
+    std::shared_ptr<const std::string> m_file;  // shared, so that copying raises nothing
     std::size_t m_line;
     std::exception_ptr m_cause;
 };

@@ -31,6 +31,8 @@ struct Record_form {
 // read.
 class ZANDREL_TEXT_EXPORT Records {
 public:
+    class ZANDREL_TEXT_LOCAL Impl;  // the library's own
+
     // RAISES: not_found, cannot_read, wrong_data, invalid_argument.
     static Records open(const std::string& path, const Record_form& form = {});
 
@@ -43,8 +45,7 @@ public:
 
 private:
     friend class Classifier;
-    class Impl;
-    explicit Records(std::unique_ptr<Impl> impl);
+    ZANDREL_TEXT_LOCAL explicit Records(std::unique_ptr<Impl> impl);
 
     std::unique_ptr<Impl> m_impl;
 };

@@ -9,9 +9,15 @@
 namespace zandrel {
 
 // A value that rules read by its name: `$size(n)` reads the field "size". The value is in its text
-// form; `type` says how rules may read it.
+// form, and `type` says how rules may read it. Several fields of one name, which must have one type
+// and follow each other, are the elements of a list.
 struct Field {
-    enum class Type { string, number, date };  // a date is seconds since 1970, or ISO 8601
+    enum class Type {
+        string,
+        number,  // in decimal, such as 7 or -1.5
+        date,    // such as 2026-01-31T10:00:00Z, or seconds since 1970, such as 1769853600.25
+        boolean  // true or false
+    };
 
     std::string name;
     std::string value;
@@ -31,7 +37,7 @@ struct Text {
         : characters(text) {}
 
     std::string_view characters = {};
-    std::vector<Field> fields = {};  // of rules; the names are different
+    std::vector<Field> fields = {};  // for rules
 };
 
 // A text with the labels that a person has given to it.

@@ -1,0 +1,441 @@
+// Joins the parts of the text library: a container with its text analysis is a Text_model; this
+// file adds locks, errors and values.
+//
+// A thread takes the lock of the process before the lock of a container.
+#include "zandrel/text/Classifier.h"
+
+#include <algorithm>
+#include <mutex>
+#include <shared_mutex>
+#include <utility>
+
+#include "zandrel/knowledge/zeLogicalTree.h"
+#include "zandrel/knowledge/zeManager.h"
+
+#include "text/api/Container_lock.h"
+#include "text/api/Data_texts.h"
+#include "text/api/Records_impl.h"
+#include "text/api/Reported_progress.h"
+#include "text/api/raised_errors.h"
+#include "text/kc/Cached_kc.h"
+#include "text/kc/Kc_damage.h"
+#include "text/kc/Kc_file.h"
+#include "text/kc/Kc_lock.h"
+#include "text/kc/Kept_analysis.h"
+#include "text/kc/Kept_choices.h"
+#include "text/kc/Stored_model.h"
+#include "text/model/Engine_settings.h"
+#include "text/model/Text_model.h"
+#include "text/wording/Shown_text.h"
+
+namespace zandrel {
+
+namespace {
+
+// Calls `work`, which may report progress.
+// RAISES: Error.
+template <class Work>
+decltype(auto) with_progress(const Reported_progress& progress, Error_code of_data,
+                             const Work& work) {
+    try {
+        return work();
+    } catch (...) {
+        progress.check();
+        raise_as_error(of_data);
+    }
+}
+
+std::unique_ptr<Engine_settings> settings_of(const std::map<std::string, std::string>& given) {
+    auto settings = std::make_unique<Engine_settings>();
+    for (const auto& [key, value] : given) {
+        const std::string problem = setting_problem(key, value);
+        if (!problem.empty()) {
+            refuse_argument(problem);
+        }
+        if (key == "PositiveMethod" || key == "GeomAverage") {
+            refuse_argument(key +
+                            " is a switch of the whole process and no setting of a container");
+        }
+        settings->set({key + "=" + value});
+    }
+    return settings;
+}
+
+std::string described(const Analysis_settings& analysis) {
+    return std::string("its texts were analysed as \"") + name_of(analysis.kind) +
+           (analysis.stem_language.empty() ? "\" without a stemmer"
+                                           : "\" with the stemmer " + analysis.stem_language);
+}
+
+// The analysis of a container that was read. RAISES: Error other_analysis.
+Analysis_settings analysis_of_container(const std::string& path, const zeManager& manager,
+                                        const std::optional<Analysis>& given) {
+    const std::optional<Analysis_settings> kept = kept_analysis(path, manager.m_config);
+    if (!kept && !given) {
+        throw Error(Error_code::other_analysis,
+                    shown_file(path) +
+                        ": it does not say how its texts were analysed, and no analysis is given",
+                    path);
+    }
+    if (kept && given && analysis_of(*kept) != *given) {
+        throw Error(Error_code::other_analysis, shown_file(path) + ": " + described(*kept), path);
+    }
+    return kept ? *kept : settings_of(*given);
+}
+
+// RAISES: Error other_analysis if the texts of a corpus file were analysed in another way.
+void check_corpus(const Records::Impl& records, const Analysis_settings& wanted) {
+    const std::optional<Analysis_settings> kept = records.analysis();
+    if (records.is_corpus() && kept && !is_same(*kept, wanted)) {
+        throw Error(Error_code::other_analysis,
+                    shown_file(records.path()) + ": " + described(*kept), records.path());
+    }
+}
+
+// The analysis of a new container.
+Analysis_settings analysis_for(const Records::Impl& records, const std::optional<Analysis>& given) {
+    const Analysis_settings wanted =
+        given ? settings_of(*given) : records.analysis().value_or(settings_of(Analysis()));
+    check_corpus(records, wanted);
+    return wanted;
+}
+
+// The shares of the phases of a training or learning: analysing the texts, and the work itself.
+const std::vector<double> kTrainingShares = {0.3, 0.7};
+
+Labelled_text message_of(const Text& text) {
+    Labelled_text message = {{}, std::string(text.characters)};
+    message.pairs = pairs_of_fields(text.fields);
+    return message;
+}
+
+void check_options(const Classify_options& options) {
+    if (!(options.threshold >= 0.0 && options.threshold <= 1.0)) {
+        refuse_argument("the threshold is not between 0 and 1");
+    }
+}
+
+// RAISES: Error for the first label that the model does not have.
+void check_labels(const Data_texts& data, const Text_model& model) {
+    for (std::size_t i = 0; i < data.texts.size(); ++i) {
+        for (const std::string& label : data.texts[i].labels) {
+            if (!model.knows(label)) {
+                throw error_at(Error_code::unknown_label, data, i,
+                               "unknown label \"" + shown_value(label) + "\"");
+            }
+        }
+    }
+}
+
+}  // namespace
+
+// All functions except the constructor lock what they need.
+class Classifier::Impl {
+public:
+    // `name`: of the container, for messages.
+    Impl(std::string name, std::unique_ptr<Engine_settings> settings,
+         std::unique_ptr<Text_model> model, bool saves_compact)
+        : m_name(std::move(name)),
+          m_settings(std::move(settings)),
+          m_model(std::move(model)),
+          m_analysis(analysis_of(m_model->analysis())),
+          m_saves_compact(saves_compact) {
+        settle();
+    }
+
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    ~Impl() { close(); }
+
+    template <class Prepare>
+    static Classifier train(const Prepare& prepare, const Train_options& options);
+
+    // `read`: returns the data for an analysis, with the lock of the process.
+    template <class Read>
+    void learn(const Read& read, const Learn_options& options);
+
+    std::vector<Label> classify(const Text& text, const Classify_options& options);
+    Reasons explain(const Text& text, std::string_view node);
+    void save(const std::string& path);
+    void close();
+    std::vector<std::string> labels();
+
+    const Analysis& analysis() const { return m_analysis; }
+
+private:
+    // RAISES: Error closed.
+    void check_open() const {
+        if (m_model == nullptr) {
+            throw Error(Error_code::closed, "the classifier is closed");
+        }
+    }
+
+    // Brings what readers use up to date, after a change.
+    void settle() { m_labels = m_model->labels(); }
+
+    void learn_texts(Data_texts& data, const Learn_options& options, Reported_progress& progress);
+
+    std::string m_name;
+    Container_lock m_lock;
+    std::unique_ptr<Engine_settings> m_settings;  // null: read from a file
+    std::unique_ptr<Text_model> m_model;          // null: closed
+    Analysis m_analysis;
+    std::vector<std::string> m_labels;
+    bool m_saves_compact;
+};
+
+std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_options& options) {
+    check_options(options);
+    const std::scoped_lock in_turn(engine_mutex());
+    const std::shared_lock reading(m_lock);
+    check_open();
+    std::vector<Label> labels;
+    if (options.count == 0) {
+        return labels;
+    }
+    for (const Scored_label& each : m_model->rank(message_of(text), options.count)) {
+        if (each.score >= options.threshold) {
+            labels.push_back({std::string(each.label), m_model->path_of(each), each.score});
+        }
+    }
+    return labels;
+}
+
+Reasons Classifier::Impl::explain(const Text& text, std::string_view node) {
+    const std::scoped_lock in_turn(engine_mutex());
+    const std::shared_lock reading(m_lock);
+    check_open();
+    const Labelled_text message = message_of(text);
+    zeNode* found = nullptr;
+    if (!node.empty()) {
+        found = m_model->find(std::string(node));
+        if (found == nullptr) {
+            throw Error(Error_code::not_found, "there is no node \"" + shown_value(node) + "\"");
+        }
+    }
+    const Explanation explanation = m_model->explain(message, found);
+    Reasons reasons = {explanation.label, std::string(node), explanation.score, {}};
+    for (const Concept_effect& effect : explanation.concepts) {
+        reasons.effects.push_back({effect.concept_text, effect.adds, effect.is_known});
+    }
+    return reasons;
+}
+
+template <class Read>
+void Classifier::Impl::learn(const Read& read, const Learn_options& options) {
+    Reported_progress progress(options.progress, kTrainingShares);
+    const std::scoped_lock in_turn(engine_mutex());
+    const std::unique_lock changing(m_lock);
+    check_open();
+    Data_texts data =
+        with_errors(Error_code::wrong_data, [&] { return read(m_model->analysis()); });
+    if (m_model->manager()->m_compact || m_saves_compact) {
+        throw Error(Error_code::unsupported,
+                    shown_file(m_name) + ": the container is compact and can only classify",
+                    m_name);
+    }
+    if (is_cached(*m_model->manager())) {
+        throw Error(Error_code::unsupported,
+                    shown_file(m_name) +
+                        ": a container in cached form is changed in its file, and not in memory",
+                    m_name);
+    }
+    with_progress(progress, Error_code::damaged, [&] { learn_texts(data, options, progress); });
+    progress.complete();
+}
+
+void Classifier::Impl::learn_texts(Data_texts& data, const Learn_options& options,
+                                   Reported_progress& progress) {
+    if (!options.add_labels) {
+        check_labels(data, *m_model);
+    }
+    for (std::size_t i = 0; i < data.texts.size(); ++i) {
+        for (const std::string& label : data.texts[i].labels) {
+            if (!m_model->knows(label)) {
+                m_model->add_label(label);
+            }
+        }
+    }
+    work_on_container(m_name,
+                      [&] { m_model->learn_and_empty(data.texts, progress.pointer(), {}); });
+    settle();
+}
+
+void Classifier::Impl::save(const std::string& path) {
+    const std::scoped_lock in_turn(engine_mutex());
+    const std::unique_lock writing(m_lock);
+    check_open();
+    if (is_cached(*m_model->manager())) {
+        throw Error(Error_code::unsupported,
+                    shown_file(m_name) + ": a container in cached form is in its file already",
+                    m_name);
+    }
+    with_errors(Error_code::damaged, [&] {
+        const Kc_lock lock(path);
+        check_overwriting(lock.target(), true, "saving");
+        write_kc(lock, *m_model->manager(), m_saves_compact, nullptr);
+    });
+}
+
+void Classifier::Impl::close() {
+    const std::scoped_lock in_turn(engine_mutex());
+    const std::unique_lock closing(m_lock);
+    m_model.reset();
+    m_settings.reset();
+    m_labels.clear();
+}
+
+std::vector<std::string> Classifier::Impl::labels() {
+    const std::shared_lock reading(m_lock);
+    check_open();
+    return m_labels;
+}
+
+namespace {
+
+// REQUIRES: the lock of the process.
+std::unique_ptr<Text_model> train_model(Data_texts& data, const Analysis_settings& analysis,
+                                        Engine_settings* settings, const Train_options& options,
+                                        CTProgress* progress) {
+    const Model_options model_options = {analysis, settings, {}, {options.tree, "tree"}};
+    auto model = std::make_unique<Text_model>(model_options);
+    try {
+        model->start_and_empty(data.texts, false, progress);
+    } catch (const Unknown_label& error) {
+        throw error_at(Error_code::unknown_label, data, error.index, error.reason);
+    }
+    keep_analysis(analysis, model->manager()->m_config);
+    keep_choices(model->choices(), model->manager()->m_config);
+    return model;
+}
+
+Records::Impl& impl_of(const std::unique_ptr<Records::Impl>& records) {
+    if (records == nullptr) {
+        throw Error(Error_code::closed, "the records were moved to another object");
+    }
+    return *records;
+}
+
+}  // namespace
+
+// `prepare`: returns the analysis, and fills the data, with the lock of the process.
+template <class Prepare>
+Classifier Classifier::Impl::train(const Prepare& prepare, const Train_options& options) {
+    Reported_progress progress(options.progress, kTrainingShares);
+    return with_progress(progress, Error_code::wrong_data, [&] {
+        std::unique_ptr<Engine_settings> settings = settings_of(options.settings);
+        const std::scoped_lock in_turn(engine_mutex());
+        Data_texts data;
+        const Analysis_settings analysis = prepare(data);
+        auto model = train_model(data, analysis, settings.get(), options, progress.pointer());
+        Classifier trained(std::make_unique<Impl>("the container", std::move(settings),
+                                                  std::move(model), options.compact));
+        progress.complete();
+        return trained;
+    });
+}
+
+Classifier::Classifier(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
+
+Classifier::Classifier(Classifier&&) noexcept = default;
+Classifier& Classifier::operator=(Classifier&&) noexcept = default;
+Classifier::~Classifier() = default;
+
+Classifier Classifier::open(const std::string& path, const Open_options& options) {
+    Reported_progress progress(options.progress, {1.0});
+    return with_progress(progress, Error_code::damaged, [&] {
+        if (options.analysis) {
+            static_cast<void>(settings_of(*options.analysis));  // refuses a wrong one
+        }
+        check_exists(path);
+        const std::scoped_lock in_turn(engine_mutex());
+        const qtPtrLight<zeManager> manager = read_kc_to_classify(path, progress.pointer());
+        check_has_root(path, *manager);
+        const Analysis_settings analysis = analysis_of_container(path, *manager, options.analysis);
+        auto model = work_on_container(
+            path, [&] { return std::make_unique<Text_model>(manager, analysis); });
+        Classifier opened(std::make_unique<Impl>(path, nullptr, std::move(model), false));
+        progress.complete();
+        return opened;
+    });
+}
+
+Classifier Classifier::train(std::span<const Example> examples, const Train_options& options) {
+    return Impl::train(
+        [&](Data_texts& data) {
+            data = texts_of(examples);
+            return settings_of(options.analysis.value_or(Analysis()));
+        },
+        options);
+}
+
+Classifier Classifier::train(Records& records, const Train_options& options) {
+    return Impl::train(
+        [&](Data_texts& data) {
+            Records::Impl& source = impl_of(records.m_impl);
+            const Analysis_settings analysis = analysis_for(source, options.analysis);
+            data = source.rest();
+            return analysis;
+        },
+        options);
+}
+
+void Classifier::learn(std::span<const Example> examples, const Learn_options& options) {
+    impl().learn([&](const Analysis_settings&) { return texts_of(examples); }, options);
+}
+
+void Classifier::learn(Records& records, const Learn_options& options) {
+    impl().learn(
+        [&](const Analysis_settings& analysis) {
+            Records::Impl& source = impl_of(records.m_impl);
+            check_corpus(source, analysis);
+            return source.rest();
+        },
+        options);
+}
+
+std::vector<Label> Classifier::classify(const Text& text, const Classify_options& options) const {
+    return impl().classify(text, options);
+}
+
+std::vector<std::vector<Label>> Classifier::classify(std::span<const Text> texts,
+                                                     const Classify_options& options) const {
+    std::vector<std::vector<Label>> answers;
+    with_errors(Error_code::failed, [&] { answers.reserve(texts.size()); });
+    for (const Text& text : texts) {
+        answers.push_back(impl().classify(text, options));
+    }
+    return answers;
+}
+
+Reasons Classifier::explain(const Text& text, std::string_view node) const {
+    return impl().explain(text, node);
+}
+
+void Classifier::save(const std::string& path) {
+    impl().save(path);
+}
+
+void Classifier::close() {
+    if (m_impl != nullptr) {
+        m_impl->close();
+    }
+}
+
+std::vector<std::string> Classifier::labels() const {
+    return impl().labels();
+}
+
+const Analysis& Classifier::analysis() const {
+    return impl().analysis();
+}
+
+Classifier::Impl& Classifier::impl() const {
+    if (m_impl == nullptr) {
+        throw Error(Error_code::closed, "the classifier was moved to another object");
+    }
+    return *m_impl;
+}
+
+}  // namespace zandrel

@@ -1,0 +1,173 @@
+// Reads records with the readers of the data forms. A closed object, from which another one was
+// moved, has no Impl.
+#include "zandrel/text/Records.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "text/api/Container_lock.h"
+#include "text/api/Records_impl.h"
+#include "text/api/raised_errors.h"
+#include "text/data/File_kind.h"
+#include "text/errors.h"
+#include "text/wording/Shown_text.h"
+
+namespace zandrel {
+
+namespace {
+
+Data_format format_of(const std::string& name) {
+    const std::vector<std::string> names = names_of_formats();
+    const bool is_known = std::find(names.begin(), names.end(), name) != names.end();
+    if (!is_known || format_of_name(name) == Data_format::kLines) {
+        refuse_argument("unknown format \"" + shown_value(name) +
+                        "\"; it can be tsv, csv, jsonl or fasttext");
+    }
+    return format_of_name(name);
+}
+
+void check_columns(const std::vector<std::string>& columns) {
+    if (std::find(columns.begin(), columns.end(), "") != columns.end()) {
+        refuse_argument("the name of a column is empty");
+    }
+}
+
+Data_form form_of(const Record_form& form) {
+    Data_form own;
+    if (!form.format.empty()) {
+        own.format = format_of(form.format);
+    }
+    check_columns(form.text_columns);
+    check_columns(form.label_columns);
+    own.texts = form.text_columns;
+    own.labels = form.label_columns;
+    for (const std::string& word : form.field_columns) {
+        Pair_column column = pair_column_of(word);
+        for (const Pair_column& other : own.pairs) {
+            if (other.name == column.name) {
+                refuse_argument("the field \"" + shown_value(column.name) + "\" is given twice");
+            }
+        }
+        own.pairs.push_back(std::move(column));
+    }
+    own.has_header = form.has_header;
+    own.label_separator = form.label_separator;
+    return own;
+}
+
+// A library does not take the standard input of its process, which "-" means on the command line.
+std::string file_of(const std::string& path) {
+    return is_standard_input(path) ? "./-" : path;
+}
+
+}  // namespace
+
+Records::Impl::Impl(const std::string& path, const Record_form& form) : m_path(file_of(path)) {
+    Data_form own = form_of(form);
+    check_exists(m_path);
+    if (is_corpus_file(m_path)) {
+        const std::scoped_lock in_turn(engine_mutex());
+        refuse_options_of_corpus(m_path, own);
+        m_corpus = std::make_shared<const Stored_corpus>(m_path);
+        return;
+    }
+    check_is_data_file(m_path);
+    m_input = std::make_unique<Data_input>(m_path);
+    const Data_format format = format_of_data(m_path, own);
+    m_reader = make_data_reader({m_input->stream(), m_path}, format, own);
+}
+
+std::optional<Analysis_settings> Records::Impl::analysis() const {
+    return m_corpus == nullptr ? std::nullopt : m_corpus->notes().analysis;
+}
+
+bool Records::Impl::next(Example& record) {
+    Labelled_text text;
+    if (m_corpus == nullptr) {
+        if (!next_text(text)) {
+            return false;
+        }
+        record = {std::move(text.labels), std::move(text.text), fields_of_pairs(text.pairs)};
+        return true;
+    }
+    const std::scoped_lock in_turn(engine_mutex());
+    if (m_number == m_corpus->size()) {
+        return false;
+    }
+    text = stored_text(m_number++);
+    const qtPtrLight<zeMsg> msg = m_corpus->stored(text.stored.number);
+    std::optional<std::string> characters = Stored_corpus::text_of(*msg, kTextPair);
+    if (!characters) {
+        throw Data_error(m_path, text.line, "the message has no text, only its concepts");
+    }
+    record = {std::move(text.labels), std::move(*characters),
+              fields_of_pairs(Stored_corpus::pairs_of(*msg))};
+    return true;
+}
+
+bool Records::Impl::next_text(Labelled_text& text) {
+    Data_record record;
+    if (!m_reader->next(record)) {
+        m_first_row.check(m_path);
+        return false;
+    }
+    m_first_row.add(record);
+    if (record.error) {
+        throw Data_error(*record.error);
+    }
+    text = std::move(record.message);
+    return true;
+}
+
+Labelled_text Records::Impl::stored_text(std::size_t number) const {
+    return stored_text_of(m_corpus, number, Columns::kText);
+}
+
+Data_texts Records::Impl::rest() {
+    Data_texts data = {{}, m_path};
+    Labelled_text text;
+    if (m_corpus == nullptr) {
+        while (next_text(text)) {
+            data.texts.push_back(std::move(text));
+        }
+    } else {
+        while (m_number < m_corpus->size()) {
+            data.texts.push_back(stored_text(m_number++));
+        }
+    }
+    check_has_texts(m_path, data.texts.size(), false);
+    return data;
+}
+
+Records::Records(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
+
+Records::Records(Records&&) noexcept = default;
+
+// Destroying the file of a corpus releases concepts.
+Records& Records::operator=(Records&& other) noexcept {
+    Records old(std::move(m_impl));
+    m_impl = std::move(other.m_impl);
+    return *this;
+}
+
+Records::~Records() {
+    if (m_impl != nullptr && m_impl->is_corpus()) {
+        const std::scoped_lock in_turn(engine_mutex());
+        m_impl.reset();
+    }
+}
+
+Records Records::open(const std::string& path, const Record_form& form) {
+    return with_errors(Error_code::wrong_data,
+                       [&] { return Records(std::make_unique<Impl>(path, form)); });
+}
+
+bool Records::next(Example& record) {
+    if (m_impl == nullptr) {
+        throw Error(Error_code::closed, "the records were moved to another object");
+    }
+    return with_errors(Error_code::wrong_data, [&] { return m_impl->next(record); });
+}
+
+}  // namespace zandrel

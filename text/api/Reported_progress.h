@@ -1,0 +1,58 @@
+// Reported_progress: passes the engine's reports to a function of the caller.
+#ifndef ZANDREL_TEXT_API_REPORTED_PROGRESS_H_
+#define ZANDREL_TEXT_API_REPORTED_PROGRESS_H_
+
+#include <chrono>
+#include <exception>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "zandrel/foundation/CTProgress.h"
+#include "zandrel/text/Classifier.h"
+
+namespace zandrel {
+
+// The work has phases, and each phase counts its own steps. So the caller of the work says which
+// share of the whole each phase has.
+//
+// Example: shares {0.25, 0.75}. The first phase has 8 steps: after 4 of them 0.125 is reported. The
+// second phase has 2 steps: after the first one 0.625.
+class Reported_progress : public CTProgress {
+public:
+    // `report`: may be empty.
+    Reported_progress(Progress_function report, std::vector<double> shares)
+        : m_report(std::move(report)), m_shares(std::move(shares)) {}
+
+    // Null if nobody wants reports: then the engine counts nothing.
+    CTProgress* pointer() { return m_report ? this : nullptr; }
+
+    void SetTotal(int total) override;
+    void Increment(unsigned int steps) override;
+    bool IsInterrupted() const override;
+
+    // Reports that all is done. The answer does not matter any more.
+    void complete() const;
+
+    // RAISES: Error interrupted, if the function has ended the work.
+    void check() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void report(double done) const;
+
+    Progress_function m_report;
+    std::vector<double> m_shares;  // of the phases; their sum is 1
+    std::size_t m_begun = 0;       // phases
+    double m_before = 0.0;         // the phases that are over
+    double m_total = 0.0;          // steps of the present phase
+    double m_done = 0.0;
+    mutable Clock::time_point m_next = {};  // no report before
+    mutable bool m_is_interrupted = false;
+    mutable std::exception_ptr m_raised;  // by the function
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_TEXT_API_REPORTED_PROGRESS_H_

@@ -1,0 +1,78 @@
+// The order of the handlers matters: a class comes before its base.
+#include "text/api/raised_errors.h"
+
+#include <cerrno>
+#include <new>
+#include <sys/stat.h>
+#include <system_error>
+
+#include "zandrel/classification/zeWorkflow.h"
+#include "zandrel/foundation/qtX.h"
+
+#include "text/errors.h"
+#include "text/wording/Shown_text.h"
+
+namespace zandrel {
+
+namespace {
+
+constexpr int kInterruption = 2;  // of zeWorkflow
+
+[[noreturn]] void raise(Error_code code, const File_error& error) {
+    throw Error(code, error.what(), error.named_file(), error.line_number(), error.cause());
+}
+
+[[noreturn]] void raise(Error_code code, const std::exception& error) {
+    throw Error(code, shown_complaint(error.what()), {}, 0, std::current_exception());
+}
+
+}  // namespace
+
+void raise_as_error(Error_code of_data) {
+    try {
+        throw;
+    } catch (const Error&) {
+        throw;
+    } catch (const Other_file& error) {
+        raise(of_data == Error_code::damaged ? Error_code::not_a_container : of_data, error);
+    } catch (const Data_error& error) {
+        raise(of_data, error);
+    } catch (const Busy_input& error) {
+        raise(Error_code::busy, error);
+    } catch (const Input_error& error) {
+        raise(Error_code::cannot_read, error);
+    } catch (const Busy_output& error) {
+        raise(Error_code::busy, error);
+    } catch (const Output_error& error) {
+        raise(Error_code::cannot_write, error);
+    } catch (const Usage_error& error) {
+        raise(Error_code::invalid_argument, error);
+    } catch (const qtX<zeWorkflow>& error) {
+        raise(error.number() == kInterruption ? Error_code::interrupted : Error_code::failed,
+              error);
+    } catch (const std::bad_alloc& error) {
+        throw Error(Error_code::out_of_memory, "not enough memory", {}, 0,
+                    std::current_exception());
+    } catch (const std::length_error& error) {
+        // The engine raises it for a text that no memory could contain.
+        raise(Error_code::out_of_memory, error);
+    } catch (const std::exception& error) {
+        raise(Error_code::failed, error);
+    } catch (...) {
+        throw Error(Error_code::failed, "unknown error", {}, 0, std::current_exception());
+    }
+}
+
+void refuse_argument(const std::string& message) {
+    throw Error(Error_code::invalid_argument, message);
+}
+
+void check_exists(const std::string& path) {
+    struct stat ignored = {};
+    if (::stat(path.c_str(), &ignored) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
+        const Input_error error(path, std::generic_category().message(ENOENT));
+        throw Error(Error_code::not_found, error.what(), path);
+    }
+}
+
+}  // namespace zandrel
