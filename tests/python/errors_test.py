@@ -1,13 +1,9 @@
 """Tests of the exceptions of the package: class, code, file, line and message."""
 
-import builtins
-import enum
 import os
 import pickle
 import re
-import shutil
 import subprocess
-import sys
 
 import pytest
 
@@ -195,7 +191,6 @@ def test_closed_classifier_refuses_all_calls(tmp_path):
         lambda: classifier.learn(TWO),
         lambda: classifier.save(tmp_path / "x.kc"),
         lambda: classifier.labels,
-        lambda: classifier.analysis,
         lambda: pickle.dumps(classifier),
     ):
         raised(zandrel.ClosedError, call)
