@@ -22,7 +22,7 @@ public:
     // RAISES: as Tokenizer's constructor.
     explicit Phrase_analysis(const std::string& stem_language = {});
 
-    void feed(std::string_view text, zeSml_feeder& feeder) override;
+    void feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) override;
     std::string_view whole_concept(std::string_view text) override;
 
 private:

@@ -7,7 +7,26 @@
 
 namespace zandrel {
 
+namespace {
+
+// The concepts of the dictionary of the process.
+class Dictionary : public Word_look_up {
+public:
+    void look_up(std::span<const std::string_view> texts, Concept* concepts) override {
+        Concept::insert_views(texts, concepts);
+    }
+};
+
+}  // namespace
+
+Word_look_up::~Word_look_up() = default;
+
 Text_analysis::~Text_analysis() = default;
+
+void Text_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
+    Dictionary dictionary;
+    feed_words(text, dictionary, feeder);
+}
 
 const char* name_of(Analysis_kind kind) {
     switch (kind) {

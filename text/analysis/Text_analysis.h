@@ -5,16 +5,31 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
+#include "zandrel/foundation/Concept.h"
 #include "zandrel/messages/zeSml_feeder.h"
 
 namespace zandrel {
 
+// Finds the concepts of words.
+class Word_look_up {
+public:
+    Word_look_up() = default;
+    Word_look_up(const Word_look_up&) = delete;
+    Word_look_up& operator=(const Word_look_up&) = delete;
+    virtual ~Word_look_up();
+
+    // Assigns the concept of each text to the element of `concepts` with the same index.
+    virtual void look_up(std::span<const std::string_view> texts, Concept* concepts) = 0;
+};
+
 // Converts texts to concepts. The weight of a concept is the number of its occurrences.
 //
-// Threads: one at a time in the whole process, since concepts are shared.
+// Threads: one object belongs to one thread at a time. The concepts of the dictionary are shared,
+// so the first `feed` needs the whole process for itself.
 class Text_analysis {
 public:
     Text_analysis() = default;
@@ -22,8 +37,10 @@ public:
     Text_analysis& operator=(const Text_analysis&) = delete;
     virtual ~Text_analysis();
 
-    // Adds the concepts of the text to the feeder. A text may contain any bytes.
-    virtual void feed(std::string_view text, zeSml_feeder& feeder) = 0;
+    // Adds the concepts of the text, in the dictionary, to the feeder. A text may contain any bytes.
+    void feed(std::string_view text, zeSml_feeder& feeder);
+    // The same with the concepts that `words` finds.
+    virtual void feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) = 0;
 
     // Returns the concept that covers the whole text: "Refund!" is "refund" as words. Returns an
     // empty text if there is none, because the text has no word or has more words than a concept

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "zandrel/foundation/Concept.h"
+#include "text/analysis/feed_texts.h"
 
 namespace zandrel {
 
@@ -15,13 +15,17 @@ constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 
 }  // namespace
 
-void Whitespace_analysis::feed(std::string_view text, zeSml_feeder& feeder) {
+void Whitespace_analysis::feed_words(std::string_view text, Word_look_up& words,
+                                     zeSml_feeder& feeder) {
+    m_parts.clear();
     std::size_t start = text.find_first_not_of(kWhiteSpace);
     while (start != std::string_view::npos) {
         const std::size_t end = std::min(text.find_first_of(kWhiteSpace, start), text.size());
-        feeder.add_concept(Concept::insert_view(text.substr(start, end - start)), 1.0);
+        m_parts.push_back(text.substr(start, end - start));
         start = text.find_first_not_of(kWhiteSpace, end);
     }
+    feed_texts(
+        m_parts.size(), [this](std::size_t i) { return m_parts[i]; }, words, feeder);
 }
 
 std::string_view Whitespace_analysis::whole_concept(std::string_view text) {

@@ -3,6 +3,7 @@
 #define ZANDREL_TEXT_ANALYSIS_WHITESPACE_ANALYSIS_H_
 
 #include <string_view>
+#include <vector>
 
 #include "text/analysis/Text_analysis.h"
 
@@ -13,8 +14,11 @@ namespace zandrel {
 // encoding.
 class Whitespace_analysis : public Text_analysis {
 public:
-    void feed(std::string_view text, zeSml_feeder& feeder) override;
+    void feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) override;
     std::string_view whole_concept(std::string_view text) override;
+
+private:
+    std::vector<std::string_view> m_parts;  // of the text that is fed
 };
 
 }  // namespace zandrel

@@ -6,14 +6,17 @@
 
 #include <algorithm>
 #include <mutex>
-#include <shared_mutex>
 #include <utility>
 
+#include "zandrel/foundation/qtBuffer.h"
+#include "zandrel/foundation/qtX.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeManager.h"
+#include "zandrel/persistence/KcIoMode.h"
 
 #include "text/api/Container_lock.h"
 #include "text/api/Data_texts.h"
+#include "text/api/Frozen_model.h"
 #include "text/api/Records_impl.h"
 #include "text/api/Reported_progress.h"
 #include "text/api/raised_errors.h"
@@ -127,20 +130,78 @@ void check_labels(const Data_texts& data, const Text_model& model) {
     }
 }
 
+// RAISES: Error wrong_data for a label that the tree does not allow.
+void add_labels(const Data_texts& data, Text_model& model) {
+    for (std::size_t i = 0; i < data.texts.size(); ++i) {
+        for (const std::string& label : data.texts[i].labels) {
+            try {
+                if (!model.knows(label)) {
+                    model.add_label(label);
+                }
+            } catch (const qtX<zeLogicalTree>& error) {
+                throw error_at(Error_code::wrong_data, data, i,
+                               "label \"" + shown_value(label) +
+                                   "\" cannot be added: " + shown_complaint(error.what()));
+            }
+        }
+    }
+}
+
+// The readings of a container in cached form.
+
+std::vector<Label> labels_of(Text_model& model, const Text& text, const Classify_options& options) {
+    std::vector<Label> labels;
+    for (const Scored_label& each : model.rank(message_of(text), options.count)) {
+        if (each.score >= options.threshold) {
+            labels.push_back({std::string(each.label), model.path_of(each), each.score});
+        }
+    }
+    return labels;
+}
+
+Reasons reasons_of(Text_model& model, const Text& text, std::string_view node) {
+    const Labelled_text message = message_of(text);
+    std::string path(node);
+    if (node.empty()) {
+        const Ranking best = model.rank(message, 1);
+        if (best.empty()) {
+            return {};
+        }
+        path = model.path_of(best.front());
+    }
+    zeNode* const found = model.find(path);
+    if (found == nullptr) {
+        throw Error(Error_code::not_found, "there is no node \"" + shown_value(node) + "\"");
+    }
+    const Explanation explanation = model.explain(message, node.empty() ? nullptr : found);
+    Reasons reasons = {explanation.label, path, explanation.score, {}};
+    for (const Concept_effect& effect : explanation.concepts) {
+        reasons.effects.push_back({effect.concept_text, effect.adds, effect.is_known});
+    }
+    return reasons;
+}
+
 }  // namespace
 
-// All functions except the constructor lock what they need.
+// All functions lock what they need, except the constructor.
+//
+// There are two ways to read. A container in memory is read through its Frozen_model, by any number
+// of threads. A container in cached form reads its classifiers from the file when it needs them, so
+// its readers need the engine, and take turns.
 class Classifier::Impl {
 public:
     // `name`: of the container, for messages.
+    // REQUIRES: the lock of the process.
     Impl(std::string name, std::unique_ptr<Engine_settings> settings,
          std::unique_ptr<Text_model> model, bool saves_compact)
         : m_name(std::move(name)),
           m_settings(std::move(settings)),
           m_model(std::move(model)),
+          m_is_cached(is_cached(*m_model->manager())),
+          m_saves_compact(saves_compact),
           m_analysis(analysis_of(m_model->analysis())),
-          m_saves_compact(saves_compact) {
-        settle();
+          m_pool(m_model->analysis()) {
+        freeze();
     }
 
     Impl(const Impl&) = delete;
@@ -164,130 +225,193 @@ public:
     const Analysis& analysis() const { return m_analysis; }
 
 private:
-    // RAISES: Error closed.
-    void check_open() const {
-        if (m_model == nullptr) {
-            throw Error(Error_code::closed, "the classifier is closed");
-        }
-    }
+    // RAISES: Error closed; Error failed after a learning that could not be undone.
+    void check_open() const;
 
-    // Brings what readers use up to date, after a change.
-    void settle() { m_labels = m_model->labels(); }
+    // Makes what readers use, after a change.
+    void freeze();
+    // The work needs the engine and the whole container.
+    template <class Work>
+    decltype(auto) in_turn(const Work& work);
+    // RAISES: Error unsupported.
+    void check_can_learn() const;
+    void learn_texts(Data_texts& data, const Learn_options& options, CTProgress* progress);
+    void restore(qtPtr<qtBuffer>& copy);
+    void prepare_to_explain();
 
-    void learn_texts(Data_texts& data, const Learn_options& options, Reported_progress& progress);
-
-    std::string m_name;
+    const std::string m_name;
     Container_lock m_lock;
     std::unique_ptr<Engine_settings> m_settings;  // null: read from a file
     std::unique_ptr<Text_model> m_model;          // null: closed
-    Analysis m_analysis;
+    std::unique_ptr<Frozen_model> m_frozen;       // of the model; null: in cached form
+    const bool m_is_cached;
+    const bool m_saves_compact;
+    const Analysis m_analysis;
+    Reader_pool m_pool;
     std::vector<std::string> m_labels;
-    bool m_saves_compact;
+    bool m_is_lost = false;  // closed, since a learning could not be undone
 };
+
+void Classifier::Impl::check_open() const {
+    if (m_is_lost) {
+        throw Error(Error_code::failed,
+                    shown_file(m_name) +
+                        ": the container is lost, since a failed learning could not be undone",
+                    m_name);
+    }
+    if (m_model == nullptr) {
+        throw Error(Error_code::closed, "the classifier is closed");
+    }
+}
+
+void Classifier::Impl::freeze() {
+    m_labels = m_model->labels();
+    if (!m_is_cached) {
+        m_frozen = std::make_unique<Frozen_model>(*m_model->manager());
+    }
+}
+
+template <class Work>
+decltype(auto) Classifier::Impl::in_turn(const Work& work) {
+    const std::scoped_lock turn(engine_mutex());
+    const std::scoped_lock alone(m_lock);
+    check_open();
+    return work();
+}
 
 std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_options& options) {
     check_options(options);
-    const std::scoped_lock in_turn(engine_mutex());
-    const std::shared_lock reading(m_lock);
-    check_open();
-    std::vector<Label> labels;
     if (options.count == 0) {
-        return labels;
+        return {};
     }
-    for (const Scored_label& each : m_model->rank(message_of(text), options.count)) {
-        if (each.score >= options.threshold) {
-            labels.push_back({std::string(each.label), m_model->path_of(each), each.score});
-        }
+    if (m_is_cached) {
+        return in_turn([&] { return labels_of(*m_model, text, options); });
     }
-    return labels;
+    const Container_lock::Reader reader(m_lock);
+    check_open();
+    return m_frozen->classify(text, options, m_pool.at(reader.place()));
 }
 
 Reasons Classifier::Impl::explain(const Text& text, std::string_view node) {
-    const std::scoped_lock in_turn(engine_mutex());
-    const std::shared_lock reading(m_lock);
-    check_open();
-    const Labelled_text message = message_of(text);
-    zeNode* found = nullptr;
-    if (!node.empty()) {
-        found = m_model->find(std::string(node));
-        if (found == nullptr) {
-            throw Error(Error_code::not_found, "there is no node \"" + shown_value(node) + "\"");
+    if (m_is_cached) {
+        return in_turn([&] { return reasons_of(*m_model, text, node); });
+    }
+    for (;;) {
+        {
+            const Container_lock::Reader reader(m_lock);
+            check_open();
+            if (m_frozen->can_explain()) {
+                return m_frozen->explain(text, node, m_pool.at(reader.place()));
+            }
         }
+        prepare_to_explain();  // a learning may come in between, so we look again
     }
-    const Explanation explanation = m_model->explain(message, found);
-    Reasons reasons = {explanation.label, std::string(node), explanation.score, {}};
-    for (const Concept_effect& effect : explanation.concepts) {
-        reasons.effects.push_back({effect.concept_text, effect.adds, effect.is_known});
-    }
-    return reasons;
+}
+
+// The words that were learned are read for the first explanation only, since a service that only
+// classifies does not need them.
+void Classifier::Impl::prepare_to_explain() {
+    in_turn([&] {
+        if (!m_frozen->can_explain()) {
+            m_frozen->prepare_to_explain();
+        }
+    });
 }
 
 template <class Read>
 void Classifier::Impl::learn(const Read& read, const Learn_options& options) {
     Reported_progress progress(options.progress, kTrainingShares);
-    const std::scoped_lock in_turn(engine_mutex());
-    const std::unique_lock changing(m_lock);
-    check_open();
-    Data_texts data =
-        with_errors(Error_code::wrong_data, [&] { return read(m_model->analysis()); });
+    in_turn([&] {
+        check_can_learn();
+        Data_texts data =
+            with_errors(Error_code::wrong_data, [&] { return read(m_model->analysis()); });
+        if (!options.add_labels) {
+            check_labels(data, *m_model);
+        }
+        with_progress(progress, Error_code::damaged,
+                      [&] { learn_texts(data, options, progress.pointer()); });
+        progress.complete();
+    });
+}
+
+void Classifier::Impl::check_can_learn() const {
+    const std::string name = shown_file(m_name);
+    if (m_is_cached) {
+        throw Error(Error_code::unsupported,
+                    name + ": a container in cached form is changed in its file, not in memory",
+                    m_name);
+    }
     if (m_model->manager()->m_compact || m_saves_compact) {
         throw Error(Error_code::unsupported,
-                    shown_file(m_name) + ": the container is compact and can only classify",
-                    m_name);
+                    name + ": the container is compact and can only classify", m_name);
     }
-    if (is_cached(*m_model->manager())) {
-        throw Error(Error_code::unsupported,
-                    shown_file(m_name) +
-                        ": a container in cached form is changed in its file, and not in memory",
-                    m_name);
-    }
-    with_progress(progress, Error_code::damaged, [&] { learn_texts(data, options, progress); });
-    progress.complete();
 }
 
+// The copy is what a file of the container would be. It is needed only if the learning fails, but
+// the engine cannot undo a part of a learning.
 void Classifier::Impl::learn_texts(Data_texts& data, const Learn_options& options,
-                                   Reported_progress& progress) {
-    if (!options.add_labels) {
-        check_labels(data, *m_model);
-    }
-    for (std::size_t i = 0; i < data.texts.size(); ++i) {
-        for (const std::string& label : data.texts[i].labels) {
-            if (!m_model->knows(label)) {
-                m_model->add_label(label);
-            }
+                                   CTProgress* progress) {
+    qtPtr<qtBuffer> copy(new qtBuffer);
+    KcIoMode mode;
+    m_model->manager()->Write(copy, &mode, nullptr);
+    m_frozen.reset();
+    try {
+        if (options.add_labels) {
+            add_labels(data, *m_model);
         }
+        work_on_container(m_name, [&] { m_model->learn_and_empty(data.texts, progress, {}); });
+        freeze();
+    } catch (...) {
+        restore(copy);
+        throw;
     }
-    work_on_container(m_name,
-                      [&] { m_model->learn_and_empty(data.texts, progress.pointer(), {}); });
-    settle();
 }
 
+void Classifier::Impl::restore(qtPtr<qtBuffer>& copy) {
+    const Analysis_settings analysis = m_model->analysis();
+    m_frozen.reset();
+    m_model.reset();
+    m_is_lost = true;
+    try {
+        qtPtrLight<zeManager> manager(new zeManager);
+        KcIoMode mode;
+        manager->Read(copy, &mode, nullptr);
+        m_model = std::make_unique<Text_model>(manager, analysis);
+        freeze();
+        m_is_lost = false;
+    } catch (...) {
+        m_frozen.reset();
+        m_model.reset();  // the error of the learning is the one to report
+    }
+}
+
+// Readers go on meanwhile: writing does not change what they read.
 void Classifier::Impl::save(const std::string& path) {
-    const std::scoped_lock in_turn(engine_mutex());
-    const std::unique_lock writing(m_lock);
+    const std::scoped_lock turn(engine_mutex());
+    const Container_lock::Reader reader(m_lock);
     check_open();
-    if (is_cached(*m_model->manager())) {
+    if (m_is_cached) {
         throw Error(Error_code::unsupported,
                     shown_file(m_name) + ": a container in cached form is in its file already",
                     m_name);
     }
-    with_errors(Error_code::damaged, [&] {
-        const Kc_lock lock(path);
-        check_overwriting(lock.target(), true, "saving");
-        write_kc(lock, *m_model->manager(), m_saves_compact, nullptr);
-    });
+    const Kc_lock lock(path);
+    check_overwriting(lock.target(), true, "saving");
+    write_kc(lock, *m_model->manager(), m_saves_compact, nullptr);
 }
 
 void Classifier::Impl::close() {
-    const std::scoped_lock in_turn(engine_mutex());
-    const std::unique_lock closing(m_lock);
+    const std::scoped_lock turn(engine_mutex());
+    const std::scoped_lock alone(m_lock);
+    m_frozen.reset();
     m_model.reset();
     m_settings.reset();
+    m_pool.clear();
     m_labels.clear();
 }
 
 std::vector<std::string> Classifier::Impl::labels() {
-    const std::shared_lock reading(m_lock);
+    const Container_lock::Reader reader(m_lock);
     check_open();
     return m_labels;
 }
@@ -396,25 +520,27 @@ void Classifier::learn(Records& records, const Learn_options& options) {
 }
 
 std::vector<Label> Classifier::classify(const Text& text, const Classify_options& options) const {
-    return impl().classify(text, options);
+    return with_errors(Error_code::damaged, [&] { return impl().classify(text, options); });
 }
 
 std::vector<std::vector<Label>> Classifier::classify(std::span<const Text> texts,
                                                      const Classify_options& options) const {
-    std::vector<std::vector<Label>> answers;
-    with_errors(Error_code::failed, [&] { answers.reserve(texts.size()); });
-    for (const Text& text : texts) {
-        answers.push_back(impl().classify(text, options));
-    }
-    return answers;
+    return with_errors(Error_code::damaged, [&] {
+        std::vector<std::vector<Label>> answers;
+        answers.reserve(texts.size());
+        for (const Text& text : texts) {
+            answers.push_back(impl().classify(text, options));
+        }
+        return answers;
+    });
 }
 
 Reasons Classifier::explain(const Text& text, std::string_view node) const {
-    return impl().explain(text, node);
+    return with_errors(Error_code::damaged, [&] { return impl().explain(text, node); });
 }
 
 void Classifier::save(const std::string& path) {
-    impl().save(path);
+    with_errors(Error_code::damaged, [&] { impl().save(path); });
 }
 
 void Classifier::close() {
@@ -424,7 +550,7 @@ void Classifier::close() {
 }
 
 std::vector<std::string> Classifier::labels() const {
-    return impl().labels();
+    return with_errors(Error_code::failed, [&] { return impl().labels(); });
 }
 
 const Analysis& Classifier::analysis() const {

@@ -54,8 +54,7 @@ void raise_as_error(Error_code of_data) {
         throw Error(Error_code::out_of_memory, "not enough memory", {}, 0,
                     std::current_exception());
     } catch (const std::length_error& error) {
-        // The engine raises it for a text that no memory could contain.
-        raise(Error_code::out_of_memory, error);
+        raise(Error_code::invalid_argument, error);  // a text that is too long to be analysed
     } catch (const std::exception& error) {
         raise(Error_code::failed, error);
     } catch (...) {
