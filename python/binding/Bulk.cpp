@@ -5,7 +5,6 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 
 namespace zandrel::python {
@@ -71,8 +70,8 @@ void share(std::size_t count, int jobs, const std::function<void(std::size_t)>& 
         while (helpers.size() + 1 < wanted) {
             helpers.emplace_back([&shared] { shared.take_part(); });
         }
-    } catch (const std::system_error&) {
-        // The system has no more threads: those that we have do the work.
+    } catch (const std::exception&) {
+        // The system has no room for more threads: those that we have do the work.
     }
     shared.take_part();
     for (std::thread& helper : helpers) {

@@ -98,6 +98,9 @@ void add_field(std::vector<Field>& fields, py::handle key, py::handle value) {
     const std::string name = utf8_of(key, "the name of a field");
     const py::list values = is_list(value) ? py::list(py::reinterpret_borrow<py::object>(value))
                                            : py::list(py::make_tuple(value));
+    if (values.empty()) {
+        throw py::value_error("the list of the field '" + name + "' is empty");
+    }
     for (py::handle element : values) {
         set_value(fields.emplace_back(Field{name, {}, Field::Type::string}), element);
     }

@@ -24,6 +24,8 @@ ROUTES = """\
 ++\t[Leaf]\t[Score]\t[]\t[large]\t[$amount(n) >= 500]
 ++\t[Leaf]\t[Score]\t[]\t[old]\t[$sent(n) > 0 & $sent(n) < 1577836800000000]
 ++\t[Leaf]\t[Score]\t[]\t[german]\t[$language(s) == 'de']
+++\t[Leaf]\t[Score]\t[]\t[tagged]\t[$tags(?)]
+++\t[Leaf]\t[Score]\t[]\t[urgent]\t[$urgent(n) == 1]
 ++\t[Leaf]\t[Score]\t[]\t[person]\t[default]
 """
 
@@ -228,7 +230,11 @@ def test_fields_route_texts_by_rules():
     assert best(amount=500.0) == "large"
     assert best(language="de", amount=1) == "german"
     assert best(language="en") == "person"
-    assert best(language=["en", "de"]) == "german"
+    assert best(language=["de"]) == "german"
+    assert best(tags=["x", "y"]) == "tagged"
+    assert best(tags=[True, False]) == "tagged"
+    assert best(urgent=True) == "urgent"
+    assert best(urgent=False) == "person"
 
 
 def test_dates_are_moments_in_utc():

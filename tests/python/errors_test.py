@@ -237,6 +237,8 @@ def test_misspelt_keys_are_refused(shop):
         zandrel.Classifier.train([{"text": "x"}])
     with pytest.raises(ValueError, match="the key 'text' is missing"):
         shop.classify({"fields": {}})
+    with pytest.raises(ValueError, match="the list of the field 'tags' is empty"):
+        shop.classify({"text": "x", "fields": {"tags": []}})
 
 
 def test_negative_jobs_are_refused(shop):
