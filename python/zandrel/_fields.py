@@ -9,7 +9,7 @@ _FORM = "%Y-%m-%dT%H:%M:%S.%fZ"
 
 
 def date_text(value: datetime.date) -> str:
-    """The moment in UTC. A value without a zone is in UTC, so that results are the same everywhere."""
+    """The moment in UTC. A value without a zone is in UTC: results are the same everywhere."""
     if not isinstance(value, datetime.datetime):
         value = datetime.datetime(value.year, value.month, value.day)
     if value.tzinfo is not None:

@@ -67,4 +67,4 @@ ExampleLike = Union[
     tuple[Union[str, Iterable[str]], Union[str, bytes], Mapping[str, FieldValue]],
     Mapping[str, Any],
 ]
-"""An example: `Example`, (labels, text), or a mapping with "labels", "text" and perhaps "fields"."""
+"""`Example`, (labels, text), or a mapping with "labels", "text" and perhaps "fields"."""

@@ -107,11 +107,13 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         return self.classes_[np.array(best, dtype=int)]
 
     def predict_proba(self, X: Iterable[Any]) -> Any:
-        """The scores of all labels, divided by their sum, in the order of `classes_`.
+        """Probabilities of all labels, in the order of `classes_`; each row adds up to 1.
 
         The engine scores each label by itself, between 0 and 1, so the scores of a text need not
-        add up to 1. `classifier_.classify(texts, count=-1)` has the scores as they are. A text
-        without any score above 0 gets the share of each label in the learned texts.
+        add up to 1. With K labels, the odds of a score s are (s / (1 - s)) ** ((K - 1) / K), and a
+        label gets its share of all odds. With two labels of scores s and 1 - s these are the
+        scores. A text without any score above 0 gets the share of each label in the learned texts.
+        `classifier_.classify(texts, count=-1)` has the scores as they are.
         """
         check_is_fitted(self)
         answers = self.classifier_.classify(_texts(X), count=-1, jobs=self._jobs())
@@ -119,12 +121,10 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         scores = np.zeros((len(answers), len(self.classes_)))
         for row, labels in enumerate(answers):
             for label in labels:
-                # The best of several nodes of a label comes first.
+                # A label may be at several nodes.
                 column = columns[label.name]
                 scores[row, column] = max(scores[row, column], label.score)
-        sums = scores.sum(axis=1, keepdims=True)
-        shares = self.class_count_ / self.class_count_.sum()
-        return np.where(sums > 0, scores / np.where(sums > 0, sums, 1.0), shares)
+        return _probabilities(scores, self.class_count_ / self.class_count_.sum())
 
     def _train(self, texts: list[Any], places: Any, classes: Any) -> None:
         names = [str(label) for label in classes]
@@ -158,6 +158,15 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
 
     def _more_tags(self) -> dict[str, Any]:
         return {"X_types": ["string"], "no_validation": True, "requires_y": True}
+
+
+def _probabilities(scores: Any, shares: Any) -> Any:
+    """See predict_proba. Rules can give a score of 1 and more, whose odds would be infinite."""
+    count = scores.shape[1]
+    below_one = np.minimum(scores, 1 - np.finfo(float).eps)
+    odds = np.where(scores > 0, (below_one / (1 - below_one)) ** ((count - 1) / count), 0.0)
+    sums = odds.sum(axis=1, keepdims=True)
+    return np.where(sums > 0, odds / np.where(sums > 0, sums, 1.0), shares)
 
 
 def _texts(X: Iterable[Any]) -> list[Any]:

@@ -1,7 +1,7 @@
 """What the tests of the Python package share.
 
-ZANDREL_PROGRAM is the program zandrel of the same build, and PYTHONPATH begins with the folder of the
-built package.
+ZANDREL_PROGRAM is the program zandrel of the same build, ZANDREL_BUILD the build tree, and PYTHONPATH
+begins with the folder of the built package.
 """
 
 import os

@@ -19,7 +19,7 @@ from sklearn.utils import check_array, check_X_y, estimator_checks
 
 import zandrel
 from conftest import TEST, TRAIN, assert_same_container, read_tsv
-from zandrel.sklearn import ZandrelClassifier
+from zandrel.sklearn import ZandrelClassifier, _probabilities
 
 TEXTS = ["a late goal", "the team wins", "the bank lends", "a new rate"]
 LABELS = ["sport", "sport", "money", "money"]
@@ -46,16 +46,38 @@ def test_classes_are_sorted(fitted, shop):
     assert fitted.class_count_.sum() == 968
 
 
-def test_probabilities_are_shares_of_the_scores(fitted, shop, test_texts):
+def test_probabilities_are_shares_of_the_odds(fitted, shop, test_texts):
     probabilities = fitted.predict_proba(test_texts)
     assert probabilities.shape == (len(test_texts), 8)
-    assert np.allclose(probabilities.sum(axis=1), 1)
     for row, labels in zip(probabilities, shop.classify(test_texts, count=-1)):
-        total = sum(label.score for label in labels)
-        shares = {label.name: label.score / total for label in labels}
-        assert np.allclose(row, [shares.get(name, 0) for name in fitted.classes_])
+        odds = {label.name: (label.score / (1 - label.score)) ** (7 / 8) for label in labels}
+        expected = [odds.get(name, 0) / sum(odds.values()) for name in fitted.classes_]
+        assert np.allclose(row, expected, rtol=1e-9, atol=0)
+    assert np.allclose(probabilities.sum(axis=1), 1)
     best = fitted.classes_[probabilities.argmax(axis=1)]
     assert (best == fitted.predict(test_texts)).all()
+
+
+def test_probabilities_worked_out_by_hand():
+    shares = np.array([0.25, 0.75])
+    # Two scores that add up to 1 are the probabilities.
+    assert _probabilities(np.array([[0.2, 0.8]]), shares)[0] == pytest.approx([0.2, 0.8])
+    # Odds 9 and 4, whose roots are 3 and 2.
+    assert _probabilities(np.array([[0.9, 0.8]]), shares)[0] == pytest.approx([0.6, 0.4])
+    assert _probabilities(np.array([[0.0, 0.3]]), shares)[0].tolist() == [0, 1]
+    assert _probabilities(np.array([[0.0, 0.0]]), shares)[0].tolist() == [0.25, 0.75]
+    # Scores of 1 and more share evenly, and leave next to nothing for others.
+    assert _probabilities(np.array([[1.0, 2.5]]), shares)[0].tolist() == [0.5, 0.5]
+    three = _probabilities(np.array([[1.0, 0.5, 0.0]]), np.ones(3) / 3)[0]
+    assert three[0] > 0.999999 and three[1] > 0 and three[2] == 0
+
+
+def test_probabilities_of_the_best_label_are_calibrated(shop_data):
+    """The mean probability of the best label is near to the share of right answers."""
+    texts, labels = shop_data
+    rows = cross_val_predict(ZandrelClassifier(), texts, labels, cv=5, method="predict_proba")
+    right = np.unique(labels)[rows.argmax(axis=1)] == labels
+    assert abs(rows.max(axis=1).mean() - right.mean()) < 0.05
 
 
 def test_text_without_a_score_gets_the_usual_label():
