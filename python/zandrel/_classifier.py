@@ -131,7 +131,12 @@ class Classifier:
 
     @overload
     def classify(
-        self, texts: Iterable[TextLike], *, count: int = ..., threshold: float = ..., jobs: int = ...
+        self,
+        texts: Iterable[TextLike],
+        *,
+        count: int = ...,
+        threshold: float = ...,
+        jobs: int = ...,
     ) -> list[list[Label]]: ...
 
     def classify(
@@ -203,7 +208,10 @@ class Classifier:
         self._engine.save(os.fsencode(path))
 
     def close(self) -> None:
-        """Waits for calls that are running, and frees the container. Later calls raise ClosedError."""
+        """Waits for calls that are running, and frees the container.
+
+        Later calls raise ClosedError.
+        """
         self._engine.close()
 
     def __enter__(self) -> Classifier:
