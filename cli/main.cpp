@@ -28,9 +28,11 @@
 #include "cli/commands/rule_commands.h"
 #include "cli/commands/split_command.h"
 #include "cli/commands/tree_commands.h"
+#include "cli/process/Exit_status.h"
+#include "cli/process/Interruption.h"
+#include "cli/process/ending_signals.h"
 #include "text/errors.h"
-#include "text/kc/ending_signals.h"
-#include "text/model/Interruption.h"
+#include "text/model/leave_to_exit.h"
 #include "text/wording/Shown_text.h"
 
 namespace {
@@ -38,7 +40,7 @@ namespace {
 // The parser's header has objects that allocate before main(). This one is initialised earlier: the
 // priorities below 101 are the compiler's.
 struct Early_preparation {
-    Early_preparation() noexcept { zandrel::prepare_for_lack_of_memory(); }
+    Early_preparation() noexcept { zandrel::cli::prepare_for_lack_of_memory(); }
 };
 
 [[gnu::init_priority(101)]] const Early_preparation kEarlyPreparation;
@@ -58,7 +60,7 @@ std::string parse_failure(const CLI::App* app, const CLI::Error& error) {
 
 // How a command has ended.
 struct End {
-    int status = zandrel::kSuccess;
+    int status = zandrel::cli::kSuccess;
     // Other statuses than success may also be the result of a command, for example of
     // rebuild-index, which has changed a file as it should.
     bool has_failed = false;
@@ -100,24 +102,24 @@ End run_and_report(int argc, char** argv) {
         return run(argc, argv);
     } catch (const zandrel::Data_error& error) {
         // Without "zandrel: " before it, so that editors find file and line.
-        return fail(error, zandrel::kDataError);
+        return fail(error, zandrel::cli::kDataError);
     } catch (const zandrel::Input_error& error) {
         std::cerr << "zandrel: ";
-        return fail(error, zandrel::kInputError);
+        return fail(error, zandrel::cli::kInputError);
     } catch (const zandrel::Output_error& error) {
         std::cerr << "zandrel: ";
-        return fail(error, zandrel::kOutputError);
+        return fail(error, zandrel::cli::kOutputError);
     } catch (const zandrel::Usage_error& error) {
         std::cerr << "zandrel: ";
-        return fail(error, zandrel::kUsageError);
+        return fail(error, zandrel::cli::kUsageError);
     } catch (const std::bad_alloc&) {
         std::cerr << "zandrel: not enough memory\n";
-        return {zandrel::kInternalError, true};
+        return {zandrel::cli::kInternalError, true};
     } catch (const std::exception& error) {
         std::cerr << "zandrel: ";
-        return fail(error, zandrel::Interruption::is_requested()
-                               ? zandrel::kSignalStatus + zandrel::Interruption::signal()
-                               : zandrel::kInternalError);
+        return fail(error, zandrel::cli::Interruption::is_requested()
+                               ? zandrel::cli::kSignalStatus + zandrel::cli::Interruption::signal()
+                               : zandrel::cli::kInternalError);
     }
 }
 
@@ -126,7 +128,8 @@ End run_to_the_end(int argc, char** argv) {
     const End end = run_and_report(argc, argv);
     if (!std::cout.flush()) {
         std::cerr << "zandrel: cannot write the output\n";
-        return {end.status == zandrel::kSuccess ? zandrel::kOutputError : end.status, true};
+        return {end.status == zandrel::cli::kSuccess ? zandrel::cli::kOutputError : end.status,
+                true};
     }
     return end;
 }
@@ -162,11 +165,13 @@ int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     keep_freed_memory();
     occupy_standard_streams();
-    zandrel::prepare_for_signals();
+    zandrel::cli::prepare_for_signals();
+    zandrel::end_with_containers();
     const End end = run_to_the_end(argc, argv);
-    if (end.has_failed && end.status != zandrel::kSuccess && !zandrel::change_message().empty()) {
-        std::cerr << zandrel::change_message();
-        return zandrel::kChangedThenFailed;
+    if (end.has_failed && end.status != zandrel::cli::kSuccess &&
+        !zandrel::cli::change_message().empty()) {
+        std::cerr << zandrel::cli::change_message();
+        return zandrel::cli::kChangedThenFailed;
     }
     return end.status;
 }

@@ -1,4 +1,5 @@
-// The exit statuses of the program, and the errors that lead to them.
+// The errors of files and arguments. The program ends with a status for each, and the public
+// classes raise Error with a code for each.
 #ifndef ZANDREL_TEXT_ERRORS_H_
 #define ZANDREL_TEXT_ERRORS_H_
 
@@ -13,20 +14,6 @@
 #include "text/wording/Shown_text.h"
 
 namespace zandrel {
-
-// From 64 on the numbers are those of sysexits.h, so that scripts can distinguish wrong usage, bad
-// data and failures.
-enum Exit_status : int {
-    kSuccess = 0,
-    kRepairable = 1,         // check: a file with damage, but no item is known to be lost
-    kChangedThenFailed = 3,  // something failed after a container had been changed
-    kUsageError = 64,        // the command line is wrong
-    kDataError = 65,         // the contents of a file are wrong
-    kInputError = 66,        // a file cannot be read
-    kInternalError = 70,     // the program failed
-    kOutputError = 74,       // the output cannot be written
-    kSignalStatus = 128,     // plus the number of the signal that ended the work, as shells do
-};
 
 // A wrong word of the command line that the parser accepts, for example the path of a missing node.
 class Usage_error : public std::runtime_error {

@@ -19,13 +19,14 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/process/Interruption.h"
 #include "text/data/Data_input.h"
 #include "text/data/Message_maker.h"
 #include "text/data/Stored_corpus.h"
+#include "text/data/Waiting_for_input.h"
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
 #include "text/kc/Corpus_analysis.h"
-#include "text/model/Interruption.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
 

@@ -20,14 +20,14 @@
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/process/Interruption.h"
 #include "text/analysis/Stemmer.h"
 #include "text/data/File_kind.h"
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
 #include "text/kc/Kc_header.h"
 #include "text/kc/Replacement_file.h"
-#include "text/kc/ending_signals.h"
-#include "text/model/Interruption.h"
+#include "text/kc/unfinished_files.h"
 #include "text/wording/Shown_text.h"
 
 namespace zandrel::cli {

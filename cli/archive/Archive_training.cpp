@@ -54,6 +54,7 @@
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/process/Interruption.h"
 #include "text/data/Data_warnings.h"
 #include "text/errors.h"
 #include "text/kc/Deferred_writes.h"
@@ -61,8 +62,7 @@
 #include "text/kc/Kc_file.h"
 #include "text/kc/Replacement_file.h"
 #include "text/kc/Stored_model.h"
-#include "text/kc/ending_signals.h"
-#include "text/model/Interruption.h"
+#include "text/kc/unfinished_files.h"
 #include "text/model/Text_model.h"
 #include "text/model/Text_sources.h"
 #include "text/model/Tree_warnings.h"

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_CLI_COMMANDS_COMMAND_RESULT_H_
 #define ZANDREL_CLI_COMMANDS_COMMAND_RESULT_H_
 
+#include "cli/process/Exit_status.h"
 #include "text/errors.h"
 
 namespace zandrel::cli {

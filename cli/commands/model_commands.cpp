@@ -18,6 +18,7 @@
 #include "cli/commands/data_form_options.h"
 #include "cli/commands/option_checks.h"
 #include "cli/commands/training_options.h"
+#include "cli/process/Exit_status.h"
 #include "cli/process/Long_work.h"
 #include "cli/process/print_warning.h"
 #include "text/data/Data_input.h"

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/process/Exit_status.h"
 #include "text/errors.h"
 #include "text/wording/Nearest_name.h"
 #include "text/wording/Shown_text.h"

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands/option_checks.h"
+#include "cli/process/Exit_status.h"
 #include "cli/records/Rebuilt_index.h"
 #include "text/wording/Json.h"
 

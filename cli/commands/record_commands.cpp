@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/commands/option_checks.h"
+#include "cli/process/Exit_status.h"
 #include "cli/records/Archive_check.h"
 #include "cli/records/Corpus_records.h"
 #include "cli/records/Kc_check.h"

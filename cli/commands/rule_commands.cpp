@@ -16,6 +16,7 @@
 
 #include "cli/commands/analysis_options.h"
 #include "cli/commands/option_checks.h"
+#include "cli/process/Exit_status.h"
 #include "cli/process/Long_work.h"
 #include "cli/process/print_warning.h"
 #include "text/kc/Kc_edit.h"

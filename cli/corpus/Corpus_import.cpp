@@ -12,14 +12,15 @@
 #include "zandrel/messages/zeMsg.h"
 
 #include "cli/corpus/Corpus_writer.h"
+#include "cli/process/Interruption.h"
 #include "text/data/Data_input.h"
 #include "text/data/File_kind.h"
 #include "text/data/Message_maker.h"
 #include "text/data/Stored_corpus.h"
+#include "text/data/Waiting_for_input.h"
 #include "text/errors.h"
 #include "text/kc/Corpus_analysis.h"
 #include "text/kc/Kc_lock.h"
-#include "text/model/Interruption.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
 

@@ -16,11 +16,12 @@
 
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
+#include "cli/process/Interruption.h"
 #include "text/data/Data_warnings.h"
 #include "text/data/Folds.h"
 #include "text/data/Moved_texts.h"
+#include "text/data/Waiting_for_input.h"
 #include "text/errors.h"
-#include "text/model/Interruption.h"
 #include "text/wording/Layout.h"
 
 namespace zandrel::cli {

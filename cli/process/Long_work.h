@@ -6,9 +6,9 @@
 #include <string>
 #include <unistd.h>
 
+#include "cli/process/Interruption.h"
 #include "cli/process/Progress_bar.h"
 #include "cli/process/print_warning.h"
-#include "text/model/Interruption.h"
 
 namespace zandrel::cli {
 

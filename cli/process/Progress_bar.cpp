@@ -6,7 +6,7 @@
 #include <cmath>
 #include <utility>
 
-#include "text/model/Interruption.h"
+#include "cli/process/Interruption.h"
 
 namespace zandrel::cli {
 

@@ -30,6 +30,7 @@
 #include "zandrel/storage/SegBuf.h"
 
 #include "cli/archive/Deferred_archive.h"
+#include "cli/process/Exit_status.h"
 #include "text/errors.h"
 #include "text/wording/Shown_text.h"
 

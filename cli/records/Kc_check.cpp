@@ -29,7 +29,7 @@
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Replacement_file.h"
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 
 namespace zandrel::cli {
 

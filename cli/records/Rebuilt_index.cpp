@@ -36,7 +36,7 @@
 #include "text/kc/Kc_file.h"
 #include "text/kc/Kc_use.h"
 #include "text/kc/Replacement_file.h"
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 #include "text/wording/Shown_text.h"
 
 namespace zandrel::cli {

@@ -24,6 +24,7 @@
 
 #include "zandrel/storage/Hreclaim_format.h"
 
+#include "cli/process/Exit_status.h"
 #include "cli/records/Package_contents.h"
 #include "cli/records/Record_text.h"
 #include "text/wording/Shown_text.h"

@@ -10,6 +10,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "cli/process/Exit_status.h"
 #include "cli/records/Record_file.h"
 
 namespace zandrel::cli {

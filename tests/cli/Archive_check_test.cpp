@@ -16,6 +16,7 @@
 
 #include "cli/archive/Archive_file.h"
 #include "cli/archive/Deferred_archive.h"
+#include "cli/process/Exit_status.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
 #include "tests/cli/scratch_folder.h"

@@ -9,8 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/process/ending_signals.h"
 #include "tests/cli/archive_kills.h"
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 
 namespace zandrel::cli {
 
@@ -92,6 +93,7 @@ TEST_F(ArchiveKillTest, BindingThatCannotBeTakenBackIsReportedAsAChange) {
         }
         return write.is_done || !is_bound;
     });
+    observe_changes();
     note_change("another file");
     EXPECT_THROW(learn(), Output_error);
     listen_to_real_writes(nullptr);

@@ -15,6 +15,7 @@
 
 #include "zandrel/persistence/Kc_seal.h"
 
+#include "cli/process/Exit_status.h"
 #include "cli/records/Kc_records.h"
 #include "cli/records/Record_dump.h"
 #include "tests/cli/file_facts.h"

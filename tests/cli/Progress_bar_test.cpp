@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "text/model/Interruption.h"
+#include "cli/process/Interruption.h"
 
 namespace zandrel::cli {
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/process/Exit_status.h"
 #include "tests/cli/record_file_bytes.h"
 
 namespace zandrel::cli {

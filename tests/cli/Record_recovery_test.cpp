@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cli/process/Exit_status.h"
 #include "cli/records/Record_check.h"
 #include "cli/records/Record_file.h"
 #include "tests/cli/built_records.h"

@@ -31,6 +31,12 @@ stage() {
     mv "$work/stage/opt/zandrel" "$installed"
 }
 
+# Runs the example in a folder of its own.
+check_text_library() {
+    mkdir -p "$work/text"
+    (cd "$work/text" && "$1") | grep -q '^delivery 0' || fail "the text library does not classify"
+}
+
 cmake_package() {
     cmake -S "$consumer" -B "$work/cmake" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
         -DCMAKE_PREFIX_PATH="$installed" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
@@ -38,6 +44,7 @@ cmake_package() {
     grep -qF "$installed" "$work/cmake/CMakeCache.txt" || fail "another installation is found"
     "$work/cmake/consumer"
     (cd "$work/cmake" && ./messages >/dev/null)
+    check_text_library "$work/cmake/text_library"
 }
 
 pkg_config() {
@@ -47,6 +54,9 @@ pkg_config() {
     read -ra flags <<<"$(pkg-config --cflags --libs zandrel)"
     "$compiler" -std=c++20 "$consumer/main.cpp" "${flags[@]}" -o "$work/consumer"
     LD_LIBRARY_PATH=$(library_dir) "$work/consumer"
+    read -ra flags <<<"$(pkg-config --cflags --libs zandrel_text)"
+    "$compiler" -std=c++20 "$source/examples/text_library.cpp" "${flags[@]}" -o "$work/text_library"
+    LD_LIBRARY_PATH=$(library_dir) check_text_library "$work/text_library"
     pkg-config --atleast-version=1.0 zandrel || fail "the version of zandrel.pc is below 1.0"
     [[ $(pkg-config --variable=prefix zandrel | xargs realpath) == "$(realpath "$installed")" ]] ||
         fail "the prefix of zandrel.pc is not where it stands"
@@ -62,10 +72,20 @@ files() {
     # Programs linked to the library load it by the name with the major version.
     readelf -d "$(library_dir)/libzandrel.so" | grep -qF 'soname: [libzandrel.so.1]' ||
         fail "libzandrel.so has not the soname libzandrel.so.1"
+    readelf -d "$(library_dir)/libzandrel_text.so" | grep -qF 'soname: [libzandrel_text.so.1]' ||
+        fail "libzandrel_text.so has not the soname libzandrel_text.so.1"
+    # The public classes and the functions of C, and nothing of what they are made of.
+    if nm -DC --defined-only "$(library_dir)/libzandrel_text.so" | cut -d' ' -f3- |
+        grep -vE '^(zandrel::(Classifier|Records|Error)::|zandrel::name_of\(zandrel::Error_code\)|(typeinfo|typeinfo name|vtable) for zandrel::Error$|zandrel_)'; then
+        fail "libzandrel_text.so exports the symbols above"
+    fi
     [[ -L $(library_dir)/libzandrel.so.1 ]] || fail "libzandrel.so.1 is no link"
 
     # All headers except those that say that they are the library's own.
-    diff <(cd "$source" && grep -rL --include='*.h' '^// Not installed' zandrel | sort) \
+    diff <(
+        cd "$source"
+        { grep -rL --include='*.h' '^// Not installed' zandrel; cd text/include && find zandrel -type f; } | sort
+    ) \
         <(cd "$installed/include" && find . -type f -printf '%P\n' | sort) ||
         fail "what is installed is not every header of the library"
 

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cli/process/ending_signals.h"
 #include "tests/cli/file_facts.h"
 #include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
@@ -257,6 +258,7 @@ TEST(ReplacementFileTest, ReplacementIsNotedAsAChange) {
     const Scratch_folder folder;
     const std::string path = folder.file("a.kc");
     Replacement_file file(path);
+    observe_changes();
     EXPECT_THAT(std::string(change_message()), Not(HasSubstr(path)));
     file.take_place();
     EXPECT_THAT(std::string(change_message()), HasSubstr(path));

@@ -11,14 +11,14 @@ namespace zandrel {
 Phrase_analysis::Phrase_analysis(const std::string& stem_language)
     : m_tokenizer(Token_style::kWordsAndSigns, stem_language) {}
 
-void Phrase_analysis::feed_words(std::string_view text, Word_look_up& words,
-                                 zeSml_feeder& feeder) {
+void Phrase_analysis::feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) {
     m_tokenizer.cut(text);
     const std::size_t count = m_tokenizer.token_count();
     feed_texts(
         count, [this](std::size_t i) { return m_tokenizer.token(i); }, words, feeder);
     feed_texts(
-        count == 0 ? 0 : count - 1, [this](std::size_t i) { return m_tokenizer.pair(i); }, words, feeder);
+        count == 0 ? 0 : count - 1, [this](std::size_t i) { return m_tokenizer.pair(i); }, words,
+        feeder);
 }
 
 std::string_view Phrase_analysis::whole_concept(std::string_view text) {

@@ -37,7 +37,8 @@ public:
     Text_analysis& operator=(const Text_analysis&) = delete;
     virtual ~Text_analysis();
 
-    // Adds the concepts of the text, in the dictionary, to the feeder. A text may contain any bytes.
+    // Adds the concepts of the text, in the dictionary, to the feeder. A text may contain any
+    // bytes.
     void feed(std::string_view text, zeSml_feeder& feeder);
     // The same with the concepts that `words` finds.
     virtual void feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) = 0;

@@ -10,11 +10,11 @@ namespace zandrel {
 Word_analysis::Word_analysis(const std::string& stem_language)
     : m_tokenizer(Token_style::kWords, stem_language) {}
 
-void Word_analysis::feed_words(std::string_view text, Word_look_up& words,
-                               zeSml_feeder& feeder) {
+void Word_analysis::feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) {
     m_tokenizer.cut(text);
     feed_texts(
-        m_tokenizer.token_count(), [this](std::size_t i) { return m_tokenizer.token(i); }, words, feeder);
+        m_tokenizer.token_count(), [this](std::size_t i) { return m_tokenizer.token(i); }, words,
+        feeder);
 }
 
 std::string_view Word_analysis::whole_concept(std::string_view text) {

@@ -30,7 +30,7 @@ inline std::mutex& engine_mutex() {
 // door. R1 ends, W has all places, writes, frees them and opens the door. R2 reads.
 class Container_lock {
 public:
-    static constexpr std::size_t kPlaces = 64;
+    static constexpr std::size_t kPlaces = 32;
 
     // The place of a reader, which nobody else uses meanwhile.
     class Reader {

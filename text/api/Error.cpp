@@ -23,12 +23,11 @@ Error::~Error() = default;
 
 const char* name_of(Error_code code) noexcept {
     constexpr std::array kNames = {
-        "failed",        "invalid_argument", "not_found", "cannot_read",
-        "cannot_write",  "not_a_container",  "damaged",   "other_analysis",
-        "unknown_label", "wrong_data",       "busy",      "interrupted",
-        "unsupported",   "out_of_memory",    "closed"};
-    const auto number = static_cast<std::size_t>(code);
-    return number < kNames.size() ? kNames[number] : kNames[0];
+        "invalid_argument", "not_found",      "cannot_read",   "cannot_write", "not_a_container",
+        "damaged",          "other_analysis", "unknown_label", "wrong_data",   "busy",
+        "interrupted",      "unsupported",    "out_of_memory", "closed",       "failed"};
+    const auto place = static_cast<std::size_t>(code) - 1;
+    return place < kNames.size() ? kNames[place] : "failed";
 }
 
 }  // namespace zandrel

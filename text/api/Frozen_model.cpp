@@ -113,12 +113,14 @@ Reasons Frozen_model::explain(const Text& text, std::string_view node, Reader_to
         explained = best.front();
     }
     Reasons reasons = {std::string(explained.node->m_concept.view()),
-                       path_of(m_tree, explained.node), explained.score, {}};
+                       path_of(m_tree, explained.node),
+                       explained.score,
+                       {}};
     std::vector<zeStat_matcher::Concept_score> lines;
     m_tree.explain(message.msg(), {explained.node}, lines);
     for (const zeStat_matcher::Concept_score& line : lines) {
-        reasons.effects.push_back({std::string(line.m_concept.view()), line.m_score,
-                                   m_tree.has_learned(line.m_concept)});
+        reasons.effects.push_back(
+            {std::string(line.m_concept.view()), line.m_score, m_tree.has_learned(line.m_concept)});
     }
     return reasons;
 }

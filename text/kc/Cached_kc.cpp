@@ -48,7 +48,7 @@
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_use.h"
 #include "text/kc/Target_file.h"
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 #include "text/wording/Shell_text.h"
 #include "text/wording/Shown_text.h"
 

@@ -9,7 +9,7 @@
 
 #include "text/kc/Descriptor.h"
 #include "text/kc/Target_file.h"
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 
 namespace zandrel {
 

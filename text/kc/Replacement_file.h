@@ -11,7 +11,7 @@
 #include "text/kc/File_attributes.h"
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Target_file.h"
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 
 namespace zandrel {
 

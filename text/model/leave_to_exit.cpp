@@ -9,8 +9,21 @@
 
 namespace zandrel {
 
+namespace {
+
+bool s_is_wanted = false;
+
+}  // namespace
+
+void end_with_containers() noexcept {
+    s_is_wanted = true;
+}
+
 void leave_to_exit(const qtPtrLight<zeManager>& manager) {
     // Its file must be unlocked, and few of its classifiers are in memory.
+    if (!s_is_wanted) {
+        return;
+    }
     if (!manager->m_io.IsNull() && manager->m_io->m_io_mode == KcIoMode::CACHED_IO) {
         return;
     }

@@ -8,6 +8,10 @@ class zeManager;
 
 namespace zandrel {
 
+// Without this call, leave_to_exit does nothing: in a process that goes on, the memory would be
+// lost. The program calls it at its start.
+void end_with_containers() noexcept;
+
 // Keeps the container until the process ends. A command calls this last: freeing a large model
 // object by object took a quarter of the time of a short command, and the system frees all memory
 // at once when the process ends. A container in cached form is not kept: its file is closed and

@@ -35,6 +35,7 @@
 
 #include "text/data/Data_input.h"
 #include "text/data/Data_warnings.h"
+#include "text/data/Waiting_for_input.h"
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
 #include "text/kc/Corpus_analysis.h"
@@ -47,7 +48,6 @@
 #include "text/kc/Stored_model.h"
 #include "text/kc/Target_file.h"
 #include "text/model/Engine_settings.h"
-#include "text/model/Interruption.h"
 #include "text/model/Text_model.h"
 #include "text/model/Text_sources.h"
 #include "text/model/Tree_warnings.h"

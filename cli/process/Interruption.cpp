@@ -4,13 +4,16 @@
 //   second signal within 0.1 s                ignored: it belongs to the first
 //   second signal later                       ends the process
 //   first signal while waiting for input      ends the process
-#include "text/model/Interruption.h"
+#include "cli/process/Interruption.h"
 
 #include <cstddef>
 #include <ctime>
 #include <exception>
 
-namespace zandrel {
+#include "cli/process/ending_signals.h"
+#include "text/data/Waiting_for_input.h"
+
+namespace zandrel::cli {
 
 namespace {
 
@@ -18,7 +21,6 @@ constexpr long kNanosecondsOfOneRequest = 100'000'000;
 
 volatile std::sig_atomic_t s_signal = 0;
 volatile std::sig_atomic_t s_is_seen = 0;
-volatile std::sig_atomic_t s_waits_for_input = 0;
 // The first signal writes it, and later ones read it. They are blocked while the handler runs.
 struct timespec s_first = {};
 
@@ -35,7 +37,7 @@ bool is_soon_after(const struct timespec& first, const struct timespec& second) 
 }
 
 extern "C" void note_interruption(int signal) {
-    if (s_signal == 0 && s_waits_for_input != 0) {
+    if (s_signal == 0 && Waiting_for_input::is_active()) {
         end_by_signal(signal);
     }
     if (s_signal == 0) {
@@ -83,12 +85,4 @@ int Interruption::signal() {
     return s_signal;
 }
 
-Waiting_for_input::Waiting_for_input() {
-    s_waits_for_input = 1;
-}
-
-Waiting_for_input::~Waiting_for_input() {
-    s_waits_for_input = 0;
-}
-
-}  // namespace zandrel
+}  // namespace zandrel::cli

@@ -1,30 +1,32 @@
 // A signal handler may call only a few functions of the system, such as unlink, write and _exit,
-// and must not allocate. So all that it needs is prepared before: the paths of unfinished files are
-// in a fixed array of atomic pointers, and note_change writes the whole message into a fixed array.
+// and must not allocate. So all that it needs is prepared before: note_in_message writes the
+// whole message into a fixed array.
 //
 // Example: `learn a.kc` receives SIGTERM after the rename. s_message is "zandrel: a.kc has been
 // changed all the same, so do not repeat the command", so the handler prints it and ends with
 // status 3. Before the rename s_message is empty: the handler unlinks ".a.kc.tmp-Zk09fe" and
 // ".a.kc.lock" and ends the process by SIGTERM.
-#include "text/kc/ending_signals.h"
+#include "cli/process/ending_signals.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <exception>
 #include <new>
+#include <string>
 #include <unistd.h>
 
-#include "text/errors.h"
+#include "cli/process/Exit_status.h"
+#include "text/kc/unfinished_files.h"
 
-namespace zandrel {
+namespace zandrel::cli {
 
 namespace {
 
 // Handlers read these, so they are lock-free and need neither allocation nor destruction.
-constexpr std::size_t kMostUnfinished = 8;
-std::array<std::atomic<const char*>, kMostUnfinished> s_unfinished = {};
-
 constexpr std::string_view kBeforeName = "zandrel: ";
 constexpr std::string_view kBehindName =
     " has been changed all the same, so do not repeat the command\n";
@@ -36,7 +38,6 @@ std::atomic<std::size_t> s_message_size = 0;
 // The handler of the C++ library, which prints the exception and aborts.
 std::terminate_handler s_abort = std::abort;
 
-static_assert(std::atomic<const char*>::is_always_lock_free);
 static_assert(std::atomic<std::size_t>::is_always_lock_free);
 
 extern "C" void end_at_once(int signal) {
@@ -56,14 +57,6 @@ void append(std::string_view text, std::size_t room, std::size_t& size) {
     text = text.substr(0, room);
     std::copy(text.begin(), text.end(), s_message.begin() + static_cast<std::ptrdiff_t>(size));
     size += text.size();
-}
-
-void remove_unfinished() {
-    for (const std::atomic<const char*>& path : s_unfinished) {
-        if (path.load() != nullptr) {
-            ::unlink(path.load());
-        }
-    }
 }
 
 // If the message cannot be printed, the exit status still reports the failure.
@@ -98,19 +91,35 @@ void end_by_exception() {
     if (!lacks_memory()) {
         s_abort();
     }
-    remove_unfinished();
+    remove_unfinished_files();
     print(kNoMemory);
     exit_if_changed();
     ::_exit(kInternalError);
 }
 
+void note_in_message(const std::string& file) noexcept {
+    const Held_back_signals held_back;
+    std::signal(SIGPIPE, SIG_IGN);
+    std::size_t size = 0;
+    append(kBeforeName, kBeforeName.size(), size);
+    append(file, s_message.size() - kBeforeName.size() - kBehindName.size(), size);
+    append(kBehindName, kBehindName.size(), size);
+    s_message_size = size;
+}
+
 }  // namespace
 
 void prepare_for_lack_of_memory() noexcept {
+    observe_changes();
     s_abort = std::set_terminate(end_by_exception);
 }
 
+void observe_changes() noexcept {
+    set_change_observer(note_in_message);
+}
+
 void prepare_for_signals() {
+    observe_changes();
     std::signal(SIGXFSZ, SIG_IGN);
     for (const int signal : kEndingSignals) {
         struct sigaction action = {};
@@ -125,7 +134,7 @@ void prepare_for_signals() {
 }
 
 void end_by_signal(int signal) {
-    remove_unfinished();
+    remove_unfinished_files();
     exit_if_changed();
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;
@@ -138,43 +147,8 @@ void end_by_signal(int signal) {
     ::_exit(kSignalStatus + signal);
 }
 
-Unfinished_file::Unfinished_file(const char* path) {
-    while (m_place < kMostUnfinished) {
-        const char* expected = nullptr;
-        if (s_unfinished.at(m_place).compare_exchange_strong(expected, path)) {
-            return;
-        }
-        ++m_place;
-    }
-}
-
-Unfinished_file::~Unfinished_file() {
-    if (m_place < kMostUnfinished) {
-        s_unfinished.at(m_place).store(nullptr);
-    }
-}
-
-Held_back_signals::Held_back_signals() {
-    const sigset_t signals = ending_signals();
-    sigprocmask(SIG_BLOCK, &signals, &m_before);
-}
-
-Held_back_signals::~Held_back_signals() {
-    sigprocmask(SIG_SETMASK, &m_before, nullptr);
-}
-
-void note_change(const std::string& file) noexcept {
-    const Held_back_signals held_back;
-    std::signal(SIGPIPE, SIG_IGN);
-    std::size_t size = 0;
-    append(kBeforeName, kBeforeName.size(), size);
-    append(file, s_message.size() - kBeforeName.size() - kBehindName.size(), size);
-    append(kBehindName, kBehindName.size(), size);
-    s_message_size = size;
-}
-
 std::string_view change_message() {
     return {s_message.data(), s_message_size};
 }
 
-}  // namespace zandrel
+}  // namespace zandrel::cli

@@ -1,13 +1,13 @@
 // Interruption: turns Ctrl-C and other ending signals into a request that long work polls.
-#ifndef ZANDREL_TEXT_MODEL_INTERRUPTION_H_
-#define ZANDREL_TEXT_MODEL_INTERRUPTION_H_
+#ifndef ZANDREL_CLI_PROCESS_INTERRUPTION_H_
+#define ZANDREL_CLI_PROCESS_INTERRUPTION_H_
 
 #include <array>
 #include <csignal>
 
-#include "text/kc/ending_signals.h"
+#include "text/kc/unfinished_files.h"
 
-namespace zandrel {
+namespace zandrel::cli {
 
 // While an object lives, the first ending signal is only noted. A second one ends the process, in
 // case the work does not poll. Signals within a tenth of a second of the first count as one:
@@ -33,18 +33,6 @@ private:
     std::array<struct sigaction, kEndingSignals.size()> m_before = {};
 };
 
-// While an object lives, the first ending signal ends the process at once and removes unfinished
-// files: while the process waits for input, for example from a pipe, nothing polls a request. A
-// signal from before remains a request, so the caller polls once after making the object. Only one
-// object may live at a time.
-class Waiting_for_input {
-public:
-    Waiting_for_input();
-    Waiting_for_input(const Waiting_for_input&) = delete;
-    Waiting_for_input& operator=(const Waiting_for_input&) = delete;
-    ~Waiting_for_input();
-};
+}  // namespace zandrel::cli
 
-}  // namespace zandrel
-
-#endif  // ZANDREL_TEXT_MODEL_INTERRUPTION_H_
+#endif  // ZANDREL_CLI_PROCESS_INTERRUPTION_H_

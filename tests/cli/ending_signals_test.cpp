@@ -1,4 +1,4 @@
-#include "text/kc/ending_signals.h"
+#include "cli/process/ending_signals.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -12,8 +12,10 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/process/Exit_status.h"
 #include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
+#include "text/kc/unfinished_files.h"
 
 namespace zandrel::cli {
 
@@ -143,6 +145,7 @@ TEST_F(EndingSignalsTest, BrokenPipeAfterAChangeIsAnError) {
 
 TEST_F(EndingSignalsTest, MessageOfAChangeNamesTheLastFile) {
     const auto change = [] {
+        observe_changes();
         const bool is_silent_before = change_message().empty();
         note_change("a.kc");
         note_change("b.kc");
@@ -157,6 +160,7 @@ TEST_F(EndingSignalsTest, MessageOfAChangeNamesTheLastFile) {
 
 TEST_F(EndingSignalsTest, NameLongerThanAnyPathIsCut) {
     const auto change = [] {
+        observe_changes();
         note_change(std::string(100'000, 'x'));
         const std::string message(change_message());
         std::_Exit(message.size() == 5000 && message.starts_with("zandrel: xxx") &&

@@ -1,4 +1,4 @@
-#include "text/model/Interruption.h"
+#include "cli/process/Interruption.h"
 
 #include <chrono>
 #include <csignal>
@@ -8,7 +8,11 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/process/Exit_status.h"
+#include "cli/process/ending_signals.h"
+#include "text/data/Waiting_for_input.h"
 #include "text/errors.h"
+#include "text/kc/unfinished_files.h"
 
 namespace zandrel::cli {
 
@@ -136,6 +140,7 @@ TEST_F(InterruptionTest, ReportOfAChangeIsPreferredToAnUnreadRequest) {
     const auto work = [] {
         {
             const Interruption interruption;
+            observe_changes();
             note_change("a.kc");
             std::raise(SIGTERM);
         }

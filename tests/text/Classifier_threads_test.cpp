@@ -1,0 +1,224 @@
+// Several threads use classifiers at the same time. Each answer is that of one thread. A build with
+// a checker of threads also finds each access that is not ordered (script/test tsan).
+#include "zandrel/text/Classifier.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/cli/scratch_folder.h"
+#include "tests/text/desk_texts.h"
+
+namespace zandrel::tests {
+
+namespace {
+
+constexpr int kRounds = 12;
+
+using Answers = std::vector<std::vector<std::string>>;
+
+std::string shown(const Label& label) {
+    std::string score(sizeof(double), '\0');
+    std::copy_n(reinterpret_cast<const char*>(&label.score), sizeof(double), score.begin());
+    return label.path + score;
+}
+
+std::vector<std::string> answer_to(const Classifier& classifier, const std::string& question) {
+    std::vector<std::string> answer;
+    for (const Label& label : classifier.classify(question, {-1})) {
+        answer.push_back(shown(label));
+    }
+    return answer;
+}
+
+Answers answers_of(const Classifier& classifier) {
+    Answers answers;
+    for (const std::string& question : desk_questions()) {
+        answers.push_back(answer_to(classifier, question));
+    }
+    return answers;
+}
+
+Classifier trained(const std::string& tree = "") {
+    Train_options options;
+    options.tree = tree;
+    return Classifier::train(desk_examples(), options);
+}
+
+// The bulk that a learner learns in a round.
+std::vector<Example> bulk(int round) {
+    return {desk_examples()[static_cast<std::size_t>(round) % 6]};
+}
+
+// The answers of a classifier before it learns, and after each bulk.
+std::vector<Answers> states_of_learning() {
+    Classifier classifier = trained();
+    std::vector<Answers> states = {answers_of(classifier)};
+    for (int round = 0; round < kRounds; ++round) {
+        classifier.learn(bulk(round));
+        states.push_back(answers_of(classifier));
+    }
+    return states;
+}
+
+class ClassifierThreadsTest : public testing::Test {
+protected:
+    void add(const std::function<void()>& work) { m_threads.emplace_back(work); }
+
+    void join() {
+        for (std::thread& thread : m_threads) {
+            thread.join();
+        }
+        m_threads.clear();
+    }
+
+    std::atomic<int> m_failures = 0;
+
+private:
+    std::vector<std::thread> m_threads;
+};
+
+TEST_F(ClassifierThreadsTest, EightThreadsGetTheAnswersOfOneThreadWhileOneLearns) {
+    const cli::Scratch_folder folder;
+    const std::vector<Answers> states = states_of_learning();
+    const Classifier ruled = trained(desk_tree());
+    const Answers of_ruled = answers_of(ruled);
+    Classifier learning = trained();
+    trained(desk_tree()).save(folder.file("other.kc"));
+    std::atomic<bool> is_over = false;
+
+    for (int thread = 0; thread < 2; ++thread) {
+        add([&] {  // reads a container that never changes
+            for (int round = 0; round < kRounds || !is_over; ++round) {
+                m_failures += answers_of(ruled) == of_ruled ? 0 : 1;
+            }
+        });
+        add([&] {  // reads a container that learns: its state never becomes an older one
+            std::size_t state = 0;
+            while (!is_over) {
+                for (std::size_t i = 0; i < desk_questions().size(); ++i) {
+                    const auto answer = answer_to(learning, desk_questions()[i]);
+                    while (state < states.size() && answer != states[state][i]) {
+                        ++state;
+                    }
+                }
+                m_failures += state < states.size() ? 0 : 1;
+            }
+        });
+        add([&] {  // opens and closes
+            for (int round = 0; round < kRounds; ++round) {
+                Classifier opened = Classifier::open(folder.file("other.kc"));
+                m_failures += answers_of(opened) == of_ruled ? 0 : 1;
+                opened.close();
+            }
+        });
+    }
+    add([&] {  // explains both
+        for (int round = 0; round < kRounds; ++round) {
+            m_failures += ruled.explain("my parcel").effects.empty() ? 1 : 0;
+            m_failures += learning.explain("my parcel").effects.empty() ? 1 : 0;
+            m_failures += learning.labels().size() == 3 ? 0 : 1;
+        }
+    });
+    add([&] {
+        for (int round = 0; round < kRounds; ++round) {
+            learning.learn(bulk(round));
+            learning.save(folder.file("learned.kc"));
+        }
+        is_over = true;
+    });
+    join();
+
+    EXPECT_EQ(m_failures, 0);
+    EXPECT_EQ(answers_of(learning), states.back());
+    EXPECT_EQ(answers_of(Classifier::open(folder.file("learned.kc"))), states.back());
+}
+
+TEST_F(ClassifierThreadsTest, CloseWaitsForRunningCallsAndEndsTheNextOnes) {
+    Classifier classifier = trained();
+    const Answers expected = answers_of(classifier);
+    std::atomic<int> running = 0;
+    std::atomic<int> closed = 0;
+    for (int thread = 0; thread < 3; ++thread) {
+        add([&] {
+            ++running;
+            try {
+                for (;;) {
+                    m_failures += answers_of(classifier) == expected ? 0 : 1;
+                }
+            } catch (const Error& error) {
+                closed += error.code() == Error_code::closed ? 1 : 0;
+            }
+        });
+    }
+    while (running < 3) {
+        std::this_thread::yield();
+    }
+    classifier.close();
+    join();
+    EXPECT_EQ(m_failures, 0);
+    EXPECT_EQ(closed, 3);
+}
+
+TEST_F(ClassifierThreadsTest, WriterIsNotDelayedForeverByReaders) {
+    Classifier classifier = trained();
+    std::atomic<bool> is_over = false;
+    for (int thread = 0; thread < 3; ++thread) {
+        add([&] {
+            while (!is_over) {
+                classifier.classify("my parcel");
+            }
+        });
+    }
+    for (int round = 0; round < 3; ++round) {
+        classifier.learn(bulk(round));
+    }
+    is_over = true;
+    join();
+}
+
+// More readers than the lock has places.
+TEST_F(ClassifierThreadsTest, HundredThreadsReadOneClassifier) {
+    const Classifier classifier = trained();
+    const std::vector<std::string> expected = answer_to(classifier, "my parcel");
+    for (int thread = 0; thread < 100; ++thread) {
+        add([&] {
+            for (int round = 0; round < 5; ++round) {
+                m_failures += answer_to(classifier, "my parcel") == expected ? 0 : 1;
+            }
+        });
+    }
+    join();
+    EXPECT_EQ(m_failures, 0);
+}
+
+TEST_F(ClassifierThreadsTest, ForkedProcessClassifiesAndLearns) {
+    Classifier classifier = trained(desk_tree());
+    const Answers expected = answers_of(classifier);
+    const pid_t child = ::fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        bool is_equal = answers_of(classifier) == expected;
+        classifier.learn(std::vector<Example>{{{"refund"}, "money, money"}});
+        is_equal = is_equal && answers_of(classifier) != expected;
+        classifier.close();
+        ::_exit(is_equal ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(answers_of(classifier), expected);
+}
+
+}  // namespace
+
+}  // namespace zandrel::tests

@@ -1,0 +1,214 @@
+// Records: each data form gives the same examples as it has, and errors name file and line.
+#include "zandrel/text/Records.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "zandrel/text/Classifier.h"
+
+#include "cli/corpus/Corpus_import.h"
+#include "tests/cli/scratch_folder.h"
+
+namespace zandrel::tests {
+
+namespace {
+
+using testing::ElementsAre;
+
+// "label,label: text {name=value ...}"
+std::string written(const Example& example) {
+    std::string line;
+    for (const std::string& label : example.labels) {
+        line += (line.empty() ? "" : ",") + label;
+    }
+    line += ": " + example.text;
+    for (const Field& field : example.fields) {
+        line += " {" + field.name + "=" + field.value + " " +
+                std::to_string(static_cast<int>(field.type)) + "}";
+    }
+    return line;
+}
+
+class RecordsTest : public testing::Test {
+protected:
+    std::vector<std::string> read(const std::string& name, const std::string& content,
+                                  const Record_form& form = {}) const {
+        Records records = Records::open(m_folder.write(name, content), form);
+        std::vector<std::string> all;
+        for (Example example; records.next(example);) {
+            all.push_back(written(example));
+        }
+        return all;
+    }
+
+    // "code: text", without the folder.
+    std::string error_of(const std::function<void()>& work) const {
+        try {
+            work();
+        } catch (const Error& error) {
+            std::string text = error.what();
+            const std::string folder = m_folder.file("");
+            for (auto at = text.find(folder); at != std::string::npos; at = text.find(folder)) {
+                text.erase(at, folder.size());
+            }
+            return std::string(name_of(error.code())) + ": " + text;
+        }
+        return "no error";
+    }
+
+    cli::Scratch_folder m_folder;
+};
+
+TEST_F(RecordsTest, EachFormIsReadByTheNameOfItsFile) {
+    EXPECT_THAT(read("a.tsv", "x,y\tone\ttab\r\n\nz\ttwo"), ElementsAre("x,y: one\ttab", "z: two"));
+    EXPECT_THAT(read("a.csv", "label,text\nx,\"one, two\"\n", {"", {}, {}, {}, true}),
+                ElementsAre("x: one, two"));
+    EXPECT_THAT(read("a.ft", "__label__x one two\n"), ElementsAre("x: one two"));
+    EXPECT_THAT(
+        read("a.jsonl",
+             "{\"labels\": [\"x\", \"y\"], \"text\": \"one\", \"pairs\": {\"n\": 7, \"d\": -1.5, "
+             "\"b\": true, \"s\": \"t\", \"l\": [\"p\", \"q\"], "
+             "\"m\": \"2026-01-31T10:00:00.25+01:00\"}}\n"),
+        ElementsAre("x,y: one {n=7 1} {d=-1.5 1} {b=true 3} {s=t 0} {l=p 0} {l=q 0} "
+                    "{m=2026-01-31T09:00:00.25Z 2}"));
+    EXPECT_THAT(read("a.txt", "{\"label\": \"x\", \"text\": \"one\"}\n", {"jsonl"}),
+                ElementsAre("x: one"));
+}
+
+TEST_F(RecordsTest, ColumnsAndFieldsAreChosenByNameOrNumber) {
+    Record_form form;
+    form.text_columns = {"title", "body"};
+    form.label_columns = {"kind"};
+    form.field_columns = {"size", "lang=language"};
+    form.label_separator = "|";
+    EXPECT_THAT(read("a.csv", "kind,title,body,size,language\nx|y,T,B,12,de\n", form),
+                ElementsAre("x,y: T B {size=12 1} {lang=de 0}"));
+    form = {};
+    form.text_columns = {"3"};
+    form.label_columns = {"1"};
+    EXPECT_THAT(read("a.tsv", "x\tskipped\ttext\n", form), ElementsAre("x: text"));
+}
+
+TEST_F(RecordsTest, FieldsThatWereReadCanBeUsedForClassifying) {
+    Records records = Records::open(
+        m_folder.write("a.jsonl",
+                       "{\"label\": \"x\", \"text\": \"one\", \"pairs\": {\"l\": [1, 2], "
+                       "\"m\": \"2026-01-31T10:00:00Z\", \"b\": false}}\n"));
+    Example example;
+    ASSERT_TRUE(records.next(example));
+    const Classifier classifier = Classifier::train(std::vector<Example>{example});
+    Text text = example.text;
+    text.fields = example.fields;
+    EXPECT_EQ(classifier.classify(text).at(0).name, "x");
+}
+
+TEST_F(RecordsTest, CorpusFileGivesItsTextsAndItsAnalysis) {
+    cli::Import_options import;
+    import.corpus_file = m_folder.file("a.corpus");
+    import.data_files = {
+        m_folder.write("a.jsonl",
+                       "{\"label\": \"x\", \"text\": \"One two\", \"pairs\": {\"n\": 7}}\n"
+                       "{\"label\": \"y\", \"text\": \"three\"}\n")};
+    import.analysis = {Analysis_kind::kWords, "english"};
+    import_texts(import);
+
+    Records records = Records::open(m_folder.file("a.corpus"));
+    Example example;
+    ASSERT_TRUE(records.next(example));
+    EXPECT_EQ(written(example), "x: One two {n=7 1}");
+    ASSERT_TRUE(records.next(example));
+    EXPECT_EQ(written(example), "y: three");
+    EXPECT_FALSE(records.next(example));
+
+    records = Records::open(m_folder.file("a.corpus"));
+    Classifier classifier = Classifier::train(records);
+    EXPECT_EQ(classifier.analysis(), (Analysis{"words", "english"}));
+    records = Records::open(m_folder.file("a.corpus"));
+    classifier.learn(records);
+    records = Records::open(m_folder.file("a.corpus"));
+    Train_options options;
+    options.analysis = Analysis();
+    EXPECT_EQ(error_of([&] { Classifier::train(records, options); }),
+              "other_analysis: a.corpus: its texts were analysed as \"words\" with the stemmer "
+              "english");
+    EXPECT_EQ(error_of([&] { Records::open(m_folder.file("a.corpus"), {"csv"}); }).substr(0, 16),
+              "invalid_argument");
+}
+
+TEST_F(RecordsTest, NextRecordIsReadAfterABadOne) {
+    Records records = Records::open(m_folder.write("a.tsv", "x\tone\nbad\nz\tthree\n"));
+    Example example;
+    ASSERT_TRUE(records.next(example));
+    try {
+        records.next(example);
+        ADD_FAILURE() << "no error";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.code(), Error_code::wrong_data);
+        EXPECT_EQ(error.file(), m_folder.file("a.tsv"));
+        EXPECT_EQ(error.line(), 2U);
+        EXPECT_STREQ(error.what(),
+                     (m_folder.file("a.tsv") + ":2: no tab between label and text").c_str());
+    }
+    ASSERT_TRUE(records.next(example));
+    EXPECT_EQ(written(example), "z: three");
+    EXPECT_FALSE(records.next(example));
+    EXPECT_FALSE(records.next(example));
+}
+
+TEST_F(RecordsTest, WrongFilesAndFormsAreRefused) {
+    const std::string file = m_folder.write("a.tsv", "x\tone\n");
+    const auto open = [&](const std::string& path, const Record_form& form) {
+        return error_of([&] { Records::open(path, form); });
+    };
+    EXPECT_EQ(open(m_folder.file("none.tsv"), {}),
+              "not_found: cannot read none.tsv: No such file or directory");
+    EXPECT_EQ(open(m_folder.file(""), {}).substr(0, 12), "cannot_read:");
+    EXPECT_EQ(open(file, {"lines"}),
+              "invalid_argument: unknown format \"lines\"; it can be tsv, csv, jsonl or fasttext");
+    EXPECT_EQ(open(file, {"xml"}),
+              "invalid_argument: unknown format \"xml\"; it can be tsv, csv, jsonl or fasttext");
+    EXPECT_EQ(open(file, {"", {""}}), "invalid_argument: the name of a column is empty");
+    EXPECT_EQ(open(file, {"", {}, {}, {"a=1", "a=2"}}),
+              "invalid_argument: the field \"a\" is given twice");
+    EXPECT_EQ(open(file, {"", {}, {}, {"_SML=1"}}).substr(0, 17), "invalid_argument:");
+    EXPECT_EQ(open(file, {"", {"0"}, {"1"}}),
+              "invalid_argument: column 0: columns are counted from 1");
+    Classifier::train(std::vector<Example>{{{"x"}, "one"}}).save(m_folder.file("a.kc"));
+    EXPECT_EQ(open(m_folder.file("a.kc"), {}),
+              "wrong_data: a.kc: this is a knowledge container, and no data file");
+    EXPECT_EQ(open(m_folder.write("a.tsv.gz", "plain"), {}),
+              "wrong_data: a.tsv.gz: this is not compressed with gzip, as .gz promises");
+    Records empty = Records::open(m_folder.write("empty.tsv", ""));
+    EXPECT_EQ(error_of([&] { Classifier::train(empty); }), "wrong_data: empty.tsv: no data line");
+}
+
+TEST_F(RecordsTest, MinusIsAFileAndNotStandardInput) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder.file(""));
+    m_folder.write("-", "x\tone\n");
+    Records records = Records::open("-");
+    Example example;
+    const bool is_read = records.next(example);
+    std::filesystem::current_path(before);
+    EXPECT_TRUE(is_read);
+}
+
+TEST_F(RecordsTest, MovedRecordsRefuseAllCalls) {
+    Records records = Records::open(m_folder.write("a.tsv", "x\tone\n"));
+    Records other = std::move(records);
+    Example example;
+    EXPECT_EQ(error_of([&] { records.next(example); }),
+              "closed: the records were moved to another object");
+    EXPECT_EQ(error_of([&] { Classifier::train(records); }),
+              "closed: the records were moved to another object");
+    EXPECT_TRUE(other.next(example));
+}
+
+}  // namespace
+
+}  // namespace zandrel::tests
