@@ -3,6 +3,7 @@
 Usage: pages_document_test.py PROJECT_FOLDER
 """
 
+import ast
 import pathlib
 import re
 import sys
@@ -49,6 +50,9 @@ def names_of_sources():
             if path.suffix in (".h", ".cpp"):
                 tokens = tokenize(path.read_text("utf-8"))
                 names.update(token.text for token in tokens if token.kind == "name")
+    for path in sorted((PROJECT / "python" / "zandrel").glob("*.py")):
+        names.update(node.name for node in ast.walk(ast.parse(path.read_text("utf-8")))
+                     if isinstance(node, (ast.ClassDef, ast.FunctionDef)))
     return names
 
 

@@ -1,0 +1,64 @@
+// Bulk: gives many texts to the engine, block by block, in one thread or several.
+#ifndef ZANDREL_PYTHON_BINDING_BULK_H_
+#define ZANDREL_PYTHON_BINDING_BULK_H_
+
+#include <cstddef>
+#include <functional>
+#include <pybind11/pybind11.h>
+#include <utility>
+#include <vector>
+
+#include "python/binding/Engine_work.h"
+#include "python/binding/Python_text.h"
+
+namespace zandrel::python {
+
+// Calls `work` with each number below `count`, in so many threads; the calling thread is one of
+// them. After an exception no further number is begun.
+// RAISES: what `work` raises; of several exceptions that of the least number.
+void share(std::size_t count, int jobs, const std::function<void(std::size_t)>& work);
+
+// The texts of an iterable, in blocks. A block ends after so many texts or bytes, so that the
+// memory is bounded, and Ctrl-C waits for a fraction of a second.
+class Text_blocks {
+public:
+    static constexpr std::size_t kTexts = 1024;
+    static constexpr std::size_t kBytes = std::size_t{4} << 20U;
+
+    explicit Text_blocks(pybind11::handle iterable) : m_iterator(pybind11::iter(iterable)) {}
+
+    // Fills the next block. Returns false at the end.
+    // RAISES: what the iterable raises; KeyboardInterrupt.
+    bool next();
+
+    const std::vector<Python_text>& texts() const { return m_texts; }
+
+private:
+    pybind11::iterator m_iterator;
+    std::vector<Python_text> m_texts;
+};
+
+// Returns a list of to_python(answer(text)) for all texts of an iterable, in their order. `answer`
+// runs without Python's lock, in several threads at a time.
+template <typename Answer, typename To_python>
+pybind11::list answers_of(pybind11::handle texts, int jobs, const Answer& answer,
+                          const To_python& to_python) {
+    using Result = decltype(answer(std::declval<const Text&>()));
+    pybind11::list list;
+    Engine_work engine;
+    for (Text_blocks blocks(texts); blocks.next();) {
+        const std::vector<Python_text>& block = blocks.texts();
+        std::vector<Result> results(block.size());
+        engine.run([&] {
+            share(block.size(), jobs, [&](std::size_t i) { results[i] = answer(block[i].text()); });
+        });
+        for (const Result& result : results) {
+            list.append(to_python(result));
+        }
+    }
+    return list;
+}
+
+}  // namespace zandrel::python
+
+#endif  // ZANDREL_PYTHON_BINDING_BULK_H_

@@ -1,0 +1,310 @@
+// The extension module _zandrel: the classes of the text library for the Python package zandrel.
+// Its functions have the plain arguments that the package passes; the package has the documented
+// interface with defaults and type hints.
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <pybind11/pybind11.h>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "zandrel/text/Classifier.h"
+#include "zandrel/text/Records.h"
+#include "zandrel/version.h"
+
+#include "python/binding/Bulk.h"
+#include "python/binding/Engine_work.h"
+#include "python/binding/Python_text.h"
+#include "python/binding/python_errors.h"
+
+namespace zandrel::python {
+
+namespace py = pybind11;
+
+namespace {
+
+// The classes of results, which are defined in Python.
+py::object type_of(const char* name) {
+    return py::module_::import("zandrel._types").attr(name);
+}
+
+// (name, path, score)
+class Label_maker {
+public:
+    py::object operator()(const Label& label) const {
+        return m_type(str_of(label.name), str_of(label.path), label.score);
+    }
+
+    py::list operator()(const std::vector<Label>& labels) const {
+        py::list list;
+        for (const Label& label : labels) {
+            list.append((*this)(label));
+        }
+        return list;
+    }
+
+private:
+    py::object m_type = type_of("Label");
+};
+
+// (label, path, score, effects)
+class Reasons_maker {
+public:
+    py::object operator()(const Reasons& reasons) const {
+        py::list effects;
+        for (const Effect& effect : reasons.effects) {
+            effects.append(m_effect(str_of(effect.concept_text), effect.adds, effect.is_known));
+        }
+        return m_reasons(str_of(reasons.label), str_of(reasons.path), reasons.score, effects);
+    }
+
+private:
+    py::object m_reasons = type_of("Reasons");
+    py::object m_effect = type_of("Effect");
+};
+
+// (kind, stem), or None.
+std::optional<Analysis> given_analysis(py::handle pair) {
+    if (pair.is_none()) {
+        return std::nullopt;
+    }
+    const auto parts = py::reinterpret_borrow<py::sequence>(pair);
+    return Analysis{utf8_of(parts[0], "the kind of an analysis"),
+                    utf8_of(parts[1], "a stemmer's language")};
+}
+
+std::map<std::string, std::string> settings_of(const py::dict& settings) {
+    std::map<std::string, std::string> result;
+    for (const auto& [key, value] : settings) {
+        result[utf8_of(key, "the name of a setting")] = utf8_of(value, "the value of a setting");
+    }
+    return result;
+}
+
+Train_options train_options(py::handle analysis, const py::dict& settings, const py::str& tree,
+                            bool compact) {
+    Train_options options;
+    options.analysis = given_analysis(analysis);
+    options.settings = settings_of(settings);
+    options.tree = utf8_of(tree, "a tree");
+    options.compact = compact;
+    return options;
+}
+
+// The labelled texts of a data file.
+class File_records {
+public:
+    File_records(const std::string& path, const Record_form& form)
+        : m_records(Engine_work().run([&] { return Records::open(path, form); })) {}
+
+    // (labels, text, fields); None at the end.
+    py::object next() {
+        Example example;
+        const bool is_read = Engine_work().run([&] {
+            const std::lock_guard lock(m_mutex);
+            return m_records.next(example);
+        });
+        if (!is_read) {
+            return py::none();
+        }
+        py::list labels;
+        for (const std::string& label : example.labels) {
+            labels.append(str_of(label));
+        }
+        return m_type(labels, str_of(example.text), fields_of(example.fields));
+    }
+
+    // Calls `work` with the rest of the records. Threads take turns.
+    template <typename Work>
+    auto use(Work work) {
+        const std::lock_guard lock(m_mutex);
+        return work(m_records);
+    }
+
+private:
+    std::mutex m_mutex;
+    Records m_records;
+    py::object m_type = type_of("Example");
+};
+
+// A classifier of the engine. Other threads of Python run while the engine works.
+class Engine {
+public:
+    explicit Engine(Classifier classifier)
+        : m_classifier(std::make_unique<Classifier>(std::move(classifier))) {}
+
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    // Waits for other threads, which may need Python's lock.
+    ~Engine() {
+        const py::gil_scoped_release release;
+        m_classifier.reset();
+    }
+
+    static std::unique_ptr<Engine> open(const std::string& path, py::handle analysis,
+                                        py::object progress) {
+        Engine_work engine(std::move(progress));
+        Open_options options;
+        options.analysis = given_analysis(analysis);
+        options.progress = engine.progress();
+        return std::make_unique<Engine>(
+            engine.run([&] { return Classifier::open(path, options); }));
+    }
+
+    // `examples`: a File_records, or an iterable, which is read first: it may run any code.
+    static std::unique_ptr<Engine> train(py::handle examples, py::handle analysis,
+                                         const py::dict& settings, const py::str& tree,
+                                         bool compact, py::object progress) {
+        Engine_work engine(std::move(progress));
+        Train_options options = train_options(analysis, settings, tree, compact);
+        options.progress = engine.progress();
+        if (py::isinstance<File_records>(examples)) {
+            auto& file = examples.cast<File_records&>();
+            return std::make_unique<Engine>(engine.run([&] {
+                return file.use(
+                    [&](Records& records) { return Classifier::train(records, options); });
+            }));
+        }
+        const std::vector<Example> list = examples_of(examples);
+        return std::make_unique<Engine>(
+            engine.run([&] { return Classifier::train(list, options); }));
+    }
+
+    void learn(py::handle examples, bool add_labels, py::object progress) {
+        Engine_work engine(std::move(progress));
+        Learn_options options;
+        options.add_labels = add_labels;
+        options.progress = engine.progress();
+        if (py::isinstance<File_records>(examples)) {
+            auto& file = examples.cast<File_records&>();
+            engine.run([&] {
+                file.use([&](Records& records) { m_classifier->learn(records, options); });
+            });
+            return;
+        }
+        const std::vector<Example> list = examples_of(examples);
+        engine.run([&] { m_classifier->learn(list, options); });
+    }
+
+    py::list classify(py::handle text, int count, double threshold) const {
+        const Classify_options options{count, threshold};
+        const Python_text given(text);
+        return Label_maker()(
+            Engine_work().run([&] { return m_classifier->classify(given.text(), options); }));
+    }
+
+    py::list classify_all(py::handle texts, int count, double threshold, int jobs) const {
+        const Classify_options options{count, threshold};
+        return answers_of(
+            texts, jobs, [&](const Text& text) { return m_classifier->classify(text, options); },
+            Label_maker());
+    }
+
+    py::object explain(py::handle text, const py::str& node) const {
+        const Python_text given(text);
+        const std::string path = utf8_of(node, "a node");
+        return Reasons_maker()(
+            Engine_work().run([&] { return m_classifier->explain(given.text(), path); }));
+    }
+
+    py::list explain_all(py::handle texts, const py::str& node, int jobs) const {
+        const std::string path = utf8_of(node, "a node");
+        return answers_of(
+            texts, jobs, [&](const Text& text) { return m_classifier->explain(text, path); },
+            Reasons_maker());
+    }
+
+    void save(const std::string& path) {
+        Engine_work().run([&] { m_classifier->save(path); });
+    }
+
+    void close() {
+        Engine_work().run([&] { m_classifier->close(); });
+    }
+
+    py::list labels() const {
+        py::list list;
+        for (const std::string& label : Engine_work().run([&] { return m_classifier->labels(); })) {
+            list.append(str_of(label));
+        }
+        return list;
+    }
+
+    py::tuple analysis() const {
+        const Analysis analysis = Engine_work().run([&] { return m_classifier->analysis(); });
+        return py::make_tuple(str_of(analysis.kind), str_of(analysis.stem));
+    }
+
+private:
+    std::unique_ptr<Classifier> m_classifier;
+};
+
+std::vector<std::string> strings_of(const py::list& list, const char* what) {
+    std::vector<std::string> result;
+    for (py::handle value : list) {
+        result.push_back(utf8_of(value, what));
+    }
+    return result;
+}
+
+std::unique_ptr<File_records> open_records(const std::string& path, const py::str& format,
+                                           const py::list& text_columns,
+                                           const py::list& label_columns,
+                                           const py::list& field_columns, bool has_header,
+                                           py::handle label_separator) {
+    Record_form form;
+    form.format = utf8_of(format, "a format");
+    form.text_columns = strings_of(text_columns, "a column");
+    form.label_columns = strings_of(label_columns, "a column");
+    form.field_columns = strings_of(field_columns, "a column");
+    form.has_header = has_header;
+    if (!label_separator.is_none()) {
+        form.label_separator = utf8_of(label_separator, "a separator");
+    }
+    return std::make_unique<File_records>(path, form);
+}
+
+std::string version() {
+    std::string text;
+    for (const int number : kZandrelVersion) {
+        text += (text.empty() ? "" : ".") + std::to_string(number);
+    }
+    return text;
+}
+
+void define_classifier(py::module_& module) {
+    py::class_<Engine>(module, "Engine")
+        .def_static("open", &Engine::open)
+        .def_static("train", &Engine::train)
+        .def("learn", &Engine::learn)
+        .def("classify", &Engine::classify)
+        .def("classify_all", &Engine::classify_all)
+        .def("explain", &Engine::explain)
+        .def("explain_all", &Engine::explain_all)
+        .def("save", &Engine::save)
+        .def("close", &Engine::close)
+        .def("labels", &Engine::labels)
+        .def("analysis", &Engine::analysis);
+}
+
+void define_records(py::module_& module) {
+    py::class_<File_records>(module, "FileRecords").def("next", &File_records::next);
+    module.def("open_records", &open_records);
+}
+
+}  // namespace
+
+}  // namespace zandrel::python
+
+PYBIND11_MODULE(_zandrel, module) {
+    module.doc() = "The engine behind the package zandrel; use the package.";
+    zandrel::python::translate_errors();
+    zandrel::python::define_classifier(module);
+    zandrel::python::define_records(module);
+    module.def("error_codes", &zandrel::python::error_codes);
+    module.attr("version") = zandrel::python::version();
+}

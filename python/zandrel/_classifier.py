@@ -1,0 +1,261 @@
+"""Classifier: takes texts and gives labels."""
+
+from __future__ import annotations
+
+import itertools
+import os
+import tempfile
+from collections.abc import Iterable, Iterator, Mapping
+from pathlib import Path as FilePath
+from types import TracebackType
+from typing import Any, NamedTuple, Optional, Union, overload
+
+from . import _zandrel
+from ._records import Records
+from ._types import ExampleLike, Label, Path, Progress, Reasons, TextLike
+
+Examples = Union[Records, Path, Iterable[ExampleLike]]
+"""A data file by its path, `Records`, or an iterable of examples."""
+
+
+class Analysis(NamedTuple):
+    """How texts become concepts.
+
+    kind: "phrases" (words and pairs of neighbours), "words" or "whitespace".
+    stem: the language of a stemmer, such as "english"; empty: words stay as they are.
+    """
+
+    kind: str = "phrases"
+    stem: str = ""
+
+
+def _pair(analysis: Optional[Analysis]) -> Optional[tuple[str, str]]:
+    return None if analysis is None else (analysis.kind, analysis.stem)
+
+
+def _source(examples: Examples) -> Any:
+    """The engine reads data files by itself, since Python's values would take time and memory."""
+    if isinstance(examples, (str, bytes, os.PathLike)):
+        examples = Records(examples)
+    return examples._file if isinstance(examples, Records) else examples
+
+
+def _value_text(value: object) -> str:
+    """The text of a setting's value. Settings write truth values as 1 and 0."""
+    return str(int(value)) if isinstance(value, bool) else str(value)
+
+
+class Classifier:
+    """A knowledge container with its text analysis.
+
+    `Classifier.open` reads a container, and `Classifier.train` makes one. The end of a `with` block
+    closes it.
+
+    Several threads may classify and explain with one object at the same time. `learn` waits for
+    calls that are running, and calls that begin meanwhile wait for it. Ctrl-C ends long work with
+    KeyboardInterrupt. Failures of the engine raise `zandrel.Error` or one of its subclasses.
+    """
+
+    def __init__(self) -> None:
+        raise TypeError("use Classifier.open or Classifier.train")
+
+    _engine: _zandrel.Engine
+
+    @classmethod
+    def _of(cls, engine: _zandrel.Engine) -> Classifier:
+        self = cls.__new__(cls)
+        self._engine = engine
+        return self
+
+    @classmethod
+    def open(
+        cls,
+        path: Path,
+        *,
+        analysis: Optional[Analysis] = None,
+        progress: Optional[Progress] = None,
+    ) -> Classifier:
+        """Reads a container. It knows how its texts were analysed.
+
+        If `analysis` is given and the container has another one, OtherAnalysisError is raised.
+        """
+        return cls._of(_zandrel.Engine.open(os.fsencode(path), _pair(analysis), progress))
+
+    @classmethod
+    def train(
+        cls,
+        examples: Examples,
+        *,
+        analysis: Optional[Analysis] = None,
+        settings: Optional[Mapping[str, object]] = None,
+        tree: str = "",
+        compact: bool = False,
+        progress: Optional[Progress] = None,
+    ) -> Classifier:
+        """Makes a container from examples. It is in memory until `save`.
+
+        examples: the path of a data file, `Records`, or an iterable of (labels, text) pairs. An
+            iterable is read to its end first, since training needs all texts.
+        analysis: how texts become concepts; None: that of a corpus file, otherwise Analysis().
+        settings: settings of the engine by name, for example {"ClipValue": 2}.
+        tree: the tree in its text form; empty: a flat tree of the labels.
+        compact: leave out what only learning needs.
+        progress: is called with the part of the work that is done, 0 to 1. If it returns False,
+            WorkInterruptedError is raised. It cannot use a classifier.
+        """
+        texts = {name: _value_text(value) for name, value in (settings or {}).items()}
+        engine = _zandrel.Engine.train(
+            _source(examples), _pair(analysis), texts, tree, compact, progress
+        )
+        return cls._of(engine)
+
+    def learn(
+        self,
+        examples: Examples,
+        *,
+        add_labels: bool = False,
+        progress: Optional[Progress] = None,
+    ) -> None:
+        """Learns further examples as one bulk. The file does not change before `save`.
+
+        With `add_labels`, labels that the container does not have become new ones. Without it they
+        raise UnknownLabelError, and nothing changes.
+        """
+        self._engine.learn(_source(examples), add_labels, progress)
+
+    # A str is also an iterable of str, so the first signature of each pair must come first.
+    @overload
+    def classify(  # type: ignore[misc]
+        self, texts: TextLike, *, count: int = ..., threshold: float = ..., jobs: int = ...
+    ) -> list[Label]: ...
+
+    @overload
+    def classify(
+        self,
+        texts: Iterable[TextLike],
+        *,
+        count: int = ...,
+        threshold: float = ...,
+        jobs: int = ...,
+    ) -> list[list[Label]]: ...
+
+    def classify(
+        self,
+        texts: Union[TextLike, Iterable[TextLike]],
+        *,
+        count: int = 1,
+        threshold: float = 0.0,
+        jobs: int = 1,
+    ) -> Union[list[Label], list[list[Label]]]:
+        """The labels with the highest scores, the best first.
+
+        texts: a text, or an iterable of texts, which gives one list for each text. An iterable is
+            read in blocks; see `stream` for more answers than fit into memory.
+        count: at most so many labels; below 0: all.
+        threshold: the least score of a label, 0 to 1.
+        jobs: so many threads share the texts; 0: one for each processor. The answers are the same.
+        """
+        if isinstance(texts, (str, bytes, Mapping)):
+            return self._engine.classify(texts, count, threshold)
+        return self._engine.classify_all(texts, count, threshold, _threads(jobs))
+
+    def stream(
+        self,
+        texts: Iterable[TextLike],
+        *,
+        count: int = 1,
+        threshold: float = 0.0,
+        jobs: int = 1,
+        block: int = 1024,
+    ) -> Iterator[list[Label]]:
+        """Classifies texts as they come, with at most `block` texts in memory.
+
+        The answers come in the order of the texts, after each block.
+        """
+        if block < 1:
+            raise ValueError("block must be at least 1")
+        source = iter(texts)
+        while part := list(itertools.islice(source, block)):
+            yield from self.classify(part, count=count, threshold=threshold, jobs=jobs)
+
+    @overload
+    def explain(  # type: ignore[misc]
+        self, texts: TextLike, *, node: str = ..., jobs: int = ...
+    ) -> Reasons: ...
+
+    @overload
+    def explain(
+        self, texts: Iterable[TextLike], *, node: str = ..., jobs: int = ...
+    ) -> list[Reasons]: ...
+
+    def explain(
+        self,
+        texts: Union[TextLike, Iterable[TextLike]],
+        *,
+        node: str = "",
+        jobs: int = 1,
+    ) -> Union[Reasons, list[Reasons]]:
+        """Explains the score of the best label, or of the node with the path `node`.
+
+        An unknown path raises NotFoundError.
+        """
+        if isinstance(texts, (str, bytes, Mapping)):
+            return self._engine.explain(texts, node)
+        return self._engine.explain_all(texts, node, _threads(jobs))
+
+    def save(self, path: Path) -> None:
+        """Writes the container, whole or not at all."""
+        self._engine.save(os.fsencode(path))
+
+    def close(self) -> None:
+        """Waits for calls that are running, and frees the container.
+
+        Later calls raise ClosedError.
+        """
+        self._engine.close()
+
+    def __enter__(self) -> Classifier:
+        return self
+
+    def __exit__(
+        self,
+        kind: Optional[type[BaseException]],
+        error: Optional[BaseException],
+        traceback: Optional[TracebackType],
+    ) -> None:
+        self.close()
+
+    @property
+    def labels(self) -> list[str]:
+        """All labels, each once, in the order in which they were added."""
+        return self._engine.labels()
+
+    @property
+    def analysis(self) -> Analysis:
+        """How the texts of the container were analysed."""
+        return Analysis(*self._engine.analysis())
+
+    def to_bytes(self) -> bytes:
+        """The bytes of the file that `save` writes."""
+        with tempfile.TemporaryDirectory() as folder:
+            file = FilePath(folder, "container.kc")
+            self.save(file)
+            return file.read_bytes()
+
+    @classmethod
+    def from_bytes(cls, data: bytes) -> Classifier:
+        """The classifier whose `to_bytes` returned these bytes."""
+        with tempfile.TemporaryDirectory() as folder:
+            file = FilePath(folder, "container.kc")
+            file.write_bytes(data)
+            return cls.open(file)
+
+    def __reduce__(self) -> Any:
+        # pickle and copy.deepcopy: the bytes of the container.
+        return type(self).from_bytes, (self.to_bytes(),)
+
+
+def _threads(jobs: int) -> int:
+    if jobs < 0:
+        raise ValueError("jobs must be 0 or more")
+    return jobs or len(os.sched_getaffinity(0))

@@ -1,0 +1,70 @@
+"""The values that a classifier takes and gives."""
+
+from __future__ import annotations
+
+import datetime
+import os
+from collections.abc import Iterable, Mapping, Sequence
+from typing import Any, Callable, NamedTuple, Optional, Union
+
+FieldScalar = Union[str, bool, int, float, datetime.date, datetime.datetime]
+
+FieldValue = Union[FieldScalar, Sequence[FieldScalar]]
+"""A value that rules read by its name. The elements of a list must have one type."""
+
+TextLike = Union[str, bytes, Mapping[str, Any]]
+"""A text: `str`, UTF-8 in `bytes`, or a mapping with "text" and perhaps "fields"."""
+
+Progress = Callable[[float], Optional[bool]]
+"""Is called with the part of the work that is done, 0 to 1. If it returns False, the work ends."""
+
+Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
+
+
+class Label(NamedTuple):
+    """A category with its score.
+
+    `path` has the names of the tree's nodes from the root down, joined by "/".
+    """
+
+    name: str
+    path: str
+    score: float
+
+
+class Effect(NamedTuple):
+    """The effect of a word, or of a pair of words, on a score.
+
+    `adds` is the score minus the score of the text if the word had no weight. Below 0 the word
+    lowers the score. `is_known` is False for a word that the container has not learned.
+    """
+
+    concept: str
+    adds: float
+    is_known: bool
+
+
+class Reasons(NamedTuple):
+    """Why a text has a score. `label` is empty if no label has a score above 0."""
+
+    label: str
+    path: str
+    score: float
+    effects: list[Effect]
+
+
+class Example(NamedTuple):
+    """A text with the labels that a person has given to it."""
+
+    labels: Union[str, Iterable[str]]
+    text: Union[str, bytes]
+    fields: Mapping[str, FieldValue] = {}
+
+
+ExampleLike = Union[
+    Example,
+    tuple[Union[str, Iterable[str]], Union[str, bytes]],
+    tuple[Union[str, Iterable[str]], Union[str, bytes], Mapping[str, FieldValue]],
+    Mapping[str, Any],
+]
+"""`Example`, (labels, text), or a mapping with "labels", "text" and perhaps "fields"."""

@@ -1,0 +1,58 @@
+"""The functions of the extension module, for type checkers."""
+
+from collections.abc import Iterable
+from typing import Any, Optional
+
+from ._types import Example, ExampleLike, Label, Progress, Reasons, TextLike
+
+version: str
+
+def error_codes() -> dict[str, int]: ...
+def open_records(
+    path: bytes,
+    format: str,
+    text_columns: list[str],
+    label_columns: list[str],
+    field_columns: list[str],
+    has_header: bool,
+    label_separator: Optional[str],
+    /,
+) -> FileRecords: ...
+
+class FileRecords:
+    def next(self) -> Optional[Example]: ...
+
+class Engine:
+    @staticmethod
+    def open(
+        path: bytes, analysis: Optional[tuple[str, str]], progress: Optional[Progress], /
+    ) -> Engine: ...
+    @staticmethod
+    def train(
+        examples: FileRecords | Iterable[ExampleLike],
+        analysis: Optional[tuple[str, str]],
+        settings: dict[str, str],
+        tree: str,
+        compact: bool,
+        progress: Optional[Progress],
+        /,
+    ) -> Engine: ...
+    def learn(
+        self,
+        examples: FileRecords | Iterable[ExampleLike],
+        add_labels: bool,
+        progress: Optional[Progress],
+        /,
+    ) -> None: ...
+    def classify(self, text: TextLike, count: int, threshold: float, /) -> list[Label]: ...
+    def classify_all(
+        self, texts: Iterable[TextLike], count: int, threshold: float, jobs: int, /
+    ) -> list[list[Label]]: ...
+    def explain(self, text: TextLike, node: str, /) -> Reasons: ...
+    def explain_all(
+        self, texts: Iterable[TextLike], node: str, jobs: int, /
+    ) -> list[Reasons]: ...
+    def save(self, path: bytes, /) -> None: ...
+    def close(self) -> None: ...
+    def labels(self) -> list[str]: ...
+    def analysis(self) -> tuple[str, str]: ...
