@@ -1,5 +1,5 @@
-// Text_analysis: the interface of all ways to convert a text to concepts. The library takes
-// concepts; this step is the application's.
+// Text_analysis: the interface of all ways to convert a text to concepts. The engine takes
+// concepts, so the text library makes them of texts.
 #ifndef ZANDREL_TEXT_ANALYSIS_TEXT_ANALYSIS_H_
 #define ZANDREL_TEXT_ANALYSIS_TEXT_ANALYSIS_H_
 
@@ -56,7 +56,7 @@ struct Analysis_settings {
     std::string stem_language = {};  // empty: words stay as they are; not used by kWhitespace
 };
 
-// The name of a kind on the command line and in containers: "phrases", "words" or "whitespace".
+// The name of a kind for users and in containers: "phrases", "words" or "whitespace".
 const char* name_of(Analysis_kind kind);
 // Returns nothing for an unknown name.
 std::optional<Analysis_kind> analysis_kind(std::string_view name);
