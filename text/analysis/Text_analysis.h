@@ -3,6 +3,7 @@
 #ifndef ZANDREL_TEXT_ANALYSIS_TEXT_ANALYSIS_H_
 #define ZANDREL_TEXT_ANALYSIS_TEXT_ANALYSIS_H_
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <span>
@@ -50,6 +51,10 @@ public:
 };
 
 enum class Analysis_kind { kPhrases, kWords, kWhitespace };
+
+// All kinds, in the order in which messages list them.
+inline constexpr std::array kAnalysisKinds = {Analysis_kind::kPhrases, Analysis_kind::kWords,
+                                              Analysis_kind::kWhitespace};
 
 struct Analysis_settings {
     Analysis_kind kind = Analysis_kind::kPhrases;
