@@ -208,7 +208,8 @@ typedef struct zandrel_classify_options {
     double threshold;  // the least score of a label, 0 to 1
 } zandrel_classify_options;
 
-// The form of a data file; see docs/formats/data.md. Missing parts follow from the name of the file.
+// The form of a data file; see docs/formats/data.md. Missing parts follow from the name of the
+// file.
 typedef struct zandrel_record_form {
     size_t size;
     const char* format;               // "tsv", "csv", "jsonl" or "fasttext"
