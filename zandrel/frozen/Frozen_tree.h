@@ -120,8 +120,8 @@ public:
 
     // The memory of this object in bytes, without the overhead of the allocator. Each word takes 40
     // to 60 bytes. A row of a match table takes 16 to 24 bytes: 16 if its classifier is the root,
-    // and up to 8 more for finding it in other classifiers. An operand of a rule takes 150 to 230
-    // bytes. A match table itself takes about 30 bytes for a row, plus 8 for each of its pairs.
+    // and up to 8 more for finding it in other classifiers. An operand of a rule takes about
+    // 200 bytes. A match table itself takes about 30 bytes for a row, plus 8 for each of its pairs.
     std::size_t memory_use() const;
 
 private:
