@@ -187,7 +187,7 @@ TEST_F(RecordsTest, FailureOfTheFileIsRaisedOnceAndThenTheEndComes) {
                "wrong_data: damaged.tsv.gz: the compressed data is damaged near byte 11: invalid "
                "block type");
     expect_end(open("a.csv", "kind,text\nx,one\n", {"", {"body"}, {"kind"}}),
-               "wrong_data: a.csv:1: there is no column \"body\" in the header, but \"kind\" and "
+               "wrong_data: a.csv:1: there is no column \"body\" in the header, but \"kind\", "
                "\"text\"");
     expect_end(open("b.csv", "kind,\"text\nx,one\n", {"", {}, {}, {}, true}),
                "wrong_data: b.csv:1: header: a quote is not closed before the end of the file");
