@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/foundation/qtTimeDate.h"
+#include "zandrel/persistence/zeConfig.h"
 #include "zandrel/text/Classifier.h"
 #include "zandrel/version.h"
 
@@ -148,14 +149,19 @@ void expect_labels(const zandrel_labels& labels, const std::vector<zandrel::Labe
 // A file with the container of two_topics().
 class CTest : public testing::Test {
 protected:
-    // A container says when it was written. With a clock that does not move, equal containers have
-    // equal bytes.
-    CTest() : clock_before(zandrel::set_clock([] { return std::int64_t(1'000'000); })) {
+    // A container says when it was written, and the second in which it was made decides about its
+    // number. With a clock that does not move, equal containers have equal bytes.
+    CTest()
+        : clock_before(zandrel::set_clock([] { return std::int64_t(1'000'000); })),
+          seed_before(zandrel::set_config_seed([] { return 1U; })) {
         const Classifier classifier = trained();
         EXPECT_EQ(zandrel_save(classifier.get(), path.c_str()), ZANDREL_OK);
     }
 
-    ~CTest() override { zandrel::set_clock(clock_before); }
+    ~CTest() override {
+        zandrel::set_config_seed(seed_before);
+        zandrel::set_clock(clock_before);
+    }
 
     void expect_open_fails(const std::string& name, zandrel_code code,
                            const std::string& message) const {
@@ -168,6 +174,7 @@ protected:
     }
 
     zandrel::qtClock clock_before;
+    zandrel::Config_seed seed_before;
     zandrel::cli::Scratch_folder folder;
     std::string path = folder.file("topics.kc");
 };
