@@ -31,7 +31,8 @@ struct Record_form {
 // Threads: one object belongs to one thread at a time.
 //
 // Errors: Error; wrong_data with file and line for a bad record. After it the next record can be
-// read.
+// read. A failure of the file itself is raised once, for example if a compressed file is damaged or
+// a header lacks a column. After it `next` returns false; training and learning raise it again.
 class ZANDREL_TEXT_EXPORT Records {
 public:
     class ZANDREL_TEXT_LOCAL Impl;  // the library's own
@@ -43,7 +44,7 @@ public:
     Records& operator=(Records&&) noexcept;
     ~Records();
 
-    // Reads the next record. Returns false at the end.
+    // Reads the next record. Returns false at the end, and after a failure of the file itself.
     bool next(Example& record);
 
 private:
