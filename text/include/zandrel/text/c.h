@@ -65,7 +65,7 @@ enum {
     ZANDREL_DAMAGED = 6,          // a container whose bytes have changed or are missing
     ZANDREL_OTHER_ANALYSIS = 7,   // the container was made with another text analysis
     ZANDREL_UNKNOWN_LABEL = 8,    // learning a label that the container does not have
-    ZANDREL_WRONG_DATA = 9,       // a record or a tree is wrong; see file and line
+    ZANDREL_WRONG_DATA = 9,       // a record, an example or a tree is wrong; see file, line
     ZANDREL_BUSY = 10,            // another process is changing the container
     ZANDREL_INTERRUPTED = 11,     // the progress callback has asked for the end
     ZANDREL_UNSUPPORTED = 12,     // for example learning with a compact container
