@@ -7,10 +7,10 @@ The programs are compiled from EXAMPLES, in this order.
 
 import pathlib
 import re
-import subprocess
 import sys
-import tempfile
 import unittest
+
+from shown_program import output_of
 
 PROJECT = pathlib.Path(sys.argv[1])
 PROGRAMS = [pathlib.Path(program) for program in sys.argv[2:]]
@@ -36,17 +36,7 @@ class CDocumentTest(unittest.TestCase):
     def test_shown_outputs_equal_those_of_the_programs(self):
         self.assertEqual(len(PROGRAMS), len(EXAMPLES))
         for program, block in zip(PROGRAMS, self.blocks("text")):
-            with tempfile.TemporaryDirectory() as folder:
-                run = subprocess.run(
-                    [program],
-                    cwd=folder,
-                    stdin=subprocess.DEVNULL,
-                    capture_output=True,
-                    text=True,
-                    timeout=60,
-                )
-            self.assertEqual((run.returncode, run.stderr), (0, ""))
-            self.assertMultiLineEqual(block, run.stdout)
+            self.assertMultiLineEqual(block, output_of(program))
 
     def test_five_lines_are_those_of_the_header(self):
         lines = re.findall(r"^//     (.*)$", HEADER.split("#ifndef")[0], re.MULTILINE)

@@ -14,7 +14,8 @@
 
 namespace zandrel {
 
-// The form of a data file; see docs/formats/data.md. What is missing follows from the file's name.
+// The form of a data file; see docs/formats/data.md. Missing parts follow from the file's
+// name.
 struct Record_form {
     std::string format = {};  // "tsv", "csv", "jsonl" or "fasttext"; empty: by the file's name
     std::vector<std::string> text_columns = {};  // names or numbers from 1; empty: the default
@@ -26,6 +27,8 @@ struct Record_form {
 
 // The records of a data file: lines "label<TAB>text", CSV, JSON lines, fastText's form, each also
 // compressed with gzip or zstd, and corpus files. One record is in memory at a time.
+//
+// Threads: one object belongs to one thread at a time.
 //
 // Errors: Error; wrong_data with file and line for a bad record. After it the next record can be
 // read. A failure of the file itself is raised once, for example if a compressed file is damaged or

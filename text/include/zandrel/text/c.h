@@ -65,7 +65,7 @@ enum {
     ZANDREL_DAMAGED = 6,          // a container whose bytes have changed or are missing
     ZANDREL_OTHER_ANALYSIS = 7,   // the container was made with another text analysis
     ZANDREL_UNKNOWN_LABEL = 8,    // learning a label that the container does not have
-    ZANDREL_WRONG_DATA = 9,       // a record or a tree is wrong; see file and line
+    ZANDREL_WRONG_DATA = 9,       // a record, an example or a tree is wrong; see file, line
     ZANDREL_BUSY = 10,            // another process is changing the container
     ZANDREL_INTERRUPTED = 11,     // the progress callback has asked for the end
     ZANDREL_UNSUPPORTED = 12,     // for example learning with a compact container
@@ -182,8 +182,8 @@ typedef struct zandrel_open_options {
 
 typedef struct zandrel_train_options {
     size_t size;
-    // As for zandrel_open. Both NULL: that of a corpus file, otherwise "phrases" (words and pairs
-    // of neighbours) without a stemmer.
+    // As for zandrel_open. Both NULL: the analysis of the corpus file, otherwise "phrases" (words
+    // and pairs of neighbours) without a stemmer.
     const char* analysis;
     const char* stem;
     // The library chooses the other settings as the program does; see docs/options.md.
@@ -208,7 +208,7 @@ typedef struct zandrel_classify_options {
     double threshold;  // the least score of a label, 0 to 1
 } zandrel_classify_options;
 
-// The form of a data file; see docs/formats/data.md. What is missing follows from the name of the
+// The form of a data file; see docs/formats/data.md. Missing parts follow from the name of the
 // file.
 typedef struct zandrel_record_form {
     size_t size;
