@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -17,6 +18,7 @@
 
 #include "tests/cli/scratch_folder.h"
 #include "tests/text/desk_texts.h"
+#include "text/api/Container_lock.h"
 
 namespace zandrel::tests {
 
@@ -184,6 +186,45 @@ TEST_F(ClassifierThreadsTest, WriterIsNotDelayedForeverByReaders) {
     }
     is_over = true;
     join();
+}
+
+// How many turns of a thread that always comes again at once another one waits for: the median of
+// several times, since the system may stop a thread before it asks.
+template <class Lock, class Enter>
+int turns_before_entry(Lock& lock, const Enter& enter) {
+    constexpr int kTimes = 21;
+    std::atomic<int> turns = 0;
+    std::atomic<bool> is_over = false;
+    std::thread eager([&] {
+        while (!is_over) {
+            const std::scoped_lock alone(lock);
+            ++turns;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    std::vector<int> waited;
+    for (int i = 0; i < kTimes; ++i) {
+        for (const int before = turns; turns == before;) {
+            std::this_thread::yield();  // until the eager thread is inside
+        }
+        const int before = turns;
+        enter();
+        waited.push_back(turns - before);
+    }
+    is_over = true;
+    eager.join();
+    std::sort(waited.begin(), waited.end());
+    return waited[kTimes / 2];
+}
+
+TEST(ContainerLockTest, ReaderIsNotOvertakenByWriterThatComesAgainAtOnce) {
+    Container_lock lock;
+    EXPECT_LE(turns_before_entry(lock, [&] { const Container_lock::Reader reader(lock); }), 2);
+}
+
+TEST(FairMutexTest, WaitingThreadIsNotOvertakenByThreadThatLocksAgainAtOnce) {
+    Fair_mutex mutex;
+    EXPECT_LE(turns_before_entry(mutex, [&] { const std::scoped_lock turn(mutex); }), 2);
 }
 
 // More readers than the lock has places.
