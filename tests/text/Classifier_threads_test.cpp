@@ -188,43 +188,49 @@ TEST_F(ClassifierThreadsTest, WriterIsNotDelayedForeverByReaders) {
     join();
 }
 
-// How many turns of a thread that always comes again at once another one waits for: the median of
-// several times, since the system may stop a thread before it asks.
+// How often a waiting thread gets its turn before one that unlocks and locks again at once. It may
+// fail a few times, since the system can stop a thread before it asks.
+// `enter`: takes its turn, and sets its argument inside of it.
 template <class Lock, class Enter>
-int turns_before_entry(Lock& lock, const Enter& enter) {
-    constexpr int kTimes = 21;
-    std::atomic<int> turns = 0;
-    std::atomic<bool> is_over = false;
-    std::thread eager([&] {
-        while (!is_over) {
-            const std::scoped_lock alone(lock);
-            ++turns;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+int turns_of_waiting_thread(int rounds, Lock& lock, const Enter& enter) {
+    int turns = 0;
+    for (int round = 0; round < rounds; ++round) {
+        std::atomic<bool> asks = false;
+        std::atomic<bool> was_inside = false;
+        lock.lock();
+        std::thread waiting([&] {
+            asks = true;
+            enter(was_inside);
+        });
+        while (!asks) {
+            std::this_thread::yield();
         }
-    });
-    std::vector<int> waited;
-    for (int i = 0; i < kTimes; ++i) {
-        for (const int before = turns; turns == before;) {
-            std::this_thread::yield();  // until the eager thread is inside
-        }
-        const int before = turns;
-        enter();
-        waited.push_back(turns - before);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        lock.unlock();
+        lock.lock();
+        turns += was_inside ? 1 : 0;
+        lock.unlock();
+        waiting.join();
     }
-    is_over = true;
-    eager.join();
-    std::sort(waited.begin(), waited.end());
-    return waited[kTimes / 2];
+    return turns;
 }
 
 TEST(ContainerLockTest, ReaderIsNotOvertakenByWriterThatComesAgainAtOnce) {
     Container_lock lock;
-    EXPECT_LE(turns_before_entry(lock, [&] { const Container_lock::Reader reader(lock); }), 2);
+    const int turns = turns_of_waiting_thread(11, lock, [&](std::atomic<bool>& was_inside) {
+        const Container_lock::Reader reader(lock);
+        was_inside = true;
+    });
+    EXPECT_GE(turns, 6);
 }
 
 TEST(FairMutexTest, WaitingThreadIsNotOvertakenByThreadThatLocksAgainAtOnce) {
     Fair_mutex mutex;
-    EXPECT_LE(turns_before_entry(mutex, [&] { const std::scoped_lock turn(mutex); }), 2);
+    const int turns = turns_of_waiting_thread(11, mutex, [&](std::atomic<bool>& was_inside) {
+        const std::scoped_lock turn(mutex);
+        was_inside = true;
+    });
+    EXPECT_GE(turns, 6);
 }
 
 // More readers than the lock has places.
