@@ -27,8 +27,8 @@ inline Fair_mutex& engine_mutex() {
 // readers, which all threads write, two threads lost several per cent of their time on short texts
 // (zandrel_text_library_bench).
 //
-// Nobody starves: a writer closes the door first, and new readers wait at the door, which is fair. A
-// reader that has waited there takes its place before the next one may use the door.
+// Nobody starves: a writer closes the door first, and new readers wait at the door, which is fair.
+// A reader that has waited there takes its place before the next one may use the door.
 //
 // Example: R1 reads in place 0. W closes the door, and waits for place 0. R2 comes and waits at the
 // door. R1 ends, W has all places, writes, frees them and opens the door. W wants to write again at

@@ -9,6 +9,7 @@
 #include "zandrel/text/Records.h"
 
 #include "text/api/Data_texts.h"
+#include "text/api/Reported_progress.h"
 #include "text/data/Data_form.h"
 #include "text/data/Data_input.h"
 #include "text/data/Data_reader.h"
@@ -36,13 +37,17 @@ public:
 
     // Takes the remaining records. The texts of a corpus file stay in it. If an error is raised,
     // the records before it are lost.
-    // REQUIRES: of a corpus file, the lock of the process.
-    // RAISES: as `next`, and Data_error if there is no record.
-    Data_texts rest();
+    // `progress`: may end the reading after each record.
+    // RAISES: as `next`, and Data_error if there is no record; Error interrupted.
+    Data_texts rest(const Reported_progress& progress);
 
 private:
     bool next_text(Labelled_text& text);
+    // REQUIRES: the lock of the process.
     Labelled_text stored_text(std::size_t number) const;
+    // Returns whether there was one. RAISES: as `next`.
+    // REQUIRES: of a corpus file, the lock of the process.
+    bool next_of_rest(Labelled_text& text);
 
     std::string m_path;
     std::unique_ptr<Data_input> m_input;
