@@ -82,6 +82,7 @@ TEST(ClassifierMemoryTest, ClosedClassifierIsReportedWithoutMemoryForTheMessage)
     Classifier classifier = Classifier::train(desk_examples());
     const Classifier moved = std::move(classifier);
     End end = End::kOtherException;
+    // NOLINTNEXTLINE(bugprone-use-after-move)
     EXPECT_TRUE(fails_at(0, [&] { end = end_of([&] { classifier.analysis(); }); }));
     EXPECT_EQ(end, End::kOutOfMemory);
 }
