@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <random>
 #include <sstream>
@@ -544,6 +545,44 @@ TEST_F(ClassifierTest, ProgressRisesToOneAndItsExceptionIsTheCause) {
     EXPECT_EQ(error.code(), Error_code::interrupted);
     ASSERT_NE(error.cause(), nullptr);
     EXPECT_THROW(std::rethrow_exception(error.cause()), std::runtime_error);
+}
+
+// Each call would wait for a lock that its own thread has.
+TEST_F(ClassifierTest, CallInAProgressFunctionIsRefused) {
+    Classifier other = Classifier::train(desk_examples());
+    Records records = Records::open(written_examples());
+    const std::vector<std::function<void()>> calls = {[&] { Classifier::open(file("a.kc")); },
+                                                      [&] { Classifier::train(desk_examples()); },
+                                                      [&] { Classifier::train(records); },
+                                                      [&] { other.learn(desk_examples()); },
+                                                      [&] { other.learn(records); },
+                                                      [&] { other.classify("my parcel"); },
+                                                      [&] { other.explain("my parcel"); },
+                                                      [&] { other.save(file("b.kc")); },
+                                                      [&] { other.close(); },
+                                                      [&] { other.labels(); },
+                                                      [&] { Records::open(file("desk.tsv")); },
+                                                      [&] {
+                                                          Example example;
+                                                          records.next(example);
+                                                      }};
+    int reports = 0;
+    Train_options options;
+    options.progress = [&](double) {
+        ++reports;
+        for (const auto& call : calls) {
+            EXPECT_ERROR(call(), Error_code::invalid_argument,
+                         "a progress callback must not call this function");
+        }
+        return true;
+    };
+    Classifier::train(desk_examples(), options).save(file("a.kc"));
+    EXPECT_GE(reports, 1);
+    for (const auto& call : calls) {
+        EXPECT_NO_THROW(call());
+        other = Classifier::train(desk_examples());
+        records = Records::open(file("desk.tsv"));
+    }
 }
 
 // Saving and closing.

@@ -6,8 +6,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <fstream>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -15,8 +18,11 @@
 
 #include <gtest/gtest.h>
 
+#include "zandrel/text/Records.h"
+
 #include "tests/cli/scratch_folder.h"
 #include "tests/text/desk_texts.h"
+#include "text/api/Container_lock.h"
 
 namespace zandrel::tests {
 
@@ -127,6 +133,9 @@ TEST_F(ClassifierThreadsTest, EightThreadsGetTheAnswersOfOneThreadWhileOneLearns
             m_failures += ruled.explain("my parcel").effects.empty() ? 1 : 0;
             m_failures += learning.explain("my parcel").effects.empty() ? 1 : 0;
             m_failures += learning.labels().size() == 3 ? 0 : 1;
+            Text large("my parcel");
+            large.fields = {{"amount", "600.5", Field::Type::number}};
+            m_failures += ruled.classify(large).front().name == "manager" ? 0 : 1;
         }
     });
     add([&] {
@@ -184,6 +193,169 @@ TEST_F(ClassifierThreadsTest, WriterIsNotDelayedForeverByReaders) {
     }
     is_over = true;
     join();
+}
+
+// A flag that one thread sets and another one awaits, for at most some seconds.
+class Signal {
+public:
+    void set() { m_is_set = true; }
+
+    bool wait() const {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!m_is_set && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return m_is_set;
+    }
+
+private:
+    std::atomic<bool> m_is_set = false;
+};
+
+TEST_F(ClassifierThreadsTest, ExplanationThatIsPreparedDoesNotWaitForATraining) {
+    const cli::Scratch_folder folder;
+    trained().save(folder.file("a.kc"));
+    Open_options opening;
+    opening.prepare_to_explain = true;
+    const Classifier opened = Classifier::open(folder.file("a.kc"), opening);
+    Train_options training;
+    training.prepare_to_explain = true;
+    Classifier learned = Classifier::train(desk_examples(), training);
+    learned.learn(bulk(0));
+    Classifier explained = trained();
+    explained.explain("my parcel");
+    explained.learn(bulk(0));
+
+    Signal is_training;
+    Signal is_explained;
+    bool was_explained = false;
+    add([&] {
+        Train_options options;
+        options.progress = [&](double) {  // the training has the lock of the process here
+            is_training.set();
+            was_explained = is_explained.wait();
+            return false;
+        };
+        try {
+            Classifier::train(desk_examples(), options);
+        } catch (const Error&) {  // the callback ends the training
+        }
+    });
+    EXPECT_TRUE(is_training.wait());
+    for (const Classifier* each : {&opened, static_cast<const Classifier*>(&learned),
+                                   static_cast<const Classifier*>(&explained)}) {
+        EXPECT_FALSE(each->explain("my parcel").effects.empty());
+    }
+    is_explained.set();
+    join();
+    EXPECT_TRUE(was_explained);
+}
+
+TEST_F(ClassifierThreadsTest, RecordsFromASlowPipeDelayNobody) {
+    const cli::Scratch_folder folder;
+    const std::string pipe = folder.file("records.tsv");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    trained().save(folder.file("other.kc"));
+    Classifier learning = trained();
+    Signal is_reading;
+    Signal is_over;
+    bool was_over = false;
+    add([&] {
+        std::ofstream stream(pipe);
+        stream << "delivery\tmy parcel" << std::endl << "refund\tmy money" << std::endl;
+        was_over = is_over.wait();
+        stream << "refund\tmoney, money" << std::endl;
+    });
+    add([&] {
+        Learn_options options;
+        options.progress = [&](double) {
+            is_reading.set();
+            return true;
+        };
+        Records records = Records::open(pipe);
+        learning.learn(records, options);
+    });
+    EXPECT_TRUE(is_reading.wait());
+    learning.classify("my parcel");
+    Classifier::open(folder.file("other.kc")).close();
+    is_over.set();
+    join();
+    EXPECT_TRUE(was_over);
+
+    Classifier expected = trained();
+    expected.learn(std::vector<Example>{
+        {{"delivery"}, "my parcel"}, {{"refund"}, "my money"}, {{"refund"}, "money, money"}});
+    EXPECT_EQ(answers_of(learning), answers_of(expected));
+}
+
+// The pipe has no end, so only the callback can end the reading.
+TEST_F(ClassifierThreadsTest, ProgressEndsTheReadingOfRecords) {
+    const cli::Scratch_folder folder;
+    const std::string pipe = folder.file("records.tsv");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    Signal is_over;
+    add([&] {
+        std::ofstream stream(pipe);
+        stream << "delivery\tmy parcel" << std::endl << "refund\tmy money" << std::endl;
+        m_failures += is_over.wait() ? 0 : 1;
+    });
+    Train_options options;
+    options.progress = [](double) { return false; };
+    Records records = Records::open(pipe);
+    try {
+        Classifier::train(records, options);
+        ADD_FAILURE() << "no error";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.code(), Error_code::interrupted);
+    }
+    is_over.set();
+    join();
+    EXPECT_EQ(m_failures, 0);
+}
+
+// How often a waiting thread gets its turn before one that unlocks and locks again at once. It may
+// fail a few times, since the system can stop a thread before it asks.
+// `enter`: takes its turn, and sets its argument inside of it.
+template <class Lock, class Enter>
+int turns_of_waiting_thread(int rounds, Lock& lock, const Enter& enter) {
+    int turns = 0;
+    for (int round = 0; round < rounds; ++round) {
+        std::atomic<bool> asks = false;
+        std::atomic<bool> was_inside = false;
+        lock.lock();
+        std::thread waiting([&] {
+            asks = true;
+            enter(was_inside);
+        });
+        while (!asks) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        lock.unlock();
+        lock.lock();
+        turns += was_inside ? 1 : 0;
+        lock.unlock();
+        waiting.join();
+    }
+    return turns;
+}
+
+TEST(ContainerLockTest, ReaderIsNotOvertakenByWriterThatComesAgainAtOnce) {
+    Container_lock lock;
+    const int turns = turns_of_waiting_thread(11, lock, [&](std::atomic<bool>& was_inside) {
+        const Container_lock::Reader reader(lock);
+        was_inside = true;
+    });
+    EXPECT_GE(turns, 6);
+}
+
+TEST(FairMutexTest, WaitingThreadIsNotOvertakenByThreadThatLocksAgainAtOnce) {
+    Fair_mutex mutex;
+    const int turns = turns_of_waiting_thread(11, mutex, [&](std::atomic<bool>& was_inside) {
+        const std::scoped_lock turn(mutex);
+        was_inside = true;
+    });
+    EXPECT_GE(turns, 6);
 }
 
 // More readers than the lock has places.

@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,9 @@
 
 #include "cli/corpus/Corpus_import.h"
 #include "tests/cli/scratch_folder.h"
+#include "text/data/Bad_record.h"
+#include "text/data/Json_fields.h"
+#include "text/data/Pair_values.h"
 
 namespace zandrel::tests {
 
@@ -92,6 +97,81 @@ TEST_F(RecordsTest, ColumnsAndFieldsAreChosenByNameOrNumber) {
     form.text_columns = {"3"};
     form.label_columns = {"1"};
     EXPECT_THAT(read("a.tsv", "x\tskipped\ttext\n", form), ElementsAre("x: text"));
+}
+
+// The types of a table's values are those that a JSON parser finds.
+TEST(PairValuesTest, ValuesOfAColumnHaveTheTypesOfJson) {
+    std::vector<std::string> values = {"true",
+                                       "false",
+                                       "null",
+                                       "0",
+                                       "-0",
+                                       "-0.0",
+                                       "00",
+                                       "+1",
+                                       ".5",
+                                       "5.",
+                                       "-",
+                                       "1e5",
+                                       "1E+05",
+                                       "1e",
+                                       "1e-400",
+                                       "-1e-400",
+                                       "1e400",
+                                       "4.9e-324",
+                                       "2e-324",
+                                       "1e308",
+                                       "1.8e308",
+                                       "0e999",
+                                       "9223372036854775807",
+                                       "9223372036854775808",
+                                       "-9223372036854775808",
+                                       "-9223372036854775809",
+                                       "18446744073709551616",
+                                       "0.1",
+                                       "123456789.123456789",
+                                       " 1",
+                                       "1 ",
+                                       "0x10",
+                                       "nan",
+                                       "inf",
+                                       std::string(64, '1'),
+                                       std::string(62, '0') + ".5",
+                                       "0." + std::string(62, '3'),
+                                       "0." + std::string(63, '3'),
+                                       std::string(60, '9') + "e-370",
+                                       std::string(60, '9') + "e250"};
+    std::mt19937 random(7);
+    const std::string characters = "+-.0123456789eE";
+    for (int i = 0; i < 20000; ++i) {
+        std::string value;
+        for (std::size_t size = 1 + random() % 8; size > 0; --size) {
+            value += characters[random() % characters.size()];
+        }
+        values.push_back(value);
+    }
+    int numbers = 0;
+    for (const std::string& value : values) {
+        const std::optional<Pair> pair = pair_of("x", value);
+        Json_field parsed = {"", Json_field::Kind::kString, value};
+        try {
+            const std::vector<Json_field> members =
+                parse_json_object("{\"x\":" + value + "}", [](const std::string&) { return true; });
+            const Json_field::Kind kind = members.front().kind;
+            const bool is_short = value.size() <= 64 && value.find(' ') == std::string::npos;
+            if (is_short && kind != Json_field::Kind::kHugeInteger &&
+                kind != Json_field::Kind::kNull) {
+                parsed = members.front();
+            }
+        } catch (const Bad_record&) {  // not JSON
+        }
+        const Pair expected = pair_of("x", parsed);
+        ASSERT_TRUE(pair);
+        EXPECT_EQ(pair->type, expected.type) << value;
+        EXPECT_EQ(pair->values, expected.values) << value;
+        numbers += parsed.kind == Json_field::Kind::kNumber ? 1 : 0;
+    }
+    EXPECT_GT(numbers, 100);
 }
 
 TEST_F(RecordsTest, FieldsThatWereReadCanBeUsedForClassifying) {

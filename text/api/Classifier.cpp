@@ -35,19 +35,6 @@ namespace zandrel {
 
 namespace {
 
-// As with_errors. An exception of the progress function is reported before the interruption that
-// it caused.
-template <class Work>
-decltype(auto) with_progress(const Reported_progress& progress, Error_code of_data,
-                             const Work& work) {
-    try {
-        return work();
-    } catch (...) {
-        progress.check();
-        raise_as_error(of_data);
-    }
-}
-
 std::unique_ptr<Engine_settings> settings_of(const std::map<std::string, std::string>& given) {
     auto settings = std::make_unique<Engine_settings>();
     for (const auto& [key, value] : given) {
@@ -193,12 +180,13 @@ public:
     // `name`: of the file from which the container was read; empty: none.
     // REQUIRES: the lock of the process.
     Impl(std::string name, std::unique_ptr<Engine_settings> settings,
-         std::unique_ptr<Text_model> model, bool saves_compact)
+         std::unique_ptr<Text_model> model, bool saves_compact, bool explains)
         : m_name(std::move(name)),
           m_settings(std::move(settings)),
           m_model(std::move(model)),
           m_is_cached(is_cached(*m_model->manager())),
           m_saves_compact(saves_compact),
+          m_explains(explains),
           m_analysis(analysis_of(m_model->analysis())),
           m_pool(m_model->analysis()) {
         freeze();
@@ -212,7 +200,7 @@ public:
     template <class Prepare>
     static Classifier train(const Prepare& prepare, const Train_options& options);
 
-    // `read`: returns the data for an analysis, with the lock of the process.
+    // `read`: returns the data for an analysis.
     template <class Read>
     void learn(const Read& read, const Learn_options& options);
 
@@ -239,6 +227,7 @@ private:
     void check_can_learn() const;
     void learn_texts(Data_texts& data, const Learn_options& options, CTProgress* progress);
     void restore(qtPtr<qtBuffer>& copy);
+    // REQUIRES: the lock of the process and the whole container, not in cached form.
     void prepare_to_explain();
 
     const std::string m_name;
@@ -248,6 +237,7 @@ private:
     std::unique_ptr<Frozen_model> m_frozen;       // of the model; null: in cached form
     const bool m_is_cached;
     const bool m_saves_compact;
+    bool m_explains;  // the frozen model has the words that were learned
     const Analysis m_analysis;
     Reader_pool m_pool;
     std::vector<std::string> m_labels;
@@ -274,6 +264,9 @@ void Classifier::Impl::freeze() {
     m_labels = m_model->labels();
     if (!m_is_cached) {
         m_frozen = std::make_unique<Frozen_model>(*m_model->manager());
+        if (m_explains) {
+            m_frozen->prepare_to_explain();
+        }
     }
 }
 
@@ -302,42 +295,47 @@ Reasons Classifier::Impl::explain(const Text& text, std::string_view node) {
     if (m_is_cached) {
         return in_turn([&] { return reasons_of(*m_model, text, node); });
     }
-    for (;;) {
-        {
-            const Container_lock::Reader reader(m_lock);
-            check_open();
-            if (m_frozen->can_explain()) {
-                return m_frozen->explain(text, node, m_pool.at(reader.place()));
-            }
+    {
+        const Container_lock::Reader reader(m_lock);
+        check_open();
+        if (m_frozen->can_explain()) {
+            return m_frozen->explain(text, node, m_pool.at(reader.place()));
         }
-        prepare_to_explain();  // learn may come in between, so we look again
     }
-}
-
-// The words that were learned are read for the first explanation only, since a service that only
-// classifies does not need them.
-void Classifier::Impl::prepare_to_explain() {
-    in_turn([&] {
-        if (!m_frozen->can_explain()) {
-            m_frozen->prepare_to_explain();
-        }
+    // Explains in the same turn: with many learnings in between, it could begin again and again.
+    return in_turn([&] {
+        prepare_to_explain();
+        return m_frozen->explain(text, node, m_pool.at(0));
     });
 }
 
+// The words that were learned are read for the first explanation only, unless the caller asked for
+// them, since a service that only classifies does not need them. From then on each learning reads
+// them, so that no other explanation has to wait for the lock of the process.
+void Classifier::Impl::prepare_to_explain() {
+    m_explains = true;
+    m_frozen->prepare_to_explain();
+}
+
+// The data is read before the locks, since its source can be slow: a pipe, for example.
 template <class Read>
 void Classifier::Impl::learn(const Read& read, const Learn_options& options) {
-    Reported_progress progress(options.progress, kTrainingShares);
-    in_turn([&] {
-        check_can_learn();
-        Data_texts data =
-            with_errors(Error_code::wrong_data, [&] { return read(m_model->analysis()); });
-        if (!options.add_labels) {
-            check_labels(data, *m_model);
-        }
-        with_progress(progress, Error_code::damaged,
-                      [&] { learn_texts(data, options, progress.pointer()); });
-        progress.complete();
-    });
+    with_progress(options.progress, kTrainingShares, Error_code::damaged,
+                  [&](Reported_progress& progress) {
+                      {
+                          const Container_lock::Reader reader(m_lock);
+                          check_open();
+                          check_can_learn();
+                      }
+                      Data_texts data = read(settings_of(m_analysis), progress);
+                      in_turn([&] {
+                          if (!options.add_labels) {
+                              check_labels(data, *m_model);
+                          }
+                          learn_texts(data, options, progress.pointer());
+                          progress.complete();
+                      });
+                  });
 }
 
 void Classifier::Impl::check_can_learn() const {
@@ -382,6 +380,7 @@ void Classifier::Impl::restore(qtPtr<qtBuffer>& copy) {
     m_frozen.reset();
     m_model.reset();
     m_is_lost = true;
+    m_explains = false;  // the next explanation reads the words: here memory may be short
     try {
         qtPtrLight<zeManager> manager(new zeManager);
         KcIoMode mode;
@@ -452,21 +451,22 @@ Records::Impl& impl_of(const std::unique_ptr<Records::Impl>& records) {
 
 }  // namespace
 
-// `prepare`: returns the analysis, and fills the data, with the lock of the process.
+// `prepare`: returns the analysis, and fills the data, before the lock of the process.
 template <class Prepare>
 Classifier Classifier::Impl::train(const Prepare& prepare, const Train_options& options) {
-    Reported_progress progress(options.progress, kTrainingShares);
-    return with_progress(progress, Error_code::wrong_data, [&] {
-        std::unique_ptr<Engine_settings> settings = settings_of(options.settings);
-        const std::scoped_lock in_turn(engine_mutex());
-        Data_texts data;
-        const Analysis_settings analysis = prepare(data);
-        auto model = train_model(data, analysis, settings.get(), options, progress.pointer());
-        Classifier trained(
-            std::make_unique<Impl>("", std::move(settings), std::move(model), options.compact));
-        progress.complete();
-        return trained;
-    });
+    return with_progress(
+        options.progress, kTrainingShares, Error_code::wrong_data,
+        [&](Reported_progress& progress) {
+            std::unique_ptr<Engine_settings> settings = settings_of(options.settings);
+            Data_texts data;
+            const Analysis_settings analysis = prepare(data, progress);
+            const std::scoped_lock in_turn(engine_mutex());
+            auto model = train_model(data, analysis, settings.get(), options, progress.pointer());
+            Classifier trained(std::make_unique<Impl>("", std::move(settings), std::move(model),
+                                                      options.compact, options.prepare_to_explain));
+            progress.complete();
+            return trained;
+        });
 }
 
 Classifier::Classifier(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
@@ -476,27 +476,29 @@ Classifier& Classifier::operator=(Classifier&&) noexcept = default;
 Classifier::~Classifier() = default;
 
 Classifier Classifier::open(const std::string& path, const Open_options& options) {
-    Reported_progress progress(options.progress, {1.0});
-    return with_progress(progress, Error_code::damaged, [&] {
-        if (options.analysis) {
-            static_cast<void>(settings_of(*options.analysis));  // refuses a wrong one
-        }
-        check_exists(path);
-        const std::scoped_lock in_turn(engine_mutex());
-        const qtPtrLight<zeManager> manager = read_kc_to_classify(path, progress.pointer());
-        check_has_root(path, *manager);
-        const Analysis_settings analysis = analysis_of_container(path, *manager, options.analysis);
-        auto model = work_on_container(
-            path, [&] { return std::make_unique<Text_model>(manager, analysis); });
-        Classifier opened(std::make_unique<Impl>(path, nullptr, std::move(model), false));
-        progress.complete();
-        return opened;
-    });
+    return with_progress(
+        options.progress, {1.0}, Error_code::damaged, [&](Reported_progress& progress) {
+            if (options.analysis) {
+                static_cast<void>(settings_of(*options.analysis));  // refuses a wrong one
+            }
+            check_exists(path);
+            const std::scoped_lock in_turn(engine_mutex());
+            const qtPtrLight<zeManager> manager = read_kc_to_classify(path, progress.pointer());
+            check_has_root(path, *manager);
+            const Analysis_settings analysis =
+                analysis_of_container(path, *manager, options.analysis);
+            auto model = work_on_container(
+                path, [&] { return std::make_unique<Text_model>(manager, analysis); });
+            Classifier opened(std::make_unique<Impl>(path, nullptr, std::move(model), false,
+                                                     options.prepare_to_explain));
+            progress.complete();
+            return opened;
+        });
 }
 
 Classifier Classifier::train(std::span<const Example> examples, const Train_options& options) {
     return Impl::train(
-        [&](Data_texts& data) {
+        [&](Data_texts& data, const Reported_progress&) {
             data = texts_of(examples);
             return settings_of(options.analysis.value_or(Analysis()));
         },
@@ -505,25 +507,31 @@ Classifier Classifier::train(std::span<const Example> examples, const Train_opti
 
 Classifier Classifier::train(Records& records, const Train_options& options) {
     return Impl::train(
-        [&](Data_texts& data) {
+        [&](Data_texts& data, const Reported_progress& progress) {
             Records::Impl& source = impl_of(records.m_impl);
             const Analysis_settings analysis = analysis_for(source, options.analysis);
-            data = source.rest();
+            data = source.rest(progress);
             return analysis;
         },
         options);
 }
 
 void Classifier::learn(std::span<const Example> examples, const Learn_options& options) {
-    impl().learn([&](const Analysis_settings&) { return texts_of(examples); }, options);
+    impl().learn(
+        [&](const Analysis_settings&, const Reported_progress&) {
+            return with_errors(Error_code::wrong_data, [&] { return texts_of(examples); });
+        },
+        options);
 }
 
 void Classifier::learn(Records& records, const Learn_options& options) {
     impl().learn(
-        [&](const Analysis_settings& analysis) {
-            Records::Impl& source = impl_of(records.m_impl);
-            check_corpus(source, analysis);
-            return source.rest();
+        [&](const Analysis_settings& analysis, const Reported_progress& progress) {
+            return with_errors(Error_code::wrong_data, [&] {
+                Records::Impl& source = impl_of(records.m_impl);
+                check_corpus(source, analysis);
+                return source.rest(progress);
+            });
         },
         options);
 }
@@ -553,9 +561,12 @@ void Classifier::save(const std::string& path) {
 }
 
 void Classifier::close() {
-    if (m_impl != nullptr) {
-        m_impl->close();
-    }
+    with_errors(Error_code::failed, [&] {
+        refuse_in_progress();
+        if (m_impl != nullptr) {
+            m_impl->close();
+        }
+    });
 }
 
 std::vector<std::string> Classifier::labels() const {
@@ -567,10 +578,13 @@ const Analysis& Classifier::analysis() const {
 }
 
 Classifier::Impl& Classifier::impl() const {
-    if (m_impl == nullptr) {
-        throw Error(Error_code::closed, "the classifier was moved to another object");
-    }
-    return *m_impl;
+    return with_errors(Error_code::failed, [&]() -> Impl& {
+        refuse_in_progress();
+        if (m_impl == nullptr) {
+            throw Error(Error_code::closed, "the classifier was moved to another object");
+        }
+        return *m_impl;
+    });
 }
 
 }  // namespace zandrel

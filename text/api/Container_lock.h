@@ -6,14 +6,17 @@
 #include <atomic>
 #include <cstddef>
 #include <mutex>
+#include <optional>
+
+#include "text/api/Fair_mutex.h"
 
 namespace zandrel {
 
 // A thread that uses the engine has this lock, unless it only reads through a frozen tree: the
 // dictionary of concepts and some switches of the engine belong to the process. A thread takes it
 // before the lock of a container.
-inline std::mutex& engine_mutex() {
-    static std::mutex mutex;
+inline Fair_mutex& engine_mutex() {
+    static Fair_mutex mutex;
     return mutex;
 }
 
@@ -25,10 +28,12 @@ inline std::mutex& engine_mutex() {
 // readers, which all threads write, two threads lost several per cent of their time on short texts
 // (zandrel_text_library_bench).
 //
-// A writer does not starve: it closes the door first, and new readers wait at the door.
+// Nobody starves: a writer closes the door first, and new readers wait at the door, which is fair.
+// A reader that has waited there takes its place before the next one may use the door.
 //
 // Example: R1 reads in place 0. W closes the door, and waits for place 0. R2 comes and waits at the
-// door. R1 ends, W has all places, writes, frees them and opens the door. R2 reads.
+// door. R1 ends, W has all places, writes, frees them and opens the door. W wants to write again at
+// once, and waits at the door behind R2. R2 reads.
 class Container_lock {
 public:
     static constexpr std::size_t kPlaces = 32;
@@ -83,9 +88,16 @@ private:
     }
 
     std::size_t enter() {
-        if (m_is_closed.load()) {
-            const std::scoped_lock at_door(m_door);
+        if (!m_is_closed.load()) {
+            if (const std::optional<std::size_t> place = free_place()) {
+                return *place;
+            }
         }
+        return enter_by_door();
+    }
+
+    // A writer may have taken all places since we looked at the door.
+    std::optional<std::size_t> free_place() {
         const std::size_t first = first_place();
         for (std::size_t i = 0; i < kPlaces; ++i) {
             const std::size_t place = (first + i) % kPlaces;
@@ -93,12 +105,24 @@ private:
                 return place;
             }
         }
-        m_places[first].mutex.lock();
-        return first;
+        return std::nullopt;
+    }
+
+    // No writer is inside while we have the door, so each place that is not free has a reader.
+    std::size_t enter_by_door() {
+        const std::scoped_lock at_door(m_door);
+        if (const std::optional<std::size_t> place = free_place()) {
+            return *place;
+        }
+        const std::size_t place = first_place();
+        m_is_closed = true;  // or later readers could take the place again and again
+        m_places[place].mutex.lock();
+        m_is_closed = false;
+        return place;
     }
 
     alignas(kCacheLine) std::atomic<bool> m_is_closed = false;
-    std::mutex m_door;
+    Fair_mutex m_door;
     std::array<Place, kPlaces> m_places;
 };
 

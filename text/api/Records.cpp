@@ -142,20 +142,30 @@ Labelled_text Records::Impl::stored_text(std::size_t number) const {
     return stored_text_of(m_corpus, number, Columns::kText);
 }
 
-Data_texts Records::Impl::rest() {
+bool Records::Impl::next_of_rest(Labelled_text& text) {
+    if (m_corpus == nullptr) {
+        return next_text(text);
+    }
+    if (m_number == m_corpus->size()) {
+        return false;
+    }
+    text = stored_text(m_number++);
+    return true;
+}
+
+// A corpus file is read in one turn: each turn waits for the others of the process.
+Data_texts Records::Impl::rest(const Reported_progress& progress) {
     if (m_failure != nullptr) {
         std::rethrow_exception(m_failure);
     }
+    std::unique_lock in_turn(engine_mutex(), std::defer_lock);
+    if (is_corpus()) {
+        in_turn.lock();
+    }
     Data_texts data = {{}, m_path};
-    Labelled_text text;
-    if (m_corpus == nullptr) {
-        while (next_text(text)) {
-            data.texts.push_back(std::move(text));
-        }
-    } else {
-        while (m_number < m_corpus->size()) {
-            data.texts.push_back(stored_text(m_number++));
-        }
+    for (Labelled_text text; next_of_rest(text);) {
+        data.texts.push_back(std::move(text));
+        progress.look();
     }
     check_has_texts(m_path, data.texts.size(), false);
     return data;
@@ -180,15 +190,20 @@ Records::~Records() {
 }
 
 Records Records::open(const std::string& path, const Record_form& form) {
-    return with_errors(Error_code::wrong_data,
-                       [&] { return Records(std::make_unique<Impl>(path, form)); });
+    return with_errors(Error_code::wrong_data, [&] {
+        refuse_in_progress();
+        return Records(std::make_unique<Impl>(path, form));
+    });
 }
 
 bool Records::next(Example& record) {
-    if (m_impl == nullptr) {
-        throw Error(Error_code::closed, "the records were moved to another object");
-    }
-    return with_errors(Error_code::wrong_data, [&] { return m_impl->next(record); });
+    return with_errors(Error_code::wrong_data, [&] {
+        refuse_in_progress();
+        if (m_impl == nullptr) {
+            throw Error(Error_code::closed, "the records were moved to another object");
+        }
+        return m_impl->next(record);
+    });
 }
 
 }  // namespace zandrel

@@ -10,6 +10,7 @@
 #include "zandrel/text/Records.h"
 
 #include "text/api/Data_texts.h"
+#include "text/api/Reported_progress.h"
 #include "text/data/Data_form.h"
 #include "text/data/Data_input.h"
 #include "text/data/Data_reader.h"
@@ -39,14 +40,18 @@ public:
     // Takes the remaining records. The texts of a corpus file stay in it. If an error is raised,
     // the records before it are lost. A failure of the file itself is raised again, since otherwise
     // a part of the file would look like the whole.
-    // REQUIRES: of a corpus file, the lock of the process.
-    // RAISES: as `next`, and Data_error if there is no record.
-    Data_texts rest();
+    // `progress`: may end the reading after each record.
+    // RAISES: as `next`, and Data_error if there is no record; Error interrupted.
+    Data_texts rest(const Reported_progress& progress);
 
 private:
     bool read(Data_record& record);
     bool next_text(Labelled_text& text);
+    // REQUIRES: the lock of the process.
     Labelled_text stored_text(std::size_t number) const;
+    // Returns whether there was one. RAISES: as `next`.
+    // REQUIRES: of a corpus file, the lock of the process.
+    bool next_of_rest(Labelled_text& text);
 
     std::string m_path;
     std::unique_ptr<Data_input> m_input;

@@ -6,6 +6,28 @@
 
 namespace zandrel {
 
+namespace {
+
+thread_local bool t_is_reporting = false;
+
+class Reporting {
+public:
+    Reporting() noexcept { t_is_reporting = true; }
+
+    Reporting(const Reporting&) = delete;
+    Reporting& operator=(const Reporting&) = delete;
+
+    ~Reporting() { t_is_reporting = false; }
+};
+
+}  // namespace
+
+void refuse_in_progress() {
+    if (t_is_reporting) {
+        refuse_argument("a progress callback must not call this function");
+    }
+}
+
 void Reported_progress::SetTotal(int total) {
     if (m_begun > 0 && m_begun <= m_shares.size()) {
         m_before += m_shares[m_begun - 1];
@@ -44,7 +66,14 @@ void Reported_progress::check() const {
     }
 }
 
+void Reported_progress::look() const {
+    if (m_report && IsInterrupted()) {
+        check();
+    }
+}
+
 void Reported_progress::report(double done) const {
+    const Reporting here;
     try {
         m_is_interrupted = !m_report(done);
     } catch (...) {

@@ -11,7 +11,14 @@
 #include "zandrel/foundation/CTProgress.h"
 #include "zandrel/text/Classifier.h"
 
+#include "text/api/raised_errors.h"
+
 namespace zandrel {
+
+// Every public function calls this first. The thread has locks while it reports progress, so a call
+// of the library would wait for itself.
+// RAISES: Error invalid_argument, if this thread is in a function that takes reports.
+void refuse_in_progress();
 
 // The work has phases, and each phase counts its own steps. So the caller of the work says which
 // share of the whole each phase has.
@@ -37,6 +44,9 @@ public:
     // RAISES: Error interrupted, if the function has ended the work.
     void check() const;
 
+    // Reports if it is time to, before the first phase. RAISES: as `check`.
+    void look() const;
+
 private:
     using Clock = std::chrono::steady_clock;
 
@@ -52,6 +62,24 @@ private:
     mutable bool m_is_interrupted = false;
     mutable std::exception_ptr m_raised;  // by the function
 };
+
+// Calls `work` with a Reported_progress. All is inside of the handler, since even making the object
+// can fail.
+// RAISES: Error.
+template <class Work>
+decltype(auto) with_progress(const Progress_function& report, const std::vector<double>& shares,
+                             Error_code of_data, const Work& work) {
+    return with_errors(of_data, [&]() -> decltype(auto) {
+        refuse_in_progress();
+        Reported_progress progress(report, shares);
+        try {
+            return work(progress);
+        } catch (...) {
+            progress.check();
+            throw;
+        }
+    });
+}
 
 }  // namespace zandrel
 

@@ -26,9 +26,16 @@ constexpr int kInterruption = 2;  // of zeWorkflow
     throw Error(code, shown_complaint(error.what()), {}, 0, std::current_exception());
 }
 
-}  // namespace
+// Made when the library is loaded, since there may be no memory for it later.
+// Never destroyed: other threads may be in a call when the process ends.
+const Error& lack_of_memory() {
+    static const Error& error = *new Error(Error_code::out_of_memory, "not enough memory");
+    return error;
+}
 
-void raise_as_error(Error_code of_data) {
+[[maybe_unused]] const Error& s_made_early = lack_of_memory();
+
+[[noreturn]] void raise_translated(Error_code of_data) {
     try {
         throw;
     } catch (const Error&) {
@@ -50,7 +57,7 @@ void raise_as_error(Error_code of_data) {
     } catch (const qtX<zeWorkflow>& error) {
         raise(error.number() == kInterruption ? Error_code::interrupted : Error_code::failed,
               error);
-    } catch (const std::bad_alloc& error) {
+    } catch (const std::bad_alloc&) {
         throw Error(Error_code::out_of_memory, "not enough memory", {}, 0,
                     std::current_exception());
     } catch (const std::length_error& error) {
@@ -59,6 +66,17 @@ void raise_as_error(Error_code of_data) {
         raise(Error_code::failed, error);
     } catch (...) {
         throw Error(Error_code::failed, "unknown error", {}, 0, std::current_exception());
+    }
+}
+
+}  // namespace
+
+// Making an Error needs memory; a copy of one does not.
+void raise_as_error(Error_code of_data) {
+    try {
+        raise_translated(of_data);
+    } catch (const std::bad_alloc&) {
+        throw Error(lack_of_memory());
     }
 }
 

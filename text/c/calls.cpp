@@ -136,18 +136,6 @@ zandrel_code note(Error_code code, const char* message, const std::string& file 
     return s_last_error.code;
 }
 
-thread_local bool s_is_in_progress = false;
-
-class In_progress {
-public:
-    In_progress() noexcept { s_is_in_progress = true; }
-
-    In_progress(const In_progress&) = delete;
-    In_progress& operator=(const In_progress&) = delete;
-
-    ~In_progress() { s_is_in_progress = false; }
-};
-
 }  // namespace
 
 zandrel_code note_failure() noexcept {
@@ -164,21 +152,11 @@ zandrel_code note_failure() noexcept {
     }
 }
 
-void refuse_in_progress() {
-    if (s_is_in_progress) {
-        throw Error(Error_code::invalid_argument,
-                    "a progress callback must not call this function");
-    }
-}
-
 Progress_function progress_of(zandrel_progress callback, void* user_data) {
     if (callback == nullptr) {
         return {};
     }
-    return [callback, user_data](double done) {
-        const In_progress here;
-        return callback(done, user_data);
-    };
+    return [callback, user_data](double done) { return callback(done, user_data); };
 }
 
 }  // namespace zandrel::c

@@ -7,15 +7,13 @@
 #include "zandrel/text/Classifier.h"
 #include "zandrel/text/c.h"
 
+#include "text/api/Reported_progress.h"
+
 namespace zandrel::c {
 
 // Call this in a handler of `...`. It stores the current exception as the last failure of this
 // thread, and returns its code.
 zandrel_code note_failure() noexcept;
-
-// RAISES: Error, if this thread is in a progress callback. The library has locks then, and waiting
-// for them would never end.
-void refuse_in_progress();
 
 // Runs `work` and returns the code of its failure, or ZANDREL_OK.
 template <class Work>

@@ -2,7 +2,11 @@
 // "2026-01-31T10:00:00Z" the moment "1769853600000000", and "2026-01-31" a string.
 #include "text/data/Pair_values.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -83,28 +87,90 @@ Pair list_pair(const std::string& name, const std::vector<Json_field>& elements)
     return pair;
 }
 
-// Returns whether the text may be an integer, a number or a truth value of JSON. A text of more
-// than 64 bytes does not count as one.
-bool may_be_json(std::string_view text) {
-    constexpr std::size_t kLongest = 64;
-    return text == "true" || text == "false" ||
-           (text.size() <= kLongest && text.find_first_not_of("+-.0123456789eE") == text.npos);
+// A text of more bytes does not count as a number.
+constexpr std::size_t kLongestNumber = 64;
+
+// Removes the digits at the beginning. Returns how many they are.
+std::size_t take_digits(std::string_view& text) {
+    const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
+    text.remove_prefix(count);
+    return count;
+}
+
+// Removes the first character if it is one of `wanted`.
+bool take_any(std::string_view& text, std::string_view wanted) {
+    if (text.empty() || wanted.find(text.front()) == wanted.npos) {
+        return false;
+    }
+    text.remove_prefix(1);
+    return true;
+}
+
+// Returns kInteger or kNumber if the text is one of JSON: -7, 0.5 and 2e+3 are, but 07, .5 and +2
+// are not.
+std::optional<Kind> kind_of_number(std::string_view text) {
+    take_any(text, "-");
+    if (!take_any(text, "0") && take_digits(text) == 0) {
+        return std::nullopt;
+    }
+    const bool has_fraction = take_any(text, ".");
+    if (has_fraction && take_digits(text) == 0) {
+        return std::nullopt;
+    }
+    const bool has_exponent = take_any(text, "eE");
+    if (has_exponent) {
+        take_any(text, "+-");
+        if (take_digits(text) == 0) {
+            return std::nullopt;
+        }
+    }
+    if (!text.empty()) {
+        return std::nullopt;
+    }
+    return has_fraction || has_exponent ? Kind::kNumber : Kind::kInteger;
+}
+
+template <class Number>
+std::string decimal(Number number) {
+    std::array<char, 32> digits = {};
+    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+    return {digits.data(), end};
+}
+
+// The value of a number of JSON that is not an integer. A number that is too large has none. One
+// that is too small is 0: so short a text is too small only with a negative exponent.
+std::optional<double> double_of(std::string_view text) {
+    double value = 0.0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (read.ec == std::errc()) {
+        return std::isfinite(value) ? std::optional(value) : std::nullopt;
+    }
+    const bool is_small =
+        text.find("e-") != std::string_view::npos || text.find("E-") != std::string_view::npos;
+    const double zero = text.front() == '-' ? -0.0 : 0.0;
+    return is_small ? std::optional(zero) : std::nullopt;
 }
 
 // Returns the value if the text is an integer of at most 64 bits, a number or a truth value of
-// JSON.
+// JSON. A JSON parser would read a table of the C library that other threads may write
+// (localeconv).
 std::optional<Json_field> json_value(const std::string& text) {
-    if (!may_be_json(text)) {
-        return std::nullopt;
+    if (text == "true" || text == "false") {
+        return Json_field{"", Kind::kBoolean, text == "true" ? "1" : "0"};
     }
-    try {
-        const std::vector<Json_field> members =
-            parse_json_object("{\"\":" + text + "}", [](const std::string&) { return true; });
-        const bool is_typed = members.front().kind != Kind::kHugeInteger;
-        return members.size() == 1 && is_typed ? std::optional(members.front()) : std::nullopt;
-    } catch (const Bad_record&) {
-        return std::nullopt;
+    const std::optional<Kind> kind =
+        text.size() <= kLongestNumber ? kind_of_number(text) : std::nullopt;
+    if (kind == Kind::kInteger) {
+        std::int64_t value = 0;
+        const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
+        const bool fits = read.ec == std::errc();
+        return fits ? std::optional(Json_field{"", Kind::kInteger, decimal(value)}) : std::nullopt;
     }
+    if (kind == Kind::kNumber) {
+        const std::optional<double> value = double_of(text);
+        return value ? std::optional(Json_field{"", Kind::kNumber, decimal(*value)}) : std::nullopt;
+    }
+    return std::nullopt;
 }
 
 // RAISES: Bad_record.

@@ -32,9 +32,11 @@
 #include "text/kc/Replacement_file.h"
 
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <ostream>
 #include <random>
 #include <string_view>
@@ -105,16 +107,27 @@ void remove_if_left_behind(const std::string& path, bool is_of_dead) {
     }
 }
 
+// Returns the next name in a folder, or null.
+const char* next_name(DIR* folder) {
+    const dirent* const entry = ::readdir(folder);
+    return entry == nullptr ? nullptr : entry->d_name;
+}
+
+// Does not use fs::directory_iterator: in libstdc++ that ends the process if memory is lacking,
+// since functions that cannot raise allocate.
 void remove_files_left_behind(const Target_file& target, bool is_locked) {
     const fs::path begin = target.beside(kBeforeLetters);
     const std::string start = begin.filename().string();
-    std::error_code ignored;  // the folder may be writable but not readable
-    for (fs::directory_iterator entry(target.folder(), ignored), end; !ignored && entry != end;
-         entry.increment(ignored)) {
-        if (is_name_of_ours(entry->path().filename().string(), start)) {
+    const fs::path folder = target.folder();
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), &::closedir);
+    if (entries == nullptr) {
+        return;  // the folder may be writable but not readable
+    }
+    while (const char* const name = next_name(entries.get())) {
+        if (is_name_of_ours(name, start)) {
             // Another target with a long name may have the same start after the cut, and its writer
             // may be alive.
-            remove_if_left_behind(entry->path().string(), is_locked && !target.is_cut());
+            remove_if_left_behind((folder / name).string(), is_locked && !target.is_cut());
         }
     }
 }

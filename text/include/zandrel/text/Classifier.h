@@ -31,12 +31,14 @@ struct Analysis {
 
 // Takes the part of the work that is done, 0 to 1, at most about twenty times a second. Return
 // false to interrupt the work. An exception interrupts the work too, and is then the cause of the
-// Error. The function must not call this library.
+// Error. The function must not call this library: such a call raises invalid_argument, and the
+// destructor of a Classifier would wait without end.
 using Progress_function = std::function<bool(double done)>;
 
 struct Open_options {
     std::optional<Analysis> analysis = {};  // given: another one in the container is an error
     Progress_function progress = {};
+    bool prepare_to_explain = false;  // read the learned words now, not at the first explanation
 };
 
 struct Train_options {
@@ -48,6 +50,7 @@ struct Train_options {
     std::string tree = {};  // in its text form (docs/formats/tree.md); empty: a flat tree
     bool compact = false;   // leave out what only learning needs
     Progress_function progress = {};
+    bool prepare_to_explain = false;  // as in Open_options
 };
 
 struct Learn_options {
@@ -72,8 +75,15 @@ struct Classify_options {
 // A container in cached form can be opened, classified and explained. Its calls read its file, so
 // each call waits for the lock of the process. It cannot learn and cannot be saved.
 //
+// All of them wait in the order in which they came. `train` and `learn` read a data file before
+// they wait; only a corpus file is read in turn with the others.
+//
 // The first explanation reads the words that were learned, which takes time and memory in a large
-// container.
+// container. It takes turns with opening, training and the others, so it can wait as long as a
+// training of another object takes. The option `prepare_to_explain` reads the words while the
+// container is opened or trained, and then no explanation waits for other objects. After the first
+// explanation `learn` reads the words, too. Only after a failed `learn` the next explanation reads
+// them again.
 //
 // A process that forks after `open` can classify in both processes, if no other thread is in a call
 // of this library at the time of the fork.
