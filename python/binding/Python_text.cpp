@@ -35,7 +35,7 @@ std::string_view view_of_bytes(py::handle bytes) {
 
 // Returns the bytes of a str. `keeper` gets their owner. A str can contain surrogates: those that
 // Python made from bytes that are not UTF-8 become these bytes again. Others are no characters, and
-// the engine takes their bytes as separators of words.
+// the library takes their bytes as separators of words.
 std::string_view view_of_str(py::object text, py::object& keeper) {
     Py_ssize_t size = 0;
     if (const char* data = PyUnicode_AsUTF8AndSize(text.ptr(), &size)) {
@@ -59,7 +59,7 @@ bool is_mapping(py::handle value) {
            (PyMapping_Check(value.ptr()) && py::hasattr(value, "keys"));
 }
 
-// A date and a time as the engine reads them: in UTC, with microseconds.
+// A date and a time as the library reads them: in UTC, with microseconds.
 std::string date_text(py::handle value) {
     return py::module_::import("zandrel._fields").attr("date_text")(value).cast<std::string>();
 }
@@ -93,7 +93,7 @@ bool is_list(py::handle value) {
     return PyList_Check(value.ptr()) || PyTuple_Check(value.ptr());
 }
 
-// The engine takes the elements of a list as fields of one name.
+// The library takes the elements of a list as fields of one name.
 void add_field(std::vector<Field>& fields, py::handle key, py::handle value) {
     const std::string name = utf8_of(key, "the name of a field");
     const py::list values = is_list(value) ? py::list(py::reinterpret_borrow<py::object>(value))

@@ -1,4 +1,4 @@
-// Turns the engine's errors into exceptions of Python.
+// Turns the library's errors into exceptions of Python.
 #ifndef ZANDREL_PYTHON_BINDING_PYTHON_ERRORS_H_
 #define ZANDREL_PYTHON_BINDING_PYTHON_ERRORS_H_
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <pthread.h>
 #include <pybind11/pybind11.h>
 #include <string>
 #include <string_view>
@@ -15,8 +16,8 @@
 #include "zandrel/text/Records.h"
 #include "zandrel/version.h"
 
-#include "python/binding/Bulk.h"
-#include "python/binding/Engine_work.h"
+#include "python/binding/many_texts.h"
+#include "python/binding/Unlocked_call.h"
 #include "python/binding/Python_text.h"
 #include "python/binding/python_errors.h"
 
@@ -98,14 +99,14 @@ Train_options train_options(py::handle analysis, const py::dict& settings, const
 class File_records {
 public:
     File_records(const std::string& path, const Record_form& form)
-        : m_records(Engine_work().run([&] { return Records::open(path, form); })) {}
+        : m_records(Unlocked_call().run([&] { return Records::open(path, form); })) {}
 
     // (labels, text, fields); None at the end.
     py::object next() {
         Example example;
-        const bool is_read = Engine_work().run([&] {
+        const bool is_read = Unlocked_call().run([&] {
             const std::lock_guard lock(m_mutex);
-            return m_records.next(example);
+            return m_records->next(example);
         });
         if (!is_read) {
             return py::none();
@@ -121,80 +122,70 @@ public:
     template <typename Work>
     auto use(Work work) {
         const std::lock_guard lock(m_mutex);
-        return work(m_records);
+        return work(*m_records);
     }
 
 private:
     std::mutex m_mutex;
-    Records m_records;
+    Library_object<Records> m_records;
     py::object m_type = type_of("Example");
 };
 
-// A classifier of the engine. Other threads of Python run while the engine works.
-class Engine {
+// A classifier of the library. Other threads of Python run while it works.
+class Python_classifier {
 public:
-    explicit Engine(Classifier classifier)
-        : m_classifier(std::make_unique<Classifier>(std::move(classifier))) {}
+    explicit Python_classifier(Classifier classifier) : m_classifier(std::move(classifier)) {}
 
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
-
-    // Waits for other threads, which may need Python's lock.
-    ~Engine() {
-        const py::gil_scoped_release release;
-        m_classifier.reset();
-    }
-
-    static std::unique_ptr<Engine> open(const std::string& path, py::handle analysis,
+    static std::unique_ptr<Python_classifier> open(const std::string& path, py::handle analysis,
                                         py::object progress) {
-        Engine_work engine(std::move(progress));
+        Unlocked_call call(std::move(progress));
         Open_options options;
         options.analysis = given_analysis(analysis);
-        options.progress = engine.progress();
-        return std::make_unique<Engine>(
-            engine.run([&] { return Classifier::open(path, options); }));
+        options.progress = call.progress();
+        return std::make_unique<Python_classifier>(
+            call.run([&] { return Classifier::open(path, options); }));
     }
 
     // `examples`: a File_records, or an iterable, which is read first: it may run any code.
-    static std::unique_ptr<Engine> train(py::handle examples, py::handle analysis,
+    static std::unique_ptr<Python_classifier> train(py::handle examples, py::handle analysis,
                                          const py::dict& settings, const py::str& tree,
                                          bool compact, py::object progress) {
-        Engine_work engine(std::move(progress));
+        Unlocked_call call(std::move(progress));
         Train_options options = train_options(analysis, settings, tree, compact);
-        options.progress = engine.progress();
+        options.progress = call.progress();
         if (py::isinstance<File_records>(examples)) {
             auto& file = examples.cast<File_records&>();
-            return std::make_unique<Engine>(engine.run([&] {
+            return std::make_unique<Python_classifier>(call.run([&] {
                 return file.use(
                     [&](Records& records) { return Classifier::train(records, options); });
             }));
         }
         const std::vector<Example> list = examples_of(examples);
-        return std::make_unique<Engine>(
-            engine.run([&] { return Classifier::train(list, options); }));
+        return std::make_unique<Python_classifier>(
+            call.run([&] { return Classifier::train(list, options); }));
     }
 
     void learn(py::handle examples, bool add_labels, py::object progress) {
-        Engine_work engine(std::move(progress));
+        Unlocked_call call(std::move(progress));
         Learn_options options;
         options.add_labels = add_labels;
-        options.progress = engine.progress();
+        options.progress = call.progress();
         if (py::isinstance<File_records>(examples)) {
             auto& file = examples.cast<File_records&>();
-            engine.run([&] {
+            call.run([&] {
                 file.use([&](Records& records) { m_classifier->learn(records, options); });
             });
             return;
         }
         const std::vector<Example> list = examples_of(examples);
-        engine.run([&] { m_classifier->learn(list, options); });
+        call.run([&] { m_classifier->learn(list, options); });
     }
 
     py::list classify(py::handle text, int count, double threshold) const {
         const Classify_options options{count, threshold};
         const Python_text given(text);
         return Label_maker()(
-            Engine_work().run([&] { return m_classifier->classify(given.text(), options); }));
+            Unlocked_call().run([&] { return m_classifier->classify(given.text(), options); }));
     }
 
     py::list classify_all(py::handle texts, int count, double threshold, int jobs) const {
@@ -208,7 +199,7 @@ public:
         const Python_text given(text);
         const std::string path = utf8_of(node, "a node");
         return Reasons_maker()(
-            Engine_work().run([&] { return m_classifier->explain(given.text(), path); }));
+            Unlocked_call().run([&] { return m_classifier->explain(given.text(), path); }));
     }
 
     py::list explain_all(py::handle texts, const py::str& node, int jobs) const {
@@ -219,28 +210,28 @@ public:
     }
 
     void save(const std::string& path) {
-        Engine_work().run([&] { m_classifier->save(path); });
+        Unlocked_call().run([&] { m_classifier->save(path); });
     }
 
     void close() {
-        Engine_work().run([&] { m_classifier->close(); });
+        Unlocked_call().run([&] { m_classifier->close(); });
     }
 
     py::list labels() const {
         py::list list;
-        for (const std::string& label : Engine_work().run([&] { return m_classifier->labels(); })) {
+        for (const std::string& label : Unlocked_call().run([&] { return m_classifier->labels(); })) {
             list.append(str_of(label));
         }
         return list;
     }
 
     py::tuple analysis() const {
-        const Analysis analysis = Engine_work().run([&] { return m_classifier->analysis(); });
+        const Analysis analysis = Unlocked_call().run([&] { return m_classifier->analysis(); });
         return py::make_tuple(str_of(analysis.kind), str_of(analysis.stem));
     }
 
 private:
-    std::unique_ptr<Classifier> m_classifier;
+    Library_object<Classifier> m_classifier;
 };
 
 std::vector<std::string> strings_of(const py::list& list, const char* what) {
@@ -277,18 +268,18 @@ std::string version() {
 }
 
 void define_classifier(py::module_& module) {
-    py::class_<Engine>(module, "Engine")
-        .def_static("open", &Engine::open)
-        .def_static("train", &Engine::train)
-        .def("learn", &Engine::learn)
-        .def("classify", &Engine::classify)
-        .def("classify_all", &Engine::classify_all)
-        .def("explain", &Engine::explain)
-        .def("explain_all", &Engine::explain_all)
-        .def("save", &Engine::save)
-        .def("close", &Engine::close)
-        .def("labels", &Engine::labels)
-        .def("analysis", &Engine::analysis);
+    py::class_<Python_classifier>(module, "Classifier")
+        .def_static("open", &Python_classifier::open)
+        .def_static("train", &Python_classifier::train)
+        .def("learn", &Python_classifier::learn)
+        .def("classify", &Python_classifier::classify)
+        .def("classify_all", &Python_classifier::classify_all)
+        .def("explain", &Python_classifier::explain)
+        .def("explain_all", &Python_classifier::explain_all)
+        .def("save", &Python_classifier::save)
+        .def("close", &Python_classifier::close)
+        .def("labels", &Python_classifier::labels)
+        .def("analysis", &Python_classifier::analysis);
 }
 
 void define_records(py::module_& module) {
@@ -296,15 +287,31 @@ void define_records(py::module_& module) {
     module.def("open_records", &open_records);
 }
 
+// Each interpreter has a lock of its own state, and the library keeps one for the process.
+// RAISES: ImportError.
+void check_interpreter() {
+    if (PyInterpreterState_Get() != PyInterpreterState_Main()) {
+        throw py::import_error("zandrel works only in the main interpreter of a process");
+    }
+}
+
+void prepare_end() {
+    py::module_::import("atexit").attr("register")(py::cpp_function(&end_calls));
+    pthread_atfork(nullptr, nullptr, &count_calls_after_fork);
+}
+
 }  // namespace
 
 }  // namespace zandrel::python
 
 PYBIND11_MODULE(_zandrel, module) {
-    module.doc() = "The engine behind the package zandrel; use the package.";
+    zandrel::python::check_interpreter();
+    module.doc() = "The library behind the package zandrel; use the package.";
     zandrel::python::translate_errors();
     zandrel::python::define_classifier(module);
     zandrel::python::define_records(module);
+    zandrel::python::prepare_end();
+    module.def("check_interpreter", &zandrel::python::check_interpreter);
     module.def("error_codes", &zandrel::python::error_codes);
     module.attr("version") = zandrel::python::version();
 }

@@ -34,7 +34,7 @@ def _pair(analysis: Optional[Analysis]) -> Optional[tuple[str, str]]:
 
 
 def _source(examples: Examples) -> Any:
-    """The engine reads data files by itself, since Python's values would take time and memory."""
+    """The library reads data files by itself, since Python's values would take time and memory."""
     if isinstance(examples, (str, bytes, os.PathLike)):
         examples = Records(examples)
     return examples._file if isinstance(examples, Records) else examples
@@ -59,12 +59,12 @@ class Classifier:
     def __init__(self) -> None:
         raise TypeError("use Classifier.open or Classifier.train")
 
-    _engine: _zandrel.Engine
+    _inner: _zandrel.Classifier
 
     @classmethod
-    def _of(cls, engine: _zandrel.Engine) -> Classifier:
+    def _of(cls, inner: _zandrel.Classifier) -> Classifier:
         self = cls.__new__(cls)
-        self._engine = engine
+        self._inner = inner
         return self
 
     @classmethod
@@ -79,7 +79,7 @@ class Classifier:
 
         If `analysis` is given and the container has another one, OtherAnalysisError is raised.
         """
-        return cls._of(_zandrel.Engine.open(os.fsencode(path), _pair(analysis), progress))
+        return cls._of(_zandrel.Classifier.open(os.fsencode(path), _pair(analysis), progress))
 
     @classmethod
     def train(
@@ -104,10 +104,10 @@ class Classifier:
             WorkInterruptedError is raised. It cannot use a classifier.
         """
         texts = {name: _value_text(value) for name, value in (settings or {}).items()}
-        engine = _zandrel.Engine.train(
+        inner = _zandrel.Classifier.train(
             _source(examples), _pair(analysis), texts, tree, compact, progress
         )
-        return cls._of(engine)
+        return cls._of(inner)
 
     def learn(
         self,
@@ -121,7 +121,7 @@ class Classifier:
         With `add_labels`, labels that the container does not have become new ones. Without it they
         raise UnknownLabelError, and nothing changes.
         """
-        self._engine.learn(_source(examples), add_labels, progress)
+        self._inner.learn(_source(examples), add_labels, progress)
 
     # A str is also an iterable of str, so the first signature of each pair must come first.
     @overload
@@ -156,8 +156,8 @@ class Classifier:
         jobs: so many threads share the texts; 0: one for each processor. The answers are the same.
         """
         if isinstance(texts, (str, bytes, Mapping)):
-            return self._engine.classify(texts, count, threshold)
-        return self._engine.classify_all(texts, count, threshold, _threads(jobs))
+            return self._inner.classify(texts, count, threshold)
+        return self._inner.classify_all(texts, count, threshold, _threads(jobs))
 
     def stream(
         self,
@@ -200,19 +200,19 @@ class Classifier:
         An unknown path raises NotFoundError.
         """
         if isinstance(texts, (str, bytes, Mapping)):
-            return self._engine.explain(texts, node)
-        return self._engine.explain_all(texts, node, _threads(jobs))
+            return self._inner.explain(texts, node)
+        return self._inner.explain_all(texts, node, _threads(jobs))
 
     def save(self, path: Path) -> None:
         """Writes the container, whole or not at all."""
-        self._engine.save(os.fsencode(path))
+        self._inner.save(os.fsencode(path))
 
     def close(self) -> None:
         """Waits for calls that are running, and frees the container.
 
         Later calls raise ClosedError.
         """
-        self._engine.close()
+        self._inner.close()
 
     def __enter__(self) -> Classifier:
         return self
@@ -228,12 +228,12 @@ class Classifier:
     @property
     def labels(self) -> list[str]:
         """All labels, each once, in the order in which they were added."""
-        return self._engine.labels()
+        return self._inner.labels()
 
     @property
     def analysis(self) -> Analysis:
         """How the texts of the container were analysed."""
-        return Analysis(*self._engine.analysis())
+        return Analysis(*self._inner.analysis())
 
     def to_bytes(self) -> bytes:
         """The bytes of the file that `save` writes."""

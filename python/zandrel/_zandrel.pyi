@@ -7,6 +7,7 @@ from ._types import Example, ExampleLike, Label, Progress, Reasons, TextLike
 
 version: str
 
+def check_interpreter() -> None: ...
 def error_codes() -> dict[str, int]: ...
 def open_records(
     path: bytes,
@@ -22,11 +23,11 @@ def open_records(
 class FileRecords:
     def next(self) -> Optional[Example]: ...
 
-class Engine:
+class Classifier:
     @staticmethod
     def open(
         path: bytes, analysis: Optional[tuple[str, str]], progress: Optional[Progress], /
-    ) -> Engine: ...
+    ) -> Classifier: ...
     @staticmethod
     def train(
         examples: FileRecords | Iterable[ExampleLike],
@@ -36,7 +37,7 @@ class Engine:
         compact: bool,
         progress: Optional[Progress],
         /,
-    ) -> Engine: ...
+    ) -> Classifier: ...
     def learn(
         self,
         examples: FileRecords | Iterable[ExampleLike],

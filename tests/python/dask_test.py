@@ -68,7 +68,7 @@ def test_share_of_right_answers_on_the_cluster(cluster, shop, shop_kc, frame):
     assert right == sum(expected) / len(expected)
 
 
-def test_failure_on_a_worker_is_the_error_of_the_engine(cluster, tmp_path):
+def test_failure_on_a_worker_is_the_error_of_the_library(cluster, tmp_path):
     bag = dask.bag.from_sequence(["text"], npartitions=1)
     with pytest.raises(zandrel.NotFoundError) as caught:
         bag.map_partitions(zandrel.dask.classify, str(tmp_path / "missing.kc")).compute()

@@ -22,11 +22,11 @@ def raised(kind, function, *arguments, **options):
     return caught.value
 
 
-def test_codes_are_those_of_the_engine():
+def test_codes_equal_those_of_the_library():
     assert {code.name: code.value for code in zandrel.ErrorCode} == _zandrel.error_codes()
 
 
-def test_codes_are_those_of_the_header():
+def test_codes_equal_those_of_the_header():
     header = (PROJECT / "text/include/zandrel/text/Error.h").read_text("utf-8")
     codes = header.split("enum class Error_code : int {")[1].split("};")[0]
     listed = {name: int(number) for name, number in re.findall(r"^ *(\w+) = (\d+)", codes, re.M)}

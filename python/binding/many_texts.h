@@ -1,6 +1,6 @@
-// Bulk: gives many texts to the engine, block by block, in one thread or several.
-#ifndef ZANDREL_PYTHON_BINDING_BULK_H_
-#define ZANDREL_PYTHON_BINDING_BULK_H_
+// Gives many texts to the library, block by block, in one thread or several.
+#ifndef ZANDREL_PYTHON_BINDING_MANY_TEXTS_H_
+#define ZANDREL_PYTHON_BINDING_MANY_TEXTS_H_
 
 #include <cstddef>
 #include <functional>
@@ -8,18 +8,18 @@
 #include <utility>
 #include <vector>
 
-#include "python/binding/Engine_work.h"
+#include "python/binding/Unlocked_call.h"
 #include "python/binding/Python_text.h"
 
 namespace zandrel::python {
 
 // Calls `work` with each number below `count`, in so many threads; the calling thread is one of
 // them. After an exception no further number is begun.
-// RAISES: what `work` raises; of several exceptions that of the least number.
-void share(std::size_t count, int jobs, const std::function<void(std::size_t)>& work);
+// RAISES: what `work` raises; if several calls raise, the exception with the least number.
+void run_in_threads(std::size_t count, int jobs, const std::function<void(std::size_t)>& work);
 
 // The texts of an iterable, in blocks. A block ends after so many texts or bytes, so that the
-// memory is bounded, and Ctrl-C waits for a fraction of a second.
+// memory is bounded, and Ctrl-C waits for one block, or for one long text.
 class Text_blocks {
 public:
     static constexpr std::size_t kTexts = 1024;
@@ -45,12 +45,12 @@ pybind11::list answers_of(pybind11::handle texts, int jobs, const Answer& answer
                           const To_python& to_python) {
     using Result = decltype(answer(std::declval<const Text&>()));
     pybind11::list list;
-    Engine_work engine;
+    Unlocked_call call;
     for (Text_blocks blocks(texts); blocks.next();) {
         const std::vector<Python_text>& block = blocks.texts();
         std::vector<Result> results(block.size());
-        engine.run([&] {
-            share(block.size(), jobs, [&](std::size_t i) { results[i] = answer(block[i].text()); });
+        call.run([&] {
+            run_in_threads(block.size(), jobs, [&](std::size_t i) { results[i] = answer(block[i].text()); });
         });
         for (const Result& result : results) {
             list.append(to_python(result));
@@ -61,4 +61,4 @@ pybind11::list answers_of(pybind11::handle texts, int jobs, const Answer& answer
 
 }  // namespace zandrel::python
 
-#endif  // ZANDREL_PYTHON_BINDING_BULK_H_
+#endif  // ZANDREL_PYTHON_BINDING_MANY_TEXTS_H_

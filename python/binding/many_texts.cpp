@@ -1,5 +1,5 @@
-// Bulk: gives many texts to the engine, block by block, in one thread or several.
-#include "python/binding/Bulk.h"
+// Gives many texts to the library, block by block, in one thread or several.
+#include "python/binding/many_texts.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,7 +13,7 @@ namespace py = pybind11;
 
 namespace {
 
-// What the threads of one call of `share` have in common.
+// The work that the threads of one call of `run_in_threads` have in common.
 class Shared_work {
 public:
     Shared_work(std::size_t count, const std::function<void(std::size_t)>& work)
@@ -61,7 +61,7 @@ private:
 
 }  // namespace
 
-void share(std::size_t count, int jobs, const std::function<void(std::size_t)>& work) {
+void run_in_threads(std::size_t count, int jobs, const std::function<void(std::size_t)>& work) {
     Shared_work shared(count, work);
     std::vector<std::thread> helpers;
     try {
