@@ -7,6 +7,8 @@
 #include <mutex>
 #include <thread>
 
+#include "python/binding/python_errors.h"
+
 namespace zandrel::python {
 
 namespace py = pybind11;
@@ -88,7 +90,8 @@ bool Text_blocks::next() {
     std::size_t bytes = 0;
     for (; m_iterator != py::iterator::sentinel() && m_texts.size() < kTexts && bytes < kBytes;
          ++m_iterator) {
-        m_texts.emplace_back(*m_iterator);
+        const py::handle value = *m_iterator;
+        with_place("text", m_number++, [&] { m_texts.emplace_back(value); });
         bytes += m_texts.back().text().characters.size();
     }
     return !m_texts.empty();

@@ -25,7 +25,9 @@ public:
     static constexpr std::size_t kTexts = 1024;
     static constexpr std::size_t kBytes = std::size_t{4} << 20U;
 
-    explicit Text_blocks(pybind11::handle iterable) : m_iterator(pybind11::iter(iterable)) {}
+    // `first`: the number of the first text, for messages.
+    Text_blocks(pybind11::handle iterable, std::size_t first)
+        : m_iterator(pybind11::iter(iterable)), m_number(first) {}
 
     // Fills the next block. Returns false at the end.
     // RAISES: what the iterable raises; KeyboardInterrupt.
@@ -35,18 +37,19 @@ public:
 
 private:
     pybind11::iterator m_iterator;
+    std::size_t m_number;  // of the next text
     std::vector<Python_text> m_texts;
 };
 
-// Returns a list of to_python(answer(text)) for all texts of an iterable, in their order. `answer`
+// Returns a list of to_python(answer(text)) for all texts of the blocks, in their order. `answer`
 // runs without Python's lock, in several threads at a time.
 template <typename Answer, typename To_python>
-pybind11::list answers_of(pybind11::handle texts, int jobs, const Answer& answer,
+pybind11::list answers_of(Text_blocks blocks, int jobs, const Answer& answer,
                           const To_python& to_python) {
     using Result = decltype(answer(std::declval<const Text&>()));
     pybind11::list list;
     Unlocked_call call;
-    for (Text_blocks blocks(texts); blocks.next();) {
+    while (blocks.next()) {
         const std::vector<Python_text>& block = blocks.texts();
         std::vector<Result> results(block.size());
         call.run([&] {

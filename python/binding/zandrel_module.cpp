@@ -188,11 +188,14 @@ public:
             Unlocked_call().run([&] { return m_classifier->classify(given.text(), options); }));
     }
 
-    py::list classify_all(py::handle texts, int count, double threshold, int jobs) const {
+    // `first`: the number of the first text, for messages.
+    py::list classify_all(py::handle texts, int count, double threshold, int jobs,
+                          std::size_t first) const {
+        check_open();
         const Classify_options options{count, threshold};
         return answers_of(
-            texts, jobs, [&](const Text& text) { return m_classifier->classify(text, options); },
-            Label_maker());
+            Text_blocks(texts, first), jobs,
+            [&](const Text& text) { return m_classifier->classify(text, options); }, Label_maker());
     }
 
     py::object explain(py::handle text, const py::str& node) const {
@@ -203,10 +206,11 @@ public:
     }
 
     py::list explain_all(py::handle texts, const py::str& node, int jobs) const {
+        check_open();
         const std::string path = utf8_of(node, "a node");
         return answers_of(
-            texts, jobs, [&](const Text& text) { return m_classifier->explain(text, path); },
-            Reasons_maker());
+            Text_blocks(texts, 1), jobs,
+            [&](const Text& text) { return m_classifier->explain(text, path); }, Reasons_maker());
     }
 
     void save(const std::string& path) {
@@ -215,6 +219,12 @@ public:
 
     void close() {
         Unlocked_call().run([&] { m_classifier->close(); });
+    }
+
+    // Without texts, no other call notices that the classifier is closed.
+    // RAISES: Error closed.
+    void check_open() const {
+        Unlocked_call().run([&] { m_classifier->labels(); });
     }
 
     py::list labels() const {
@@ -278,6 +288,7 @@ void define_classifier(py::module_& module) {
         .def("explain_all", &Python_classifier::explain_all)
         .def("save", &Python_classifier::save)
         .def("close", &Python_classifier::close)
+        .def("check_open", &Python_classifier::check_open)
         .def("labels", &Python_classifier::labels)
         .def("analysis", &Python_classifier::analysis);
 }
@@ -287,11 +298,18 @@ void define_records(py::module_& module) {
     module.def("open_records", &open_records);
 }
 
-// Each interpreter has a lock of its own state, and the library keeps one for the process.
-// RAISES: ImportError.
+// pybind11 remembers one interpreter for the process. In another one, a
+// callback would wait for ever.
+bool is_main_interpreter() {
+    return PyInterpreterState_Get() == PyInterpreterState_Main();
+}
+
+constexpr const char* kNotMain = "zandrel works only in the main interpreter of a process";
+
+// RAISES: ImportError. error_already_set would take the lock of the main interpreter.
 void check_interpreter() {
-    if (PyInterpreterState_Get() != PyInterpreterState_Main()) {
-        throw py::import_error("zandrel works only in the main interpreter of a process");
+    if (!is_main_interpreter()) {
+        throw py::import_error(kNotMain);
     }
 }
 
@@ -300,18 +318,38 @@ void prepare_end() {
     pthread_atfork(nullptr, nullptr, &count_calls_after_fork);
 }
 
+void define_module(py::module_& module) {
+    module.doc() = "The library behind the package zandrel; use the package.";
+    translate_errors();
+    define_classifier(module);
+    define_records(module);
+    prepare_end();
+    module.def("check_interpreter", &check_interpreter);
+    module.def("error_codes", &error_codes);
+    module.attr("version") = version();
+}
+
 }  // namespace
 
 }  // namespace zandrel::python
 
-PYBIND11_MODULE(_zandrel, module) {
-    zandrel::python::check_interpreter();
-    module.doc() = "The library behind the package zandrel; use the package.";
-    zandrel::python::translate_errors();
-    zandrel::python::define_classifier(module);
-    zandrel::python::define_records(module);
-    zandrel::python::prepare_end();
-    module.def("check_interpreter", &zandrel::python::check_interpreter);
-    module.def("error_codes", &zandrel::python::error_codes);
-    module.attr("version") = zandrel::python::version();
+// PYBIND11_MODULE would let pybind11 remember the interpreter before our code runs.
+extern "C" PYBIND11_EXPORT PyObject* PyInit__zandrel();
+
+extern "C" PYBIND11_EXPORT PyObject* PyInit__zandrel() {
+    if (!zandrel::python::is_main_interpreter()) {
+        PyErr_SetString(PyExc_ImportError, zandrel::python::kNotMain);
+        return nullptr;
+    }
+    PYBIND11_CHECK_PYTHON_VERSION
+    PYBIND11_ENSURE_INTERNALS_READY
+    static pybind11::module_::module_def definition;
+    auto module =
+        pybind11::module_::create_extension_module("_zandrel", nullptr, &definition);
+    try {
+        zandrel::python::define_module(module);
+        return module.ptr();
+    }
+    PYBIND11_CATCH_INIT_EXCEPTIONS
 }
+

@@ -286,7 +286,7 @@ def corpus(tmp_path_factory, run_program):
 def test_two_threads_train_from_a_corpus_file(corpus):
     code = """
 def work():
-    for _ in range(4): train(sys.argv[2])
+    for _ in range(3): train(sys.argv[2])
 threads = [threading.Thread(target=work) for _ in range(2)]
 for thread in threads: thread.start()
 for thread in threads: thread.join()
@@ -314,12 +314,12 @@ def test_callback_raises_at_the_end_while_another_thread_trains():
     code = """
 rounds = 0
 def work():
-    while rounds < 15: train(pairs)
+    while rounds < 6: train(pairs)
 thread = threading.Thread(target=work)
 thread.start()
 def fail(done):
     if done >= 1: raise KeyError("at the end")
-while rounds < 15:
+while rounds < 6:
     try: train(pairs[:100], progress=fail)
     except KeyError: rounds += 1
 thread.join()
@@ -350,10 +350,10 @@ def used(): return int(open("/proc/self/statm").read().split()[1]) * os.sysconf(
 def turn():
     others = [train(pairs)]
     train(pairs[:50], progress=lambda done: others.clear())
-for _ in range(5): turn()
+for _ in range(3): turn()
 before = used()
-for _ in range(20): turn()
-print(used() - before < 8_000_000)
+for _ in range(6): turn()
+print(used() - before < 2_000_000)
 """
     assert run_code(code) == (0, "True\n", "")
 
