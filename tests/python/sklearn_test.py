@@ -3,6 +3,7 @@
 import copy
 import functools
 import math
+import os
 import pickle
 import warnings
 
