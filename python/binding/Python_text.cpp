@@ -84,9 +84,8 @@ std::string digits_of(py::handle value) {
     if (PyLong_Check(value.ptr()) || PyFloat_Check(value.ptr())) {
         return py::str(value).cast<std::string>();
     }
-    const auto number = py::reinterpret_steal<py::object>(is_number(value, "Integral")
-                                                              ? PyNumber_Index(value.ptr())
-                                                              : PyNumber_Float(value.ptr()));
+    const auto number = py::reinterpret_steal<py::object>(
+        is_number(value, "Integral") ? PyNumber_Index(value.ptr()) : PyNumber_Float(value.ptr()));
     if (!number) {
         throw py::error_already_set();
     }

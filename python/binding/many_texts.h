@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "python/binding/Unlocked_call.h"
 #include "python/binding/Python_text.h"
+#include "python/binding/Unlocked_call.h"
 
 namespace zandrel::python {
 
@@ -53,7 +53,8 @@ pybind11::list answers_of(Text_blocks blocks, int jobs, const Answer& answer,
         const std::vector<Python_text>& block = blocks.texts();
         std::vector<Result> results(block.size());
         call.run([&] {
-            run_in_threads(block.size(), jobs, [&](std::size_t i) { results[i] = answer(block[i].text()); });
+            run_in_threads(block.size(), jobs,
+                           [&](std::size_t i) { results[i] = answer(block[i].text()); });
         });
         for (const Result& result : results) {
             list.append(to_python(result));

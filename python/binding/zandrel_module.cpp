@@ -16,9 +16,9 @@
 #include "zandrel/text/Records.h"
 #include "zandrel/version.h"
 
-#include "python/binding/many_texts.h"
-#include "python/binding/Unlocked_call.h"
 #include "python/binding/Python_text.h"
+#include "python/binding/Unlocked_call.h"
+#include "python/binding/many_texts.h"
 #include "python/binding/python_errors.h"
 
 namespace zandrel::python {
@@ -137,7 +137,7 @@ public:
     explicit Python_classifier(Classifier classifier) : m_classifier(std::move(classifier)) {}
 
     static std::unique_ptr<Python_classifier> open(const std::string& path, py::handle analysis,
-                                        py::object progress) {
+                                                   py::object progress) {
         Unlocked_call call(std::move(progress));
         Open_options options;
         options.analysis = given_analysis(analysis);
@@ -148,8 +148,8 @@ public:
 
     // `examples`: a File_records, or an iterable, which is read first: it may run any code.
     static std::unique_ptr<Python_classifier> train(py::handle examples, py::handle analysis,
-                                         const py::dict& settings, const py::str& tree,
-                                         bool compact, py::object progress) {
+                                                    const py::dict& settings, const py::str& tree,
+                                                    bool compact, py::object progress) {
         Unlocked_call call(std::move(progress));
         Train_options options = train_options(analysis, settings, tree, compact);
         options.progress = call.progress();
@@ -229,7 +229,8 @@ public:
 
     py::list labels() const {
         py::list list;
-        for (const std::string& label : Unlocked_call().run([&] { return m_classifier->labels(); })) {
+        for (const std::string& label :
+             Unlocked_call().run([&] { return m_classifier->labels(); })) {
             list.append(str_of(label));
         }
         return list;
@@ -344,12 +345,10 @@ extern "C" PYBIND11_EXPORT PyObject* PyInit__zandrel() {
     PYBIND11_CHECK_PYTHON_VERSION
     PYBIND11_ENSURE_INTERNALS_READY
     static pybind11::module_::module_def definition;
-    auto module =
-        pybind11::module_::create_extension_module("_zandrel", nullptr, &definition);
+    auto module = pybind11::module_::create_extension_module("_zandrel", nullptr, &definition);
     try {
         zandrel::python::define_module(module);
         return module.ptr();
     }
     PYBIND11_CATCH_INIT_EXCEPTIONS
 }
-
