@@ -57,7 +57,7 @@ class Classifier:
 
     Several threads may classify and explain with one object at the same time. `learn` waits for
     calls that are running, and calls that begin meanwhile wait for it. Ctrl-C ends long work with
-    KeyboardInterrupt. Failures of the engine raise `zandrel.Error` or one of its subclasses.
+    KeyboardInterrupt. Failures of the library raise `zandrel.Error` or one of its subclasses.
     """
 
     def __init__(self) -> None:
