@@ -404,7 +404,7 @@ def test_fields_can_be_numbers_of_numpy():
         rule = DESK.replace("500", "255")
         model = ZandrelClassifier(tree=rule).fit(["refund", "x"], ["clerk", "manager"])
         assert list(model.predict(texts)) == ["clerk", "manager"]
-    rule = DESK.replace("$amount(n) >= 500", "$urgent(s) == 'true'")
+    rule = DESK.replace("$amount(n) >= 500", "$urgent(n) == 1")
     model = ZandrelClassifier(tree=rule).fit(["refund", "x"], ["clerk", "manager"])
     texts = [{"text": "refund", "fields": {"urgent": value}} for value in (np.False_, np.True_)]
     assert list(model.predict(texts)) == ["clerk", "manager"]
