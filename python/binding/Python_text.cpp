@@ -35,7 +35,7 @@ std::string_view view_of_bytes(py::handle bytes) {
 
 // Returns the bytes of a str. `keeper` gets their owner. A str can contain surrogates: those that
 // Python made from bytes that are not UTF-8 become these bytes again. Others are no characters, and
-// the engine takes their bytes as separators of words.
+// the library takes their bytes as separators of words.
 std::string_view view_of_str(py::object text, py::object& keeper) {
     Py_ssize_t size = 0;
     if (const char* data = PyUnicode_AsUTF8AndSize(text.ptr(), &size)) {
@@ -59,7 +59,7 @@ bool is_mapping(py::handle value) {
            (PyMapping_Check(value.ptr()) && py::hasattr(value, "keys"));
 }
 
-// A date and a time as the engine reads them: in UTC, with microseconds.
+// A date and a time as the library reads them: in UTC, with microseconds.
 std::string date_text(py::handle value) {
     return py::module_::import("zandrel._fields").attr("date_text")(value).cast<std::string>();
 }
@@ -68,15 +68,40 @@ bool is_date(py::handle value) {
     return py::isinstance(value, py::module_::import("datetime").attr("date"));
 }
 
-// Sets value and type.
+// numpy's numbers are numbers in this sense, too.
+bool is_number(py::handle value, const char* kind) {
+    return py::isinstance(value, py::module_::import("numbers").attr(kind));
+}
+
+// numpy's truth values are no bool, and derive from nothing that Python knows.
+bool is_truth_value(py::handle value) {
+    const std::string name = type_name(value);
+    return PyBool_Check(value.ptr()) || name == "numpy.bool_" || name == "numpy.bool";
+}
+
+// The digits of a number that is perhaps no int or float of Python.
+std::string digits_of(py::handle value) {
+    if (PyLong_Check(value.ptr()) || PyFloat_Check(value.ptr())) {
+        return py::str(value).cast<std::string>();
+    }
+    const auto number = py::reinterpret_steal<py::object>(
+        is_number(value, "Integral") ? PyNumber_Index(value.ptr()) : PyNumber_Float(value.ptr()));
+    if (!number) {
+        throw py::error_already_set();
+    }
+    return py::str(number).cast<std::string>();
+}
+
+// A value of another type would need a rule of its own for its digits, so it is refused.
 void set_value(Field& field, py::handle value) {
     if (PyUnicode_Check(value.ptr())) {
         field.value = utf8_of(value, "the value of a field");
-    } else if (PyBool_Check(value.ptr())) {
-        field.value = value.ptr() == Py_True ? "true" : "false";
+    } else if (is_truth_value(value)) {
+        field.value = PyObject_IsTrue(value.ptr()) == 1 ? "true" : "false";
         field.type = Field::Type::boolean;
-    } else if (PyFloat_Check(value.ptr()) || PyLong_Check(value.ptr())) {
-        field.value = py::str(value).cast<std::string>();
+    } else if (PyFloat_Check(value.ptr()) || PyLong_Check(value.ptr()) ||
+               is_number(value, "Real")) {
+        field.value = digits_of(value);
         field.type = Field::Type::number;
     } else if (is_date(value)) {
         field.value = date_text(value);
@@ -93,7 +118,7 @@ bool is_list(py::handle value) {
     return PyList_Check(value.ptr()) || PyTuple_Check(value.ptr());
 }
 
-// The engine takes the elements of a list as fields of one name.
+// The library takes the elements of a list as fields of one name.
 void add_field(std::vector<Field>& fields, py::handle key, py::handle value) {
     const std::string name = utf8_of(key, "the name of a field");
     const py::list values = is_list(value) ? py::list(py::reinterpret_borrow<py::object>(value))
@@ -250,7 +275,7 @@ Example example_of(py::handle value) {
 std::vector<Example> examples_of(py::handle iterable) {
     std::vector<Example> examples;
     for (py::handle value : py::iter(iterable)) {
-        examples.push_back(example_of(value));
+        with_place("example", examples.size() + 1, [&] { examples.push_back(example_of(value)); });
         if (examples.size() % kBetweenSignalChecks == 0 && PyErr_CheckSignals() != 0) {
             throw py::error_already_set();
         }

@@ -1,4 +1,4 @@
-// Turns the engine's errors into exceptions of Python.
+// Turns the library's errors into exceptions of Python.
 #include "python/binding/python_errors.h"
 
 #include <exception>

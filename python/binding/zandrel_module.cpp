@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <pthread.h>
 #include <pybind11/pybind11.h>
 #include <string>
 #include <string_view>
@@ -15,9 +16,9 @@
 #include "zandrel/text/Records.h"
 #include "zandrel/version.h"
 
-#include "python/binding/Bulk.h"
-#include "python/binding/Engine_work.h"
 #include "python/binding/Python_text.h"
+#include "python/binding/Unlocked_call.h"
+#include "python/binding/many_texts.h"
 #include "python/binding/python_errors.h"
 
 namespace zandrel::python {
@@ -98,14 +99,14 @@ Train_options train_options(py::handle analysis, const py::dict& settings, const
 class File_records {
 public:
     File_records(const std::string& path, const Record_form& form)
-        : m_records(Engine_work().run([&] { return Records::open(path, form); })) {}
+        : m_records(Unlocked_call().run([&] { return Records::open(path, form); })) {}
 
     // (labels, text, fields); None at the end.
     py::object next() {
         Example example;
-        const bool is_read = Engine_work().run([&] {
+        const bool is_read = Unlocked_call().run([&] {
             const std::lock_guard lock(m_mutex);
-            return m_records.next(example);
+            return m_records->next(example);
         });
         if (!is_read) {
             return py::none();
@@ -121,126 +122,127 @@ public:
     template <typename Work>
     auto use(Work work) {
         const std::lock_guard lock(m_mutex);
-        return work(m_records);
+        return work(*m_records);
     }
 
 private:
     std::mutex m_mutex;
-    Records m_records;
+    Library_object<Records> m_records;
     py::object m_type = type_of("Example");
 };
 
-// A classifier of the engine. Other threads of Python run while the engine works.
-class Engine {
+// A classifier of the library. Other threads of Python run while it works.
+class Python_classifier {
 public:
-    explicit Engine(Classifier classifier)
-        : m_classifier(std::make_unique<Classifier>(std::move(classifier))) {}
+    explicit Python_classifier(Classifier classifier) : m_classifier(std::move(classifier)) {}
 
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
-
-    // Waits for other threads, which may need Python's lock.
-    ~Engine() {
-        const py::gil_scoped_release release;
-        m_classifier.reset();
-    }
-
-    static std::unique_ptr<Engine> open(const std::string& path, py::handle analysis,
-                                        py::object progress) {
-        Engine_work engine(std::move(progress));
+    static std::unique_ptr<Python_classifier> open(const std::string& path, py::handle analysis,
+                                                   py::object progress) {
+        Unlocked_call call(std::move(progress));
         Open_options options;
         options.analysis = given_analysis(analysis);
-        options.progress = engine.progress();
-        return std::make_unique<Engine>(
-            engine.run([&] { return Classifier::open(path, options); }));
+        options.progress = call.progress();
+        return std::make_unique<Python_classifier>(
+            call.run([&] { return Classifier::open(path, options); }));
     }
 
     // `examples`: a File_records, or an iterable, which is read first: it may run any code.
-    static std::unique_ptr<Engine> train(py::handle examples, py::handle analysis,
-                                         const py::dict& settings, const py::str& tree,
-                                         bool compact, py::object progress) {
-        Engine_work engine(std::move(progress));
+    static std::unique_ptr<Python_classifier> train(py::handle examples, py::handle analysis,
+                                                    const py::dict& settings, const py::str& tree,
+                                                    bool compact, py::object progress) {
+        Unlocked_call call(std::move(progress));
         Train_options options = train_options(analysis, settings, tree, compact);
-        options.progress = engine.progress();
+        options.progress = call.progress();
         if (py::isinstance<File_records>(examples)) {
             auto& file = examples.cast<File_records&>();
-            return std::make_unique<Engine>(engine.run([&] {
+            return std::make_unique<Python_classifier>(call.run([&] {
                 return file.use(
                     [&](Records& records) { return Classifier::train(records, options); });
             }));
         }
         const std::vector<Example> list = examples_of(examples);
-        return std::make_unique<Engine>(
-            engine.run([&] { return Classifier::train(list, options); }));
+        return std::make_unique<Python_classifier>(
+            call.run([&] { return Classifier::train(list, options); }));
     }
 
     void learn(py::handle examples, bool add_labels, py::object progress) {
-        Engine_work engine(std::move(progress));
+        Unlocked_call call(std::move(progress));
         Learn_options options;
         options.add_labels = add_labels;
-        options.progress = engine.progress();
+        options.progress = call.progress();
         if (py::isinstance<File_records>(examples)) {
             auto& file = examples.cast<File_records&>();
-            engine.run([&] {
+            call.run([&] {
                 file.use([&](Records& records) { m_classifier->learn(records, options); });
             });
             return;
         }
         const std::vector<Example> list = examples_of(examples);
-        engine.run([&] { m_classifier->learn(list, options); });
+        call.run([&] { m_classifier->learn(list, options); });
     }
 
     py::list classify(py::handle text, int count, double threshold) const {
         const Classify_options options{count, threshold};
         const Python_text given(text);
         return Label_maker()(
-            Engine_work().run([&] { return m_classifier->classify(given.text(), options); }));
+            Unlocked_call().run([&] { return m_classifier->classify(given.text(), options); }));
     }
 
-    py::list classify_all(py::handle texts, int count, double threshold, int jobs) const {
+    // `first`: the number of the first text, for messages.
+    py::list classify_all(py::handle texts, int count, double threshold, int jobs,
+                          std::size_t first) const {
+        check_open();
         const Classify_options options{count, threshold};
         return answers_of(
-            texts, jobs, [&](const Text& text) { return m_classifier->classify(text, options); },
-            Label_maker());
+            Text_blocks(texts, first), jobs,
+            [&](const Text& text) { return m_classifier->classify(text, options); }, Label_maker());
     }
 
     py::object explain(py::handle text, const py::str& node) const {
         const Python_text given(text);
         const std::string path = utf8_of(node, "a node");
         return Reasons_maker()(
-            Engine_work().run([&] { return m_classifier->explain(given.text(), path); }));
+            Unlocked_call().run([&] { return m_classifier->explain(given.text(), path); }));
     }
 
     py::list explain_all(py::handle texts, const py::str& node, int jobs) const {
+        check_open();
         const std::string path = utf8_of(node, "a node");
         return answers_of(
-            texts, jobs, [&](const Text& text) { return m_classifier->explain(text, path); },
-            Reasons_maker());
+            Text_blocks(texts, 1), jobs,
+            [&](const Text& text) { return m_classifier->explain(text, path); }, Reasons_maker());
     }
 
     void save(const std::string& path) {
-        Engine_work().run([&] { m_classifier->save(path); });
+        Unlocked_call().run([&] { m_classifier->save(path); });
     }
 
     void close() {
-        Engine_work().run([&] { m_classifier->close(); });
+        Unlocked_call().run([&] { m_classifier->close(); });
+    }
+
+    // Without texts, no other call notices that the classifier is closed.
+    // RAISES: Error closed.
+    void check_open() const {
+        Unlocked_call().run([&] { m_classifier->labels(); });
     }
 
     py::list labels() const {
         py::list list;
-        for (const std::string& label : Engine_work().run([&] { return m_classifier->labels(); })) {
+        for (const std::string& label :
+             Unlocked_call().run([&] { return m_classifier->labels(); })) {
             list.append(str_of(label));
         }
         return list;
     }
 
     py::tuple analysis() const {
-        const Analysis analysis = Engine_work().run([&] { return m_classifier->analysis(); });
+        const Analysis analysis = Unlocked_call().run([&] { return m_classifier->analysis(); });
         return py::make_tuple(str_of(analysis.kind), str_of(analysis.stem));
     }
 
 private:
-    std::unique_ptr<Classifier> m_classifier;
+    Library_object<Classifier> m_classifier;
 };
 
 std::vector<std::string> strings_of(const py::list& list, const char* what) {
@@ -277,18 +279,19 @@ std::string version() {
 }
 
 void define_classifier(py::module_& module) {
-    py::class_<Engine>(module, "Engine")
-        .def_static("open", &Engine::open)
-        .def_static("train", &Engine::train)
-        .def("learn", &Engine::learn)
-        .def("classify", &Engine::classify)
-        .def("classify_all", &Engine::classify_all)
-        .def("explain", &Engine::explain)
-        .def("explain_all", &Engine::explain_all)
-        .def("save", &Engine::save)
-        .def("close", &Engine::close)
-        .def("labels", &Engine::labels)
-        .def("analysis", &Engine::analysis);
+    py::class_<Python_classifier>(module, "Classifier")
+        .def_static("open", &Python_classifier::open)
+        .def_static("train", &Python_classifier::train)
+        .def("learn", &Python_classifier::learn)
+        .def("classify", &Python_classifier::classify)
+        .def("classify_all", &Python_classifier::classify_all)
+        .def("explain", &Python_classifier::explain)
+        .def("explain_all", &Python_classifier::explain_all)
+        .def("save", &Python_classifier::save)
+        .def("close", &Python_classifier::close)
+        .def("check_open", &Python_classifier::check_open)
+        .def("labels", &Python_classifier::labels)
+        .def("analysis", &Python_classifier::analysis);
 }
 
 void define_records(py::module_& module) {
@@ -296,15 +299,56 @@ void define_records(py::module_& module) {
     module.def("open_records", &open_records);
 }
 
+// pybind11 remembers one interpreter for the process. In another one, a
+// callback would wait for ever.
+bool is_main_interpreter() {
+    return PyInterpreterState_Get() == PyInterpreterState_Main();
+}
+
+constexpr const char* kNotMain = "zandrel works only in the main interpreter of a process";
+
+// RAISES: ImportError. error_already_set would take the lock of the main interpreter.
+void check_interpreter() {
+    if (!is_main_interpreter()) {
+        throw py::import_error(kNotMain);
+    }
+}
+
+void prepare_end() {
+    py::module_::import("atexit").attr("register")(py::cpp_function(&end_calls));
+    pthread_atfork(nullptr, nullptr, &count_calls_after_fork);
+}
+
+void define_module(py::module_& module) {
+    module.doc() = "The library behind the package zandrel; use the package.";
+    translate_errors();
+    define_classifier(module);
+    define_records(module);
+    prepare_end();
+    module.def("check_interpreter", &check_interpreter);
+    module.def("error_codes", &error_codes);
+    module.attr("version") = version();
+}
+
 }  // namespace
 
 }  // namespace zandrel::python
 
-PYBIND11_MODULE(_zandrel, module) {
-    module.doc() = "The engine behind the package zandrel; use the package.";
-    zandrel::python::translate_errors();
-    zandrel::python::define_classifier(module);
-    zandrel::python::define_records(module);
-    module.def("error_codes", &zandrel::python::error_codes);
-    module.attr("version") = zandrel::python::version();
+// PYBIND11_MODULE would let pybind11 remember the interpreter before our code runs.
+extern "C" PYBIND11_EXPORT PyObject* PyInit__zandrel();
+
+extern "C" PYBIND11_EXPORT PyObject* PyInit__zandrel() {
+    if (!zandrel::python::is_main_interpreter()) {
+        PyErr_SetString(PyExc_ImportError, zandrel::python::kNotMain);
+        return nullptr;
+    }
+    PYBIND11_CHECK_PYTHON_VERSION
+    PYBIND11_ENSURE_INTERNALS_READY
+    static pybind11::module_::module_def definition;
+    auto module = pybind11::module_::create_extension_module("_zandrel", nullptr, &definition);
+    try {
+        zandrel::python::define_module(module);
+        return module.ptr();
+    }
+    PYBIND11_CATCH_INIT_EXCEPTIONS
 }

@@ -40,7 +40,11 @@ from ._types import (
     Reasons,
     TextLike,
 )
+from ._zandrel import check_interpreter as _check_interpreter
 from ._zandrel import version as __version__
+
+# A second interpreter gets a copy of the module, without its initialisation.
+_check_interpreter()
 
 __all__ = [
     "Analysis",

@@ -8,11 +8,14 @@ import tempfile
 from collections.abc import Iterable, Iterator, Mapping
 from pathlib import Path as FilePath
 from types import TracebackType
-from typing import Any, NamedTuple, Optional, Union, overload
+from typing import Any, NamedTuple, Optional, TypeVar, Union, overload
 
-from . import _zandrel
+from . import _options, _zandrel
+from ._errors import Error, make_error
 from ._records import Records
 from ._types import ExampleLike, Label, Path, Progress, Reasons, TextLike
+
+Self = TypeVar("Self", bound="Classifier")
 
 Examples = Union[Records, Path, Iterable[ExampleLike]]
 """A data file by its path, `Records`, or an iterable of examples."""
@@ -29,20 +32,21 @@ class Analysis(NamedTuple):
     stem: str = ""
 
 
-def _pair(analysis: Optional[Analysis]) -> Optional[tuple[str, str]]:
-    return None if analysis is None else (analysis.kind, analysis.stem)
+def _pair(analysis: Optional[Union[Analysis, str]]) -> Optional[tuple[str, str]]:
+    if analysis is None:
+        return None
+    if isinstance(analysis, str):
+        return analysis, ""
+    if not isinstance(analysis, Analysis):
+        raise TypeError(f"analysis must be an Analysis or a str, not {type(analysis).__name__}")
+    return _options.text("kind", analysis.kind), _options.text("stem", analysis.stem)
 
 
 def _source(examples: Examples) -> Any:
-    """The engine reads data files by itself, since Python's values would take time and memory."""
+    """The library reads data files by itself, since Python's values would take time and memory."""
     if isinstance(examples, (str, bytes, os.PathLike)):
         examples = Records(examples)
     return examples._file if isinstance(examples, Records) else examples
-
-
-def _value_text(value: object) -> str:
-    """The text of a setting's value. Settings write truth values as 1 and 0."""
-    return str(int(value)) if isinstance(value, bool) else str(value)
 
 
 class Classifier:
@@ -53,61 +57,66 @@ class Classifier:
 
     Several threads may classify and explain with one object at the same time. `learn` waits for
     calls that are running, and calls that begin meanwhile wait for it. Ctrl-C ends long work with
-    KeyboardInterrupt. Failures of the engine raise `zandrel.Error` or one of its subclasses.
+    KeyboardInterrupt. Failures of the library raise `zandrel.Error` or one of its subclasses.
     """
 
     def __init__(self) -> None:
         raise TypeError("use Classifier.open or Classifier.train")
 
-    _engine: _zandrel.Engine
+    _inner: _zandrel.Classifier
 
     @classmethod
-    def _of(cls, engine: _zandrel.Engine) -> Classifier:
+    def _of(cls: type[Self], inner: _zandrel.Classifier) -> Self:
         self = cls.__new__(cls)
-        self._engine = engine
+        self._inner = inner
         return self
 
     @classmethod
     def open(
-        cls,
+        cls: type[Self],
         path: Path,
         *,
-        analysis: Optional[Analysis] = None,
+        analysis: Optional[Union[Analysis, str]] = None,
         progress: Optional[Progress] = None,
-    ) -> Classifier:
+    ) -> Self:
         """Reads a container. It knows how its texts were analysed.
 
         If `analysis` is given and the container has another one, OtherAnalysisError is raised.
         """
-        return cls._of(_zandrel.Engine.open(os.fsencode(path), _pair(analysis), progress))
+        return cls._of(_zandrel.Classifier.open(_options.path_bytes(path), _pair(analysis), progress))
 
     @classmethod
     def train(
-        cls,
+        cls: type[Self],
         examples: Examples,
         *,
-        analysis: Optional[Analysis] = None,
+        analysis: Optional[Union[Analysis, str]] = None,
         settings: Optional[Mapping[str, object]] = None,
         tree: str = "",
         compact: bool = False,
         progress: Optional[Progress] = None,
-    ) -> Classifier:
+    ) -> Self:
         """Makes a container from examples. It is in memory until `save`.
 
         examples: the path of a data file, `Records`, or an iterable of (labels, text) pairs. An
             iterable is read to its end first, since training needs all texts.
-        analysis: how texts become concepts; None: that of a corpus file, otherwise Analysis().
+        analysis: how texts become concepts. A str is the kind. None: the analysis of a corpus
+            file, otherwise Analysis().
         settings: settings of the engine by name, for example {"ClipValue": 2}.
         tree: the tree in its text form; empty: a flat tree of the labels.
         compact: leave out what only learning needs.
         progress: is called with the part of the work that is done, 0 to 1. If it returns False,
             WorkInterruptedError is raised. It cannot use a classifier.
         """
-        texts = {name: _value_text(value) for name, value in (settings or {}).items()}
-        engine = _zandrel.Engine.train(
-            _source(examples), _pair(analysis), texts, tree, compact, progress
+        inner = _zandrel.Classifier.train(
+            _source(examples),
+            _pair(analysis),
+            _options.setting_texts(settings),
+            _options.text("tree", tree),
+            _options.truth_value("compact", compact),
+            progress,
         )
-        return cls._of(engine)
+        return cls._of(inner)
 
     def learn(
         self,
@@ -121,7 +130,8 @@ class Classifier:
         With `add_labels`, labels that the container does not have become new ones. Without it they
         raise UnknownLabelError, and nothing changes.
         """
-        self._engine.learn(_source(examples), add_labels, progress)
+        adds = _options.truth_value("add_labels", add_labels)
+        self._inner.learn(_source(examples), adds, progress)
 
     # A str is also an iterable of str, so the first signature of each pair must come first.
     @overload
@@ -155,9 +165,13 @@ class Classifier:
         threshold: the least score of a label, 0 to 1.
         jobs: so many threads share the texts; 0: one for each processor. The answers are the same.
         """
+        most = _options.whole_number("count", count)
+        least = _options.number("threshold", threshold)
+        threads = _options.threads(jobs)
         if isinstance(texts, (str, bytes, Mapping)):
-            return self._engine.classify(texts, count, threshold)
-        return self._engine.classify_all(texts, count, threshold, _threads(jobs))
+            return self._inner.classify(texts, most, least)
+        _options.refuse_table(texts)
+        return self._inner.classify_all(texts, most, least, threads, 1)
 
     def stream(
         self,
@@ -172,11 +186,24 @@ class Classifier:
 
         The answers come in the order of the texts, after each block.
         """
-        if block < 1:
+        _options.refuse_one_text(texts)
+        _options.refuse_table(texts)
+        size = _options.whole_number("block", block)
+        if size < 1:
             raise ValueError("block must be at least 1")
+        most = _options.whole_number("count", count)
+        least = _options.number("threshold", threshold)
+        threads = _options.threads(jobs)
+        self._inner.check_open()
         source = iter(texts)
-        while part := list(itertools.islice(source, block)):
-            yield from self.classify(part, count=count, threshold=threshold, jobs=jobs)
+
+        def answers() -> Iterator[list[Label]]:
+            first = 1
+            while part := list(itertools.islice(source, size)):
+                yield from self._inner.classify_all(part, most, least, threads, first)
+                first += len(part)
+
+        return answers()
 
     @overload
     def explain(  # type: ignore[misc]
@@ -199,22 +226,26 @@ class Classifier:
 
         An unknown path raises NotFoundError.
         """
+        path = _options.text("node", node)
+        threads = _options.threads(jobs)
         if isinstance(texts, (str, bytes, Mapping)):
-            return self._engine.explain(texts, node)
-        return self._engine.explain_all(texts, node, _threads(jobs))
+            return self._inner.explain(texts, path)
+        _options.refuse_table(texts)
+        return self._inner.explain_all(texts, path, threads)
 
     def save(self, path: Path) -> None:
         """Writes the container, whole or not at all."""
-        self._engine.save(os.fsencode(path))
+        self._inner.save(_options.path_bytes(path))
 
     def close(self) -> None:
         """Waits for calls that are running, and frees the container.
 
         Later calls raise ClosedError.
         """
-        self._engine.close()
+        self._inner.close()
 
-    def __enter__(self) -> Classifier:
+    def __enter__(self: Self) -> Self:
+        self._inner.check_open()
         return self
 
     def __exit__(
@@ -228,12 +259,13 @@ class Classifier:
     @property
     def labels(self) -> list[str]:
         """All labels, each once, in the order in which they were added."""
-        return self._engine.labels()
+        return self._inner.labels()
 
     @property
     def analysis(self) -> Analysis:
         """How the texts of the container were analysed."""
-        return Analysis(*self._engine.analysis())
+        self._inner.check_open()
+        return Analysis(*self._inner.analysis())
 
     def to_bytes(self) -> bytes:
         """The bytes of the file that `save` writes."""
@@ -243,19 +275,18 @@ class Classifier:
             return file.read_bytes()
 
     @classmethod
-    def from_bytes(cls, data: bytes) -> Classifier:
+    def from_bytes(cls: type[Self], data: bytes) -> Self:
         """The classifier whose `to_bytes` returned these bytes."""
         with tempfile.TemporaryDirectory() as folder:
             file = FilePath(folder, "container.kc")
             file.write_bytes(data)
-            return cls.open(file)
+            try:
+                return cls.open(file)
+            except Error as error:
+                # The file is gone when the caller reads the message.
+                message = str(error).replace(str(file), "the bytes")
+                raise make_error(error.code, message, None, None) from None
 
     def __reduce__(self) -> Any:
         # pickle and copy.deepcopy: the bytes of the container.
         return type(self).from_bytes, (self.to_bytes(),)
-
-
-def _threads(jobs: int) -> int:
-    if jobs < 0:
-        raise ValueError("jobs must be 0 or more")
-    return jobs or len(os.sched_getaffinity(0))

@@ -1,4 +1,4 @@
-"""The exceptions of the package: one class for each code of the engine."""
+"""The exceptions of the package: one class for each code of the library."""
 
 from __future__ import annotations
 
@@ -27,7 +27,7 @@ class ErrorCode(enum.IntEnum):
 
 
 class Error(Exception):
-    """The base of all exceptions of the engine.
+    """The base of all exceptions of the library.
 
     `code` is the kind of failure. `file` and `line` are the place that the message is about, or
     None.
@@ -127,7 +127,7 @@ class ClosedError(Error, ValueError):
 
 
 class FailedError(Error, RuntimeError):
-    """Any other failure of the engine."""
+    """Any other failure of the library."""
 
     code = ErrorCode.failed
 

@@ -2,11 +2,10 @@
 
 from __future__ import annotations
 
-import os
 from collections.abc import Iterator, Sequence
 from typing import Optional, Union
 
-from . import _zandrel
+from . import _options, _zandrel
 from ._types import Example, Path
 
 Columns = Union[str, Sequence[str]]
@@ -45,12 +44,12 @@ class Records(Iterator[Example]):
         label_separator: separates several labels of a column.
         """
         self._file = _zandrel.open_records(
-            os.fsencode(path),
-            format,
+            _options.path_bytes(path),
+            _options.text("format", format),
             _columns(text),
             _columns(label),
             _columns(fields),
-            header,
+            _options.truth_value("header", header),
             label_separator,
         )
 

@@ -35,7 +35,7 @@ def classifier(path: Path) -> Classifier:
         try:
             state = _state_of(name)
         except OSError:
-            # The engine reports the failure.
+            # The library reports the failure.
             return Classifier.open(name)
         if name not in _classifiers or _classifiers[name][0] != state:
             _classifiers[name] = (state, Classifier.open(name))
@@ -58,7 +58,8 @@ def classify(
 
     partition: an iterable of texts gives a list of lists of `zandrel.Label`. A pandas DataFrame
         gives a copy of it with the columns "label" and "score" of the best label; a text without a
-        result has the label "" and the score 0.0.
+        result has the label "" and the score 0.0. Columns of these names are replaced. A pandas
+        Series gives a Series of lists of `zandrel.Label`.
     path: the container.
     text: the column of a DataFrame with the texts.
     count, threshold, jobs: as in `Classifier.classify`; a DataFrame has only the best label.
@@ -72,7 +73,10 @@ def classify(
             label=pandas.Series([label for label, _ in best], partition.index, dtype=object),
             score=pandas.Series([score for _, score in best], partition.index, dtype=float),
         )
-    return classifier(path).classify(partition, count=count, threshold=threshold, jobs=jobs)
+    answers = classifier(path).classify(partition, count=count, threshold=threshold, jobs=jobs)
+    if pandas is not None and isinstance(partition, pandas.Series):
+        return pandas.Series(answers, partition.index, dtype=object)
+    return answers
 
 
 def _state_of(name: bytes) -> tuple[int, int, int, int]:

@@ -17,6 +17,7 @@ from sklearn.utils import check_consistent_length, column_or_1d
 from sklearn.utils.multiclass import check_classification_targets
 from sklearn.utils.validation import check_is_fitted
 
+from . import _options
 from ._classifier import Analysis, Classifier
 
 __all__ = ["ZandrelClassifier"]
@@ -35,11 +36,12 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
     settings : settings of the engine by name, for example {"ClipValue": 2}.
     tree : the tree in its text form; empty: a flat tree of the labels.
     compact : leave out what only `partial_fit` needs.
-    n_jobs : so many threads predict; None: 1, and -1: one for each processor.
+    n_jobs : so many threads predict; None: 1; -1: one for each processor; -2: one less; and so on.
 
     Attributes
     ----------
-    classes_ : array of the labels, sorted.
+    classes_ : array of the labels, sorted. The labels of the tree are classes too, also without
+        texts; then the labels of y must be str.
     class_count_ : array of the texts of each label that have been learned.
     classifier_ : the `zandrel.Classifier`, for example for `explain` and `save`. Its labels are
         str(label) for each of `classes_`; if two of these are equal or one is empty, they are the
@@ -137,14 +139,36 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
             tree=self.tree,
             compact=self.compact,
         )
+        counts = dict(zip(names, _counts(places, classes)))
+        self._tree_labels = self._labels_without_texts(names, classes)
+        if self._tree_labels:
+            classes = np.union1d(classes, self._tree_labels)
+            names = [str(label) for label in classes]
         self._names = names
         self.classes_ = classes
-        self.class_count_ = _counts(places, classes)
+        self.class_count_ = np.array([counts.get(name, 0) for name in names])
+
+    def _labels_without_texts(self, names: list[str], classes: Any) -> list[str]:
+        """The other labels of the tree. Rules can give them, so they are classes too."""
+        if not self.tree:
+            return []
+        others = [label for label in self.classifier_.labels if label not in set(names)]
+        if others and not all(isinstance(label, str) for label in classes):
+            raise ValueError(
+                f"the tree has the label {others[0]!r}, which is not in y; its type is unknown, "
+                "since the labels of y are not str"
+            )
+        return others
 
     def _agreed_classes(self, classes: Any) -> Any:
         if not hasattr(self, "classes_"):
             return np.unique(column_or_1d(classes))
-        if classes is not None and not np.array_equal(self.classes_, np.unique(classes)):
+        if classes is None:
+            return self.classes_
+        given = np.unique(classes)
+        if self._tree_labels:
+            given = np.union1d(given, self._tree_labels)
+        if not np.array_equal(self.classes_, given):
             raise ValueError("classes is not the same as on the last call to partial_fit.")
         return self.classes_
 
@@ -154,7 +178,11 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
     def _jobs(self) -> int:
         if self.n_jobs is None:
             return 1
-        return 0 if self.n_jobs == -1 else self.n_jobs
+        if self.n_jobs == 0:
+            raise ValueError("n_jobs must not be 0")
+        if self.n_jobs < 0:
+            return max(1, _options.threads(0) + 1 + self.n_jobs)
+        return self.n_jobs
 
     def _more_tags(self) -> dict[str, Any]:
         return {"X_types": ["string"], "no_validation": True, "requires_y": True}
@@ -170,7 +198,7 @@ def _probabilities(scores: Any, shares: Any) -> Any:
 
 
 def _texts(X: Iterable[Any]) -> list[Any]:
-    if isinstance(X, (str, bytes)):
+    if isinstance(X, (str, bytes, Mapping)):
         raise ValueError("X must be a sequence of texts, not one text")
     shape = getattr(X, "shape", None)
     if shape is not None and len(shape) != 1:

@@ -1,5 +1,6 @@
 """Tests of zandrel.dask on a local cluster of two worker processes."""
 
+import json
 import os
 import shutil
 
@@ -68,7 +69,7 @@ def test_share_of_right_answers_on_the_cluster(cluster, shop, shop_kc, frame):
     assert right == sum(expected) / len(expected)
 
 
-def test_failure_on_a_worker_is_the_error_of_the_engine(cluster, tmp_path):
+def test_failure_on_a_worker_is_the_error_of_the_library(cluster, tmp_path):
     bag = dask.bag.from_sequence(["text"], npartitions=1)
     with pytest.raises(zandrel.NotFoundError) as caught:
         bag.map_partitions(zandrel.dask.classify, str(tmp_path / "missing.kc")).compute()
@@ -125,3 +126,28 @@ def test_only_the_last_containers_are_kept(tmp_path, shop_kc):
     assert zandrel.dask.classifier(paths[4]) is kept[4]
     assert zandrel.dask.classifier(paths[0]) is not kept[0]
     assert len(zandrel.dask._classifiers) == 4
+
+
+def test_series_gives_one_answer_for_each_row(cluster, shop, shop_kc, frame):
+    source = dask.dataframe.from_pandas(frame, npartitions=5)["body"]
+    answered = source.map_partitions(
+        zandrel.dask.classify, str(shop_kc), count=2, meta=("labels", object)
+    ).compute()
+    assert list(answered.index) == list(frame.index)
+    assert list(answered) == shop.classify(frame["body"], count=2)
+
+
+def test_answers_of_a_bag_are_written_as_json(cluster, shop, shop_kc, test_texts, tmp_path):
+    bag = dask.bag.from_sequence(test_texts[:9], npartitions=2)
+    answers = bag.map_partitions(zandrel.dask.classify, str(shop_kc))
+    files = answers.map(json.dumps).to_textfiles(str(tmp_path / "*.json"))
+    lines = [line for file in sorted(files) for line in open(file)]
+    expected = [[list(label) for label in labels] for labels in shop.classify(test_texts[:9])]
+    assert [json.loads(line) for line in lines] == expected
+
+
+def test_columns_that_are_given_need_no_container_in_the_client(frame):
+    source = dask.dataframe.from_pandas(frame, npartitions=2)
+    meta = {"given": object, "body": object, "label": object, "score": float}
+    answered = source.map_partitions(zandrel.dask.classify, "missing.kc", text="body", meta=meta)
+    assert list(answered.columns) == list(meta)

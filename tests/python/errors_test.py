@@ -5,6 +5,7 @@ import pickle
 import re
 import subprocess
 
+import pandas
 import pytest
 
 import zandrel
@@ -22,11 +23,11 @@ def raised(kind, function, *arguments, **options):
     return caught.value
 
 
-def test_codes_are_those_of_the_engine():
+def test_codes_equal_those_of_the_library():
     assert {code.name: code.value for code in zandrel.ErrorCode} == _zandrel.error_codes()
 
 
-def test_codes_are_those_of_the_header():
+def test_codes_equal_those_of_the_header():
     header = (PROJECT / "text/include/zandrel/text/Error.h").read_text("utf-8")
     codes = header.split("enum class Error_code : int {")[1].split("};")[0]
     listed = {name: int(number) for name, number in re.findall(r"^ *(\w+) = (\d+)", codes, re.M)}
@@ -245,11 +246,8 @@ def test_negative_jobs_are_refused(shop):
     for call in (shop.classify, shop.explain):
         with pytest.raises(ValueError, match="jobs must be 0 or more"):
             call(["x"], jobs=-1)
-
-
-def test_zero_in_a_path_is_refused():
-    with pytest.raises((ValueError, zandrel.Error)):
-        zandrel.Classifier.open("a\0b")
+        with pytest.raises(ValueError, match="jobs must be 0 or more"):
+            call("x", jobs=-1)
 
 
 def test_least_of_several_failing_texts_is_reported(shop):
@@ -260,3 +258,111 @@ def test_least_of_several_failing_texts_is_reported(shop):
     for jobs in (1, 2, 4):
         with pytest.raises(zandrel.Error, match="_SMLfirst"):
             shop.classify(texts, jobs=jobs)
+
+
+@pytest.mark.parametrize(
+    ("options", "message"),
+    [
+        ({"count": None}, "count must be a whole number, not NoneType"),
+        ({"count": 2.0}, "count must be a whole number, not float"),
+        ({"threshold": "0.5"}, "threshold must be a number, not str"),
+        ({"jobs": None}, "jobs must be a whole number, not NoneType"),
+    ],
+)
+def test_message_about_a_wrong_option_has_no_texts(shop, options, message):
+    for texts in (["text"] * 100, "text"):
+        with pytest.raises(TypeError, match=f"^{message}$"):
+            shop.classify(texts, **options)
+    with pytest.raises(TypeError, match=f"^{message}$"):
+        shop.stream(["text"], **options)
+
+
+def test_message_about_other_wrong_options_has_no_texts(shop):
+    train = zandrel.Classifier.train
+    for call, message in (
+        (lambda: shop.explain("x", node=None), "node must be a str, not NoneType"),
+        (lambda: shop.learn(TWO, add_labels="x"), "add_labels must be a bool, not str"),
+        (lambda: shop.stream(["x"], block=1.5), "block must be a whole number, not float"),
+        (lambda: train(TWO, tree=None), "tree must be a str, not NoneType"),
+        (lambda: train(TWO, compact="x"), "compact must be a bool, not str"),
+        (lambda: train(TWO, settings=["x"]), "settings must be a mapping of names to values, not list"),
+        (lambda: train(TWO, analysis=("words", "")), "analysis must be an Analysis or a str, not tuple"),
+        (lambda: train(TWO, analysis=zandrel.Analysis(None)), "kind must be a str, not NoneType"),
+        (lambda: train(TWO, analysis=zandrel.Analysis("words", 7)), "stem must be a str, not int"),
+        (lambda: zandrel.Records("x", format=7), "format must be a str, not int"),
+        (lambda: zandrel.Records("x", header="x"), "header must be a bool, not str"),
+    ):
+        with pytest.raises(TypeError) as caught:
+            call()
+        assert str(caught.value) == message
+
+
+def test_number_beyond_all_limits_is_the_limit(shop):
+    assert shop.classify("x y", count=10**30) == shop.classify("x y", count=-(10**30))
+    assert shop.classify(["x y"], jobs=10**30) == shop.classify(["x y"])
+
+
+def test_kind_is_an_analysis():
+    assert zandrel.Classifier.train(TWO, analysis="words").analysis == zandrel.Analysis("words")
+
+
+def test_wrong_type_names_the_number_of_the_value(shop):
+    texts = ["text"] * 3000
+    texts[1500] = None
+    for call in (shop.classify, shop.explain, lambda given: list(shop.stream(given, block=1000))):
+        with pytest.raises(TypeError, match="^text 1501: a text must be .* not NoneType$"):
+            call(texts)
+    for call in (shop.learn, zandrel.Classifier.train):
+        with pytest.raises(TypeError, match="^example 2: a text must be .* not NoneType$"):
+            call([TWO[0], ("a", None)])
+        with pytest.raises(ValueError, match="^example 1: unknown key 'lables'"):
+            call([{"lables": "a", "text": "x"}])
+
+
+def test_table_is_no_iterable_of_texts(shop):
+    table = pandas.DataFrame({"text": ["one", "two"]})
+    for call in (shop.classify, shop.explain, shop.stream):
+        with pytest.raises(TypeError, match="not a DataFrame with 2 dimensions"):
+            call(table)
+    assert len(shop.classify(table["text"])) == 2
+
+
+@pytest.mark.parametrize("text", ["text", b"text", {"text": "text"}])
+def test_one_text_is_no_stream(shop, text):
+    with pytest.raises(TypeError, match="texts must be an iterable of texts, not one"):
+        shop.stream(text)
+
+
+def test_zero_in_any_path_is_refused(tmp_path):
+    shown = tmp_path / "data.tsv"
+    shown.write_text("a\tone\nb\ttwo\n")
+    path = f"{shown}\0.tsv"
+    for call in (
+        zandrel.Records,
+        zandrel.Classifier.train,
+        zandrel.Classifier.open,
+        zandrel.Classifier.train(TWO).learn,
+        zandrel.Classifier.train(TWO).save,
+    ):
+        with pytest.raises(ValueError, match="^embedded null byte$"):
+            call(path)
+    assert [file.name for file in tmp_path.iterdir()] == ["data.tsv"]
+
+
+def test_closed_classifier_refuses_calls_without_texts():
+    classifier = zandrel.Classifier.train(TWO)
+    classifier.close()
+    for call in (
+        lambda: classifier.classify([]),
+        lambda: classifier.explain([]),
+        lambda: classifier.stream([]),
+        lambda: classifier.analysis,
+        lambda: classifier.__enter__(),
+    ):
+        raised(zandrel.ClosedError, call)
+
+
+def test_error_of_bytes_names_no_file():
+    error = raised(zandrel.NotAContainerError, zandrel.Classifier.from_bytes, b"other bytes " * 99)
+    assert str(error).startswith("the bytes: ")
+    assert error.file is None

@@ -3,6 +3,7 @@
 import copy
 import functools
 import math
+import os
 import pickle
 import warnings
 
@@ -372,3 +373,52 @@ def test_check_without_data(check):
 
 def test_reasons_name_existing_checks():
     assert set(NOT_APPLICABLE) <= {name for name, _ in all_checks()}
+
+
+DESK = """\
++	[Rule]	[NoScore]	[]	[desk]	[]
+++	[Leaf]	[Score]	[]	[manager]	[$amount(n) >= 500]
+++	[Leaf]	[Score]	[]	[clerk]	[default]
+"""
+
+
+def test_label_of_the_tree_without_texts_is_a_class():
+    dear = {"text": "refund", "fields": {"amount": 500}}
+    model = ZandrelClassifier(tree=DESK).fit(["refund", "x"], ["clerk", "clerk"])
+    assert list(model.classes_) == ["clerk", "manager"]
+    assert list(model.class_count_) == [2, 0]
+    assert list(model.predict([dear, "refund"])) == ["manager", "clerk"]
+    assert model.predict_proba([dear]).argmax() == 1
+    model.partial_fit(["y"], ["manager"], classes=["clerk"])
+    assert list(model.class_count_) == [2, 1]
+
+
+def test_label_of_the_tree_without_texts_needs_labels_of_the_same_type():
+    with pytest.raises(ValueError, match="the tree has the label 'manager', which is not in y"):
+        ZandrelClassifier(tree=DESK.replace("clerk", "7")).fit(["refund", "x"], [7, 7])
+
+
+def test_fields_can_be_numbers_of_numpy():
+    for kind in (np.int64, np.uint8, np.float32, np.float64):
+        texts = [{"text": "refund", "fields": {"amount": kind(amount)}} for amount in (20, 255)]
+        rule = DESK.replace("500", "255")
+        model = ZandrelClassifier(tree=rule).fit(["refund", "x"], ["clerk", "manager"])
+        assert list(model.predict(texts)) == ["clerk", "manager"]
+    rule = DESK.replace("$amount(n) >= 500", "$urgent(n) == 1")
+    model = ZandrelClassifier(tree=rule).fit(["refund", "x"], ["clerk", "manager"])
+    texts = [{"text": "refund", "fields": {"urgent": value}} for value in (np.False_, np.True_)]
+    assert list(model.predict(texts)) == ["clerk", "manager"]
+
+
+def test_negative_n_jobs_leave_processors_free():
+    processors = len(os.sched_getaffinity(0))
+    for n_jobs, threads in ((-1, processors), (-2, max(1, processors - 1)), (-999, 1), (None, 1), (3, 3)):
+        assert ZandrelClassifier(n_jobs=n_jobs)._jobs() == threads
+    with pytest.raises(ValueError, match="n_jobs must not be 0"):
+        ZandrelClassifier(n_jobs=0)._jobs()
+
+
+def test_one_mapping_is_no_sequence_of_texts():
+    model = ZandrelClassifier().fit(["a b", "c d"], ["a", "c"])
+    with pytest.raises(ValueError, match="X must be a sequence of texts, not one text"):
+        model.predict({"text": "a b"})

@@ -11,6 +11,7 @@ import time
 import pytest
 
 import zandrel
+from conftest import TRAIN
 
 
 def interrupt_soon(seconds):
@@ -253,3 +254,222 @@ def test_memory_of_a_stream_is_bounded(shop_kc):
     )
     assert done.returncode == 0, done.stderr
     assert int(done.stdout) < 8_000
+
+
+# The following tests run programs of their own, since a failure is a process that never ends.
+
+
+BEGIN = """
+import gc, signal, sys, threading, time, zandrel
+pairs = [tuple(line.rstrip("\\n").split("\\t", 1)) for line in open(sys.argv[1], encoding="utf-8")]
+train = zandrel.Classifier.train
+"""
+
+
+def run_code(code, *arguments):
+    done = subprocess.run(
+        [sys.executable, "-c", BEGIN + code, TRAIN, *arguments],
+        capture_output=True,
+        text=True,
+        timeout=30,
+    )
+    return done.returncode, done.stdout, done.stderr
+
+
+@pytest.fixture(scope="module")
+def corpus(tmp_path_factory, run_program):
+    path = tmp_path_factory.mktemp("corpus") / "shop.corpus"
+    run_program("corpus", "import", path, TRAIN)
+    return path
+
+
+def test_two_threads_train_from_a_corpus_file(corpus):
+    code = """
+def work():
+    for _ in range(3): train(sys.argv[2])
+threads = [threading.Thread(target=work) for _ in range(2)]
+for thread in threads: thread.start()
+for thread in threads: thread.join()
+print("end")
+"""
+    assert run_code(code, corpus) == (0, "end\n", "")
+
+
+def test_records_of_a_corpus_are_freed_while_another_thread_trains(corpus):
+    code = """
+records = zandrel.Records(sys.argv[2])
+next(records)
+started = threading.Event()
+thread = threading.Thread(target=lambda: train(pairs * 20, progress=lambda done: started.set()))
+thread.start()
+started.wait()
+del records
+thread.join()
+print("end")
+"""
+    assert run_code(code, corpus) == (0, "end\n", "")
+
+
+def test_callback_raises_at_the_end_while_another_thread_trains():
+    code = """
+rounds = 0
+def work():
+    while rounds < 6: train(pairs)
+thread = threading.Thread(target=work)
+thread.start()
+def fail(done):
+    if done >= 1: raise KeyError("at the end")
+while rounds < 6:
+    try: train(pairs[:100], progress=fail)
+    except KeyError: rounds += 1
+thread.join()
+print("end")
+"""
+    assert run_code(code) == (0, "end\n", "")
+
+
+def test_callback_frees_another_classifier_and_the_collector_a_third_one():
+    code = """
+others = [train(pairs[:50])]
+cycle = train(pairs[:50])
+cycle.itself = cycle
+del cycle
+def free(done):
+    others.clear()
+    gc.collect()
+train(pairs, progress=free)
+print("end")
+"""
+    assert run_code(code) == (0, "end\n", "")
+
+
+def test_objects_freed_in_a_callback_do_not_stay_in_memory():
+    code = """
+import os
+def used(): return int(open("/proc/self/statm").read().split()[1]) * os.sysconf("SC_PAGESIZE")
+def turn():
+    others = [train(pairs)]
+    train(pairs[:50], progress=lambda done: others.clear())
+for _ in range(3): turn()
+before = used()
+for _ in range(6): turn()
+print(used() - before < 2_000_000)
+"""
+    assert run_code(code) == (0, "True\n", "")
+
+
+@pytest.mark.parametrize(
+    "call", ["shop.classify('parcel')", "zandrel.Classifier.open('any.kc')", "train(pairs[:9])"]
+)
+def test_signal_handler_cannot_use_a_classifier_during_the_work(call):
+    code = f"""
+shop = train(pairs[:100])
+def handle(number, frame): {call}
+signal.signal(signal.SIGALRM, handle)
+try:
+    for _ in range(100):
+        # The iterable ends the preparation, so that the signal comes inside of the work.
+        def examples():
+            yield from pairs * 5
+            signal.setitimer(signal.ITIMER_REAL, 0.06)
+        shop.learn(examples())
+except RuntimeError as error:
+    print(error)
+"""
+    status, output, errors = run_code(code)
+    assert (status, errors) == (0, "")
+    assert output.startswith("a progress callback cannot use a classifier, nor can a signal handler")
+
+
+def test_signal_handler_frees_a_classifier():
+    code = """
+others = [train(pairs[:50])]
+def handle(number, frame): others.clear()
+signal.signal(signal.SIGALRM, handle)
+signal.setitimer(signal.ITIMER_REAL, 0.06)
+while others: train(pairs * 5)
+print("end")
+"""
+    assert run_code(code) == (0, "end\n", "")
+
+
+@pytest.mark.parametrize(
+    "work",
+    [
+        "shop.classify('a parcel')",
+        "shop.classify(['a parcel'] * 2000, jobs=2)",
+        "train(pairs)",
+        "train(pairs, progress=lambda done: None)",
+        "train(pairs[:5]).close()",
+    ],
+)
+def test_process_ends_while_daemon_threads_work(work):
+    code = f"""
+shop = train(pairs[:100])
+def repeat():
+    while True: {work}
+for _ in range(3): threading.Thread(target=repeat, daemon=True).start()
+time.sleep(0.1)
+print("end")
+"""
+    assert run_code(code) == (0, "end\n", "")
+
+
+def test_functions_at_the_end_of_the_process_can_use_a_classifier():
+    # atexit calls the last function first, so this one runs after the end of all other calls.
+    code = """
+shop = train(pairs[:100])
+print(shop.classify("a parcel")[0].name != "")
+"""
+    first = 'import atexit\natexit.register(lambda: print(shop.classify("x") is not None))\n'
+    done = subprocess.run(
+        [sys.executable, "-c", first + BEGIN + code, TRAIN],
+        capture_output=True,
+        text=True,
+        timeout=30,
+    )
+    assert (done.returncode, done.stdout, done.stderr) == (0, "True\nTrue\n", "")
+
+
+def test_forked_process_ends_although_another_thread_was_in_a_call():
+    code = """
+import os
+inside, forked = threading.Event(), threading.Event()
+def wait(done):
+    inside.set()
+    forked.wait()
+thread = threading.Thread(target=lambda: train(pairs, progress=wait))
+thread.start()
+inside.wait()
+child = os.fork()
+if child == 0:
+    sys.exit(7)  # runs the functions of atexit
+forked.set()
+thread.join()
+print(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+"""
+    assert run_code(code) == (0, "7\n", "")
+
+
+@pytest.mark.parametrize("is_first", [True, False])
+def test_second_interpreter_cannot_import_the_package(is_first):
+    code = f"""
+import sys
+if not {is_first}: import zandrel
+import _xxsubinterpreters as interpreters
+other = interpreters.create()
+try:
+    interpreters.run_string(other, "import zandrel")
+except interpreters.RunFailedError as error:
+    print(error)
+interpreters.destroy(other)
+import zandrel
+print(zandrel.Classifier.train([("a", "one")]).labels)
+"""
+    done = subprocess.run(
+        [sys.executable, "-c", code], capture_output=True, text=True, timeout=30
+    )
+    assert done.returncode == 0, done.stderr
+    message, labels = done.stdout.splitlines()
+    assert message.endswith("zandrel works only in the main interpreter of a process")
+    assert labels == "['a']"

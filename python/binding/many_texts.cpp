@@ -1,5 +1,5 @@
-// Bulk: gives many texts to the engine, block by block, in one thread or several.
-#include "python/binding/Bulk.h"
+// Gives many texts to the library, block by block, in one thread or several.
+#include "python/binding/many_texts.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,13 +7,15 @@
 #include <mutex>
 #include <thread>
 
+#include "python/binding/python_errors.h"
+
 namespace zandrel::python {
 
 namespace py = pybind11;
 
 namespace {
 
-// What the threads of one call of `share` have in common.
+// The work that the threads of one call of `run_in_threads` have in common.
 class Shared_work {
 public:
     Shared_work(std::size_t count, const std::function<void(std::size_t)>& work)
@@ -61,7 +63,7 @@ private:
 
 }  // namespace
 
-void share(std::size_t count, int jobs, const std::function<void(std::size_t)>& work) {
+void run_in_threads(std::size_t count, int jobs, const std::function<void(std::size_t)>& work) {
     Shared_work shared(count, work);
     std::vector<std::thread> helpers;
     try {
@@ -88,7 +90,8 @@ bool Text_blocks::next() {
     std::size_t bytes = 0;
     for (; m_iterator != py::iterator::sentinel() && m_texts.size() < kTexts && bytes < kBytes;
          ++m_iterator) {
-        m_texts.emplace_back(*m_iterator);
+        const py::handle value = *m_iterator;
+        with_place("text", m_number++, [&] { m_texts.emplace_back(value); });
         bytes += m_texts.back().text().characters.size();
     }
     return !m_texts.empty();
