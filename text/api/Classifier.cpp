@@ -92,6 +92,7 @@ Analysis_settings analysis_for(const Records::Impl& records, const std::optional
 
 // The shares of the phases of train and learn: analysing the texts, and the work itself.
 const std::vector<double> kTrainingShares = {0.3, 0.7};
+const std::vector<double> kOpeningShares = {1.0};
 
 Labelled_text message_of(const Text& text) {
     Labelled_text message = {{}, std::string(text.characters)};
@@ -477,7 +478,7 @@ Classifier::~Classifier() = default;
 
 Classifier Classifier::open(const std::string& path, const Open_options& options) {
     return with_progress(
-        options.progress, {1.0}, Error_code::damaged, [&](Reported_progress& progress) {
+        options.progress, kOpeningShares, Error_code::damaged, [&](Reported_progress& progress) {
             if (options.analysis) {
                 static_cast<void>(settings_of(*options.analysis));  // refuses a wrong one
             }
