@@ -66,7 +66,17 @@ void refuse_argument(const std::string& message) {
     throw Error(Error_code::invalid_argument, message);
 }
 
+void check_path(const std::string& path) {
+    if (path.empty()) {
+        refuse_argument("the name of the file is empty");
+    }
+    if (path.find('\0') != std::string::npos) {  // the system would use what is before it
+        refuse_argument("the name of the file has a zero byte: " + shown_file(path));
+    }
+}
+
 void check_exists(const std::string& path) {
+    check_path(path);
     struct stat ignored = {};
     if (::stat(path.c_str(), &ignored) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
         const Input_error error(path, std::generic_category().message(ENOENT));
