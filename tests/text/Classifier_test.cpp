@@ -659,6 +659,7 @@ TEST_F(ClassifierTest, LockedContainerIsBusy) {
     const Kc_lock lock(file("a.kc"));
     const Error error = error_of([&] { classifier.save(file("a.kc")); });
     EXPECT_EQ(error.code(), Error_code::busy);
+    EXPECT_EQ(error.what(), "cannot write " + file("a.kc") + ": another process is changing it");
     EXPECT_EQ(error.file(), file("a.kc"));
     EXPECT_EQ(bytes_of(file("a.kc")), before);
 }

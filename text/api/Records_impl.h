@@ -37,7 +37,8 @@ public:
     // Takes the remaining records. The texts of a corpus file stay in it. If an error is raised,
     // the records before it are lost.
     // REQUIRES: of a corpus file, the lock of the process.
-    // RAISES: as `next`, and Data_error if there is no record.
+    // RAISES: as `next`, and Data_error if there is no record; Error invalid_argument if the
+    // records are read without labels.
     Data_texts rest();
 
 private:
@@ -45,6 +46,7 @@ private:
     Labelled_text stored_text(std::size_t number) const;
 
     std::string m_path;
+    bool m_has_labels = true;
     std::unique_ptr<Data_input> m_input;
     std::unique_ptr<Data_reader> m_reader;  // null: a corpus file
     First_row_check m_first_row;
