@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Usage: classify_share.sh KC TEXTS FOLDER INDEX COUNT [OPTION...]
-# One job of an array of COUNT jobs with the indices 1 to COUNT. Classifies a share of the lines of
-# TEXTS, and writes the answers to FOLDER/share-INDEX.txt, whole or not at all. When all jobs have
+# One job of an array of COUNT jobs with the indices 1 to COUNT. Classifies a share of the lines of the
+# file TEXTS, and writes the answers to FOLDER/share-INDEX.txt, whole or not at all. An older file of
+# this name is removed first, so a job that fails leaves none. FOLDER must be new for each COUNT. When all jobs have
 # ended, `cat FOLDER/share-*.txt` is the output of one process for all lines. The options are those of
 # `zandrel classify`. ZANDREL is the program, if it is not in the path.
 set -euo pipefail
@@ -22,6 +23,7 @@ index=$((10#$index)) count=$((10#$count))
 
 # As many digits as the largest index, so that the order of the names is that of the shares.
 answers=$folder/share-$(printf "%0${#count}d" "$index").txt
+rm -f -- "$answers"
 unfinished=$answers.$$
 trap 'rm -f "$unfinished"' EXIT
 # split divides by bytes and moves each border to the next end of a line. A share can be empty.

@@ -15,7 +15,7 @@
 
 namespace zandrel {
 
-// A wrong word of the command line that the parser accepts, for example the path of a missing node.
+// An argument that is wrong, for example the path of a missing node.
 class Usage_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

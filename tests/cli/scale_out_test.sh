@@ -30,12 +30,27 @@ if [[ $parallel != - ]]; then
             <texts.txt >parallel.txt
         cmp one.txt parallel.txt || fail "parallel with blocks of $block gives another output"
     done
+    # ":" is this machine, without ssh.
+    "$parallel" --will-cite --pipe -k --block 10k --sshlogin 2/: "$program" classify \
+        "$PWD/shop.kc" -k 2 <texts.txt >parallel.txt
+    cmp one.txt parallel.txt || fail "parallel with --sshlogin gives another output"
+    "$parallel" --will-cite --pipe-part -a texts.txt -k -j 2 --block 10k "$program" classify \
+        shop.kc -k 2 >parallel.txt
+    cmp one.txt parallel.txt || fail "parallel with --pipe-part gives another output"
     if "$parallel" --will-cite --pipe -k -j 2 --block 100k "$program" classify none.kc <texts.txt \
         >parallel.txt 2>err; then
         fail "parallel with a missing container has no failure"
     fi
     prints err 'none.kc'
 fi
+
+# The labels of test data beside the answers
+grep -v '^$' "$test" >test.tsv
+"$share" shop.kc test.tsv . 1 1 --format tsv || fail "the share with labels"
+cut -f 1 test.tsv | paste - share-1.txt >beside.txt
+expect 0 classify shop.kc --format tsv test.tsv
+[[ $(cut -f 2- beside.txt) == "$(cat out)" ]] || fail "other answers beside the labels"
+[[ $(wc -l <beside.txt) == "$(wc -l <test.tsv)" ]] || fail "not one label for each answer"
 
 # Array jobs: all shares, also more of them than lines, in any order
 for count in 1 3 10; do
@@ -58,9 +73,10 @@ for index in 1 2 3 4 5 6 7 8 9; do
 done
 cat shares/share-*.txt | cmp one.txt || fail "more shares than lines give another output"
 
-# A job that fails leaves no file
+# A job that fails leaves no file, also not that of an earlier run
 rm -rf shares
 mkdir shares
+echo old >shares/share-1.txt
 if "$share" none.kc texts.txt shares 1 2 2>err; then
     fail "a share with a missing container has no failure"
 fi

@@ -1,19 +1,20 @@
-"""Compares docs/c.md with the program that it shows and with the header of the C interface.
+"""Compares docs/c.md with the programs that it shows and with the header of the C interface.
 
-Usage: c_document_test.py PROJECT_FOLDER PROGRAM
+Usage: c_document_test.py PROJECT_FOLDER PROGRAM...
 
-The program is compiled from examples/text_library.c.
+The programs are compiled from EXAMPLES, in this order.
 """
 
 import pathlib
 import re
-import subprocess
 import sys
-import tempfile
 import unittest
 
+from shown_program import output_of
+
 PROJECT = pathlib.Path(sys.argv[1])
-PROGRAM = pathlib.Path(sys.argv[2])
+PROGRAMS = [pathlib.Path(program) for program in sys.argv[2:]]
+EXAMPLES = ["text_library.c", "text_library_more.c"]
 HEADER = (PROJECT / "text" / "include" / "zandrel" / "text" / "c.h").read_text("utf-8")
 PAGE = (PROJECT / "docs" / "c.md").read_text("utf-8")
 SOURCES = sorted((PROJECT / "text" / "c").glob("*.cpp"))
@@ -22,27 +23,20 @@ SOURCES = sorted((PROJECT / "text" / "c").glob("*.cpp"))
 class CDocumentTest(unittest.TestCase):
     maxDiff = None
 
-    def block(self, language):
+    def blocks(self, language):
         blocks = re.findall(rf"^```{language}\n(.*?)^```$", PAGE, re.MULTILINE | re.DOTALL)
-        self.assertEqual(len(blocks), 1)
-        return blocks[0]
+        self.assertEqual(len(blocks), len(EXAMPLES))
+        return blocks
 
-    def test_shown_program_equals_the_compiled_source(self):
-        source = (PROJECT / "examples" / "text_library.c").read_text("utf-8")
-        self.assertMultiLineEqual(self.block("c"), source)
+    def test_shown_programs_equal_the_compiled_sources(self):
+        for example, block in zip(EXAMPLES, self.blocks("c")):
+            source = (PROJECT / "examples" / example).read_text("utf-8")
+            self.assertMultiLineEqual(block, source)
 
-    def test_shown_output_equals_that_of_the_program(self):
-        with tempfile.TemporaryDirectory() as folder:
-            run = subprocess.run(
-                [PROGRAM],
-                cwd=folder,
-                stdin=subprocess.DEVNULL,
-                capture_output=True,
-                text=True,
-                timeout=60,
-            )
-        self.assertEqual((run.returncode, run.stderr), (0, ""))
-        self.assertMultiLineEqual(self.block("text"), run.stdout)
+    def test_shown_outputs_equal_those_of_the_programs(self):
+        self.assertEqual(len(PROGRAMS), len(EXAMPLES))
+        for program, block in zip(PROGRAMS, self.blocks("text")):
+            self.assertMultiLineEqual(block, output_of(program))
 
     def test_five_lines_are_those_of_the_header(self):
         lines = re.findall(r"^//     (.*)$", HEADER.split("#ifndef")[0], re.MULTILINE)

@@ -1,5 +1,6 @@
 // All memory of a container, of the dictionary and of a frozen tree is protected against writes.
 // Then the tree is asked. A write would end the process, so this happens in a child process.
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -58,6 +59,22 @@ struct Guarded_container {
     std::unique_ptr<Frozen_tree> tree;
 };
 
+void ask_about(const Frozen_tree& tree, zeNode* node, zeNode* child, zeMsg& msg) {
+    tree.is_blocked(node, child, msg);
+    DocInfo info = {&msg, 0.6};
+    if (const zandrel::detail::Frozen_rule* const rule = tree.rule(node, child)) {
+        rule->Evaluate(info);
+        rule->root().eval(info);
+    }
+    const bool is_explained = node->m_classifier_type == ZE_STAT &&
+                              std::find(node->m_children.begin(), node->m_children.end(), child) !=
+                                  node->m_children.end();
+    if (is_explained) {
+        std::vector<zeStat_matcher::Concept_score> lines;
+        tree.explain_child(node, child, msg, lines);
+    }
+}
+
 // Makes all kinds of calls. Returns whether the answers are right.
 bool ask(Guarded_container& asked) {
     const Frozen_tree& tree = *asked.tree;
@@ -82,8 +99,12 @@ bool ask(Guarded_container& asked) {
             tree.has_learned(line.m_concept);
         }
         for (zeNode* const node : nodes) {
-            tree.path_of(node);
-            tree.is_blocked(asked.kc.manager.m_root, node, msg);
+            tree.find_path(tree.path_of(node));
+            for (zeNode* const child : nodes) {
+                ask_about(tree, node, child, msg);
+            }
+            zeResult_set answers(0.0, -1);
+            tree.answer(node, msg, answers, 0.7, false);
         }
         message.feeder().add_concept(message.word("w1"), 1.0);
         message.feeder().add_concept(message.word("never seen"), 1.0);

@@ -19,6 +19,7 @@
 
 #include "tests/frozen/frozen_answers.h"
 #include "tests/frozen/random_container.h"
+#include "tests/support/kc_file.h"
 
 namespace {
 
@@ -132,6 +133,36 @@ TEST(Frozen_threadsTest, EightThreadsGetTheAnswersOfTheEngine) {
     }
     EXPECT_EQ(differences, 0U);
     EXPECT_GE(made, 3U);
+}
+
+// A file of a container may be written while threads ask its tree.
+TEST(Frozen_threadsTest, WritingTheContainerChangesNoAnswer) {
+    const auto containers = asked_containers();
+    std::vector<std::string> before;
+    for (const auto& each : containers) {
+        before.push_back(saved(each->kc.manager));
+    }
+    std::atomic<std::size_t> differences = 0;
+    std::atomic<int> running = 2;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&] {
+            differences += count_differences(containers);
+            --running;
+        });
+    }
+    for (std::size_t i = 0; running > 0 || i < 2 * containers.size(); ++i) {
+        zeManager& manager = containers[i % containers.size()]->kc.manager;
+        if (i % 3 == 0) {
+            saved_compact(manager);
+        } else {
+            EXPECT_TRUE(same_bytes(saved(manager), before[i % containers.size()]));
+        }
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(differences, 0U);
 }
 
 // A child process uses the tree, and later tests show that the parent still can.

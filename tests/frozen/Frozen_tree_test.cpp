@@ -521,6 +521,55 @@ TEST(Frozen_treeTest, MemoryIsLessThanThatOfTheTables) {
         << tree_bytes << " of " << table_bytes;
 }
 
+// 1,000 tables of 100 rows, for 50,000 words. A form that took two bits for each word in each table
+// would take 12 MB for finding rows.
+TEST(Frozen_treeTest, ManySmallTablesCostAFewBytesForEachRow) {
+    constexpr std::size_t kTables = 1000;
+    constexpr std::size_t kRowsOfTable = 100;
+    constexpr std::size_t kWords = 50000;
+    zeManager manager;
+    std::vector<Concept> words;
+    for (std::size_t i = 0; i < kWords; ++i) {
+        words.push_back(term("a word " + std::to_string(i)));
+    }
+    std::mt19937 random(7);
+    for (std::size_t i = 0; i < kTables; ++i) {
+        zeNode* const node =
+            manager.m_physical_tree->MakeNode(term("node"), ZE_STAT, zeNode::NoScore, 0.0);
+        manager.m_root = i == 0 ? node : manager.m_root;
+        auto& table = dynamic_cast<zeStat_matcher&>(*node->m_classifier).m_table;
+        while (table.size() < kRowsOfTable) {
+            set_row(table, words[random() % kWords], Row(2, {1.0F, 0}));
+        }
+    }
+    const std::size_t held = held_bytes();
+    const Frozen_tree tree(manager);
+    const auto tree_bytes = static_cast<double>(held_bytes() - held);
+    const auto reported = static_cast<double>(tree.memory_use());
+    EXPECT_NEAR(reported, tree_bytes, 0.02 * tree_bytes);
+    EXPECT_LT(tree_bytes, 55.0 * kWords + 24.0 * kTables * kRowsOfTable + 300.0 * kTables);
+    // As the figures of a word and of a row in the header of the class say.
+    EXPECT_GT(tree_bytes, 40.0 * 0.8 * kWords + 16.0 * kTables * kRowsOfTable);
+}
+
+TEST(Frozen_treeTest, MemoryOfRulesIsReported) {
+    zeManager manager;
+    manager.m_root = manager.m_physical_tree->MakeNode(term("root"), ZE_RULE, zeNode::NoScore, 0.0);
+    auto& switcher = dynamic_cast<zeSwitcher&>(*manager.m_root->m_classifier);
+    for (int i = 0; i < 300; ++i) {
+        zeNode* leaf = manager.m_physical_tree->MakeNode(term("leaf"), ZE_LEAF, 0, 0.0);
+        std::string rule = "$key(n) > " + std::to_string(i);
+        for (int k = 0; k < 20; ++k) {
+            rule += " | \"word " + std::to_string(20 * i + k) + "\"";
+        }
+        switcher.add_rule(leaf, qtString(rule));
+    }
+    const std::size_t held = held_bytes();
+    const Frozen_tree tree(manager);
+    const auto tree_bytes = static_cast<double>(held_bytes() - held);
+    EXPECT_NEAR(static_cast<double>(tree.memory_use()), tree_bytes, 0.1 * tree_bytes);
+}
+
 // A thread that keeps its call allocates only what the engine's bag and results need. A message of
 // very many words does not remain in memory.
 TEST(Frozen_treeTest, CallKeepsItsMemoryWithinABound) {

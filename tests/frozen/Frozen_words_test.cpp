@@ -95,6 +95,39 @@ TEST(Frozen_wordsTest, HandlesAreNotInTheDictionary) {
     EXPECT_EQ(term("ball"), ball);
 }
 
+// Pairs of texts whose hashes are equal, found by trying.
+constexpr const char* kEqualHashes[][2] = {{"c2323x", "c30080x"}, {"c29488x", "c64563x"}};
+
+TEST(Frozen_wordsTest, KnownWordIsNotFoundByAnotherTextOfItsHash) {
+    for (const auto& [one, other] : kEqualHashes) {
+        const std::uint32_t hash = Uncounted_concept::hash_of(one);
+        ASSERT_EQ(hash, Uncounted_concept::hash_of(other));
+        const Frozen_words with_one(list_of({one}));
+        EXPECT_NE(with_one.find(one, hash), nullptr);
+        EXPECT_EQ(with_one.find(other, hash), nullptr);
+        const Frozen_words with_both(list_of({one, other}));
+        EXPECT_EQ(with_both.bind(term(one)).view(), one);
+        EXPECT_EQ(with_both.bind(term(other)).view(), other);
+    }
+}
+
+TEST(Call_wordsTest, WordsOfEqualHashesAreDifferent) {
+    for (const auto& [one, other] : kEqualHashes) {
+        const Frozen_words with_one(list_of({one}));
+        const Frozen_words with_none(list_of({"ball"}));
+        for (const Frozen_words* const known : {&with_one, &with_none}) {
+            Frozen_call call;
+            Frozen_message message(call, *known);
+            const Concept first = message.word(one);
+            const Concept second = message.word(other);
+            EXPECT_EQ(first.view(), one);
+            EXPECT_EQ(second.view(), other);
+            EXPECT_EQ(message.word(one), first);
+            EXPECT_EQ(message.word(other), second);
+        }
+    }
+}
+
 TEST(Call_wordsTest, EqualUnknownWordsHaveOneHandle) {
     const Frozen_words known(list_of({"ball"}));
     Frozen_call call;
@@ -183,6 +216,43 @@ TEST(Frozen_callTest, NextMessageIsEmpty) {
     EXPECT_EQ(message.msg().active_bag()->m_clip_value, 0.0);
 }
 
+TEST(Frozen_callTest, SettingsOfABagDoNotReachTheNextMessage) {
+    const Frozen_words known(list_of({"ball"}));
+    Frozen_call call;
+    {
+        Frozen_message message(call, known);
+        message.take_bag();
+        message.msg().smls[0]->m_clip_value = 2.0;
+        message.msg().smls[0]->m_is_new = false;
+    }
+    Frozen_message message(call, known);
+    message.feeder().add_concept(message.word("ball"), 5.0);
+    message.take_bag();
+    const zeSml& bag = *message.msg().smls[0];
+    EXPECT_EQ(bag.m_clip_value, 0.0);
+    EXPECT_TRUE(bag.m_is_new);
+    ASSERT_EQ(bag.m_concepts.size(), 1U);
+    EXPECT_EQ(bag.m_concepts[0].m_weight, 5.0);
+    EXPECT_EQ(bag.m_total_weight, 5.0);
+}
+
+TEST(Frozen_callTest, BagOfAnotherSlotRemains) {
+    const Frozen_words known(list_of({"ball"}));
+    Frozen_call call;
+    for (int round = 0; round < 2; ++round) {
+        Frozen_message message(call, known);
+        message.feeder().add_concept(message.word("ball"), 2.0);
+        message.take_bag();
+        message.msg().smls[2] = message.msg().smls[0];
+        message.feeder().add_concept(message.word("rose"), 1.0);
+        message.take_bag();
+        ASSERT_EQ(message.msg().smls[2]->m_concepts.size(), 1U);
+        EXPECT_EQ(message.msg().smls[2]->m_concepts[0].m_concept.view(), "ball");
+        ASSERT_EQ(message.msg().smls[0]->m_concepts.size(), 1U);
+        EXPECT_EQ(message.msg().smls[0]->m_concepts[0].m_concept.view(), "rose");
+    }
+}
+
 // The rows of a table are those of the first list, and the words have the numbers of the second.
 void expect_rows(const std::vector<std::string>& in_table, const std::vector<std::string>& all) {
     Match_table table;
@@ -218,7 +288,64 @@ TEST(Row_indexTest, RowsAreFoundByNumber) {
     expect_rows({all[70], all[5], all[4], all[69]}, all);
 }
 
+std::vector<std::string> numbered_words(std::size_t count) {
+    std::vector<std::string> words;
+    for (std::size_t i = 0; i < count; ++i) {
+        words.push_back("n" + std::to_string(i));
+    }
+    return words;
+}
+
+TEST(Row_indexTest, RowsOfASparseTableAreFoundByNumber) {
+    const std::vector<std::string> all = numbered_words(5000);
+    expect_rows({all[0]}, all);
+    expect_rows({all[4999]}, all);
+    expect_rows({all[0], all[1], all[2], all[4000]}, all);
+    expect_rows({all[4095], all[4096]}, all);
+    expect_rows({all[100], all[250], all[700]}, all);
+    // Most rows in one part.
+    std::vector<std::string> rows(all.begin() + 3000, all.begin() + 3040);
+    rows.push_back(all[0]);
+    rows.push_back(all[4998]);
+    expect_rows(rows, all);
+    // From few rows to so many that blocks are smaller.
+    for (const std::size_t distance : {997U, 313U, 71U, 40U, 30U, 20U, 9U, 2U}) {
+        rows.clear();
+        for (std::size_t i = distance / 2; i < all.size(); i += distance) {
+            rows.push_back(all[i]);
+        }
+        expect_rows(rows, all);
+    }
+}
+
+// A table with rows for the numbers `distance - 1`, `2 * distance - 1` and so on.
+std::size_t memory_of_rows(std::size_t row_count, std::size_t distance) {
+    const std::vector<std::string> all = numbered_words(row_count * distance);
+    Match_table table;
+    for (std::size_t i = distance - 1; i < all.size(); i += distance) {
+        set_row(table, term(all[i]), {{1.0F, 0}});
+    }
+    return Row_index(table, list_of(all)).memory_use();
+}
+
+TEST(Row_indexTest, EachTableHasTheFormThatTakesLessMemory) {
+    constexpr std::size_t kRow = 16;
+    constexpr std::size_t kBlock = 16;
+    EXPECT_EQ(memory_of_rows(300, 1), 300 * kRow);
+    // The last number is 2,999, so there are 47 blocks of 64 numbers.
+    EXPECT_EQ(memory_of_rows(300, 10), 300 * kRow + 47 * kBlock);
+    // The last number is 19,999. Parts of 64 numbers would be 313, more than rows. So there are 157
+    // parts of 128 numbers, and 158 starts. Blocks would take 5,008 bytes.
+    EXPECT_EQ(memory_of_rows(200, 100), 200 * kRow + (200 + 158) * 4);
+}
+
 TEST(Row_indexTest, EmptyTextHasItsRow) {
+    expect_rows({"a", "", "n900"}, [] {
+        std::vector<std::string> all = numbered_words(1000);
+        all.insert(all.begin(), "a");
+        all.emplace_back();
+        return all;
+    }());
     expect_rows({"ball", "", "goal"}, {"ball", "", "goal", "rose"});
     expect_rows({"ball"}, {"ball", "", "goal", "rose"});
     expect_rows({"", "rose"}, {"ball", "goal", "rose", ""});

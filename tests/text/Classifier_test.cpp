@@ -180,7 +180,7 @@ void expect_same_answers(const std::string& path, const std::vector<std::string>
     }
 }
 
-TEST_F(ClassifierTest, AnswersAreThoseOfTheModelForEachAnalysisAndTree) {
+TEST_F(ClassifierTest, AnswersEqualTheModelForEachAnalysisAndTree) {
     const std::vector<Analysis> analyses = {{"phrases", ""},
                                             {"phrases", "english"},
                                             {"words", ""},
@@ -202,7 +202,7 @@ TEST_F(ClassifierTest, AnswersAreThoseOfTheModelForEachAnalysisAndTree) {
     }
 }
 
-TEST_F(ClassifierTest, AnswersAreThoseOfTheModelForTheShop) {
+TEST_F(ClassifierTest, AnswersEqualTheModelForTheShop) {
     Records records = Records::open(ZANDREL_SHOP_DATA ".train.tsv");
     Classifier::train(records).save(file("shop.kc"));
     Records tests = Records::open(ZANDREL_SHOP_DATA ".test.tsv");
@@ -284,7 +284,7 @@ TEST_F(ClassifierTest, LearnedContainerHasTheBytesOfTheProgram) {
     EXPECT_THAT(classifier.labels(), ElementsAre("delivery", "refund", "account", "bill"));
 }
 
-TEST_F(ClassifierTest, SettingsAreThoseOfTheProgram) {
+TEST_F(ClassifierTest, SettingsEqualThoseThatTheProgramChooses) {
     Train_options options;
     options.settings = {{"ProfileSize", "500"}};
     Classifier::train(desk_examples(), options).save(file("a.kc"));
@@ -574,14 +574,15 @@ TEST_F(ClassifierTest, CompactContainerCannotLearn) {
     options.compact = true;
     Classifier trained = Classifier::train(desk_examples(), options);
     EXPECT_ERROR(trained.learn(desk_examples()), Error_code::unsupported,
-                 "the container: the container is compact and can only classify");
+                 "the container is compact and can only classify");
+    EXPECT_EQ(error_of([&] { trained.learn(desk_examples()); }).file(), "");
     trained.save(file("a.kc"));
     Classifier opened = Classifier::open(file("a.kc"));
     EXPECT_ERROR(opened.learn(desk_examples()), Error_code::unsupported,
                  file("a.kc") + ": the container is compact and can only classify");
 }
 
-// A learning that fails at any place leaves the container as it was.
+// A call of learn that fails at any place leaves the container as it was.
 TEST_F(ClassifierTest, FailedLearningLeavesTheContainerAsItWas) {
     const Same_identity same;
     Classifier::train(desk_examples(), options_with_tree()).save(file("a.kc"));

@@ -160,6 +160,50 @@ TEST_F(RecordsTest, NextRecordIsReadAfterABadOne) {
     EXPECT_FALSE(records.next(example));
 }
 
+// Training must not take the good records of such a file for the whole file.
+TEST_F(RecordsTest, FailureOfTheFileIsRaisedOnceAndThenTheEndComes) {
+    const auto expect_end = [&](Records records, const std::string& failure) {
+        SCOPED_TRACE(failure);
+        Example example;
+        EXPECT_EQ(error_of([&] { records.next(example); }), failure);
+        EXPECT_FALSE(records.next(example));
+        EXPECT_FALSE(records.next(example));
+        EXPECT_EQ(error_of([&] { Classifier::train(records); }), failure);
+        EXPECT_FALSE(records.next(example));
+    };
+    const auto open = [&](const std::string& name, const std::string& content,
+                          const Record_form& form = {}) {
+        return Records::open(m_folder.write(name, content), form);
+    };
+
+    // `printf 'x\tone\n' | gzip -n` without its last bytes, and with a wrong byte
+    const std::string packed(
+        "\x1F\x8B\x08\x00\x00\x00\x00\x00\x00\x03\xAB\xE0\xCC\xCF\x4B\xE5\x02\x00", 18);
+    expect_end(open("cut.tsv.gz", packed.substr(0, 12)),
+               "wrong_data: cut.tsv.gz: the compressed data ends too early, after 12 bytes");
+    std::string damaged = packed;
+    damaged[10] = '\x07';
+    expect_end(open("damaged.tsv.gz", damaged),
+               "wrong_data: damaged.tsv.gz: the compressed data is damaged near byte 11: invalid "
+               "block type");
+    expect_end(open("a.csv", "kind,text\nx,one\n", {"", {"body"}, {"kind"}}),
+               "wrong_data: a.csv:1: there is no column \"body\" in the header, but \"kind\", "
+               "\"text\"");
+    expect_end(open("b.csv", "kind,\"text\nx,one\n", {"", {}, {}, {}, true}),
+               "wrong_data: b.csv:1: header: a quote is not closed before the end of the file");
+
+    // The rows of another length are bad records; the first row is the failure.
+    Records rows = open("c.csv", "x,one,two\nx,one\nx,two\n");
+    Example example;
+    EXPECT_TRUE(rows.next(example));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(error_of([&] { rows.next(example); }).substr(0, 18), "wrong_data: c.csv:");
+    }
+    expect_end(std::move(rows),
+               "wrong_data: c.csv:1: the first row has 3 columns, and 2 other rows have another "
+               "number; remove the first row if it is no data, or give --format or --header");
+}
+
 TEST_F(RecordsTest, WrongFilesAndFormsAreRefused) {
     const std::string file = m_folder.write("a.tsv", "x\tone\n");
     const auto open = [&](const std::string& path, const Record_form& form) {

@@ -1,8 +1,8 @@
 // Usage: c_calls FOLDER STEPS SEED
 // Calls the C interface of the text library in a random order, with good and wrong arguments, and
 // compares each code and result with those that the arguments must give. At the end four threads
-// classify with one classifier. FOLDER is a folder for new files. Run under valgrind, the program
-// also shows that each object is freed once.
+// classify with one classifier, and calls fail while a thread and the process end. FOLDER is a folder
+// for new files. Run under valgrind, the program also shows that each object is freed once.
 #include "zandrel/text/c.h"
 
 #include <pthread.h>
@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 enum { kClassifiers = 3, kThreads = 4, kTexts = 50, kMostTexts = 6 };
 
@@ -30,11 +31,13 @@ static zandrel_examples* s_examples;
 static zandrel_records* s_records;
 static zandrel_labels* s_labels;    // of an earlier call; its classifier may be closed or freed
 static zandrel_reasons* s_reasons;  // likewise
+static char s_folder[4000];
 static char s_data[4096];
 static char s_container[4096];
 static char s_missing[4096];
 static uint64_t s_random;
 static size_t s_step;
+static bool s_is_ending;
 
 #define CHECK(condition) check((condition), #condition, __LINE__)
 
@@ -43,6 +46,9 @@ static void check(bool is_true, const char* condition, int line) {
         const zandrel_error* const error = zandrel_last_error();
         fprintf(stderr, "c_calls.c:%d: step %zu: not true: %s\nlast error: %s: %s\n", line, s_step,
                 condition, zandrel_code_name(error->code), error->message);
+        if (s_is_ending) {
+            _exit(1);  // exit must not be called again
+        }
         exit(1);
     }
 }
@@ -369,7 +375,79 @@ static void classify_in_threads(void) {
     zandrel_classifier_free(classifier);
 }
 
+// --- Ends of threads and of the process ---
+
+// The destructors of a thread_local object of C++ have run when these functions are called.
+
+static char s_long_path[3000];  // of a folder that does not exist, longer than a message may be then
+static pthread_key_t s_key;
+static size_t s_late_calls;
+
+static void fail_to_open(const char* path) {
+    zandrel_classifier* classifier = NULL;
+    CHECK(zandrel_open(path, NULL, &classifier) == ZANDREL_NOT_FOUND);
+}
+
+static bool is_last_message(const char* path) {
+    char expected[5000];
+    snprintf(expected, sizeof expected, "cannot read %s: No such file or directory", path);
+    return strcmp(zandrel_last_error()->message, expected) == 0;
+}
+
+static void check_late_failures(void) {
+    const zandrel_error* const error = zandrel_last_error();
+    CHECK(error->code == ZANDREL_NOT_FOUND && error->line == 0);
+    CHECK(is_last_message(s_missing) && strcmp(error->file, s_missing) == 0);
+
+    zandrel_classifier* classifier = NULL;
+    CHECK(zandrel_open(s_container, NULL, &classifier) == ZANDREL_OK);
+    CHECK(is_last_message(s_missing));
+    CHECK(zandrel_save(classifier, s_folder) == ZANDREL_CANNOT_WRITE);
+    CHECK(strncmp(error->message, "cannot write ", 13) == 0);
+    zandrel_classifier_free(classifier);
+
+    // 12 bytes of a message are "cannot read ", so 1011 bytes of this path fit before the zero byte.
+    // They are "aa", 336 times three bytes, and the first byte of a character of two.
+    fail_to_open(s_long_path);
+    CHECK(strlen(error->message) == 1022 && memcmp(error->message + 12, s_long_path, 1010) == 0);
+    CHECK(*error->file == '\0');
+    fail_to_open(s_missing);
+    CHECK(is_last_message(s_missing) && strcmp(error->file, s_missing) == 0);
+    ++s_late_calls;
+}
+
+static void end_of_thread(void* value) {
+    (void)value;
+    check_late_failures();
+}
+
+static void* fail_and_end(void* argument) {
+    CHECK(pthread_setspecific(s_key, "not NULL") == 0);
+    fail_to_open(s_missing);
+    return argument;
+}
+
+static void end_of_process(void) {
+    s_is_ending = true;
+    check_late_failures();
+}
+
+static void fail_while_ending(void) {
+    memcpy(s_long_path, "aa", 2);
+    for (size_t i = 2; i + 3 < sizeof s_long_path; i += 3) {
+        memcpy(s_long_path + i, "\xC3\xA9/", 3);
+    }
+    pthread_t thread;
+    CHECK(pthread_key_create(&s_key, end_of_thread) == 0);
+    CHECK(pthread_create(&thread, NULL, fail_and_end, NULL) == 0);
+    CHECK(pthread_join(thread, NULL) == 0);
+    CHECK(s_late_calls == 1);
+    fail_to_open(s_missing);
+    CHECK(atexit(end_of_process) == 0);
+}
+
 static void make_files(const char* folder) {
+    snprintf(s_folder, sizeof s_folder, "%s", folder);
     snprintf(s_data, sizeof s_data, "%s/data.tsv", folder);
     snprintf(s_container, sizeof s_container, "%s/topics.kc", folder);
     snprintf(s_missing, sizeof s_missing, "%s/missing.kc", folder);
@@ -408,5 +486,6 @@ int main(int count, char** arguments) {
     zandrel_examples_free(s_examples);
     zandrel_records_free(s_records);
     classify_in_threads();
+    fail_while_ending();
     return 0;
 }

@@ -18,11 +18,13 @@
 #include <gtest/gtest.h>
 
 #include "zandrel/foundation/qtTimeDate.h"
+#include "zandrel/persistence/zeConfig.h"
 #include "zandrel/text/Classifier.h"
 #include "zandrel/version.h"
 
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/failing_new.h"
+#include "text/c/arguments.h"
 #include "text/kc/Kc_lock.h"
 
 namespace {
@@ -147,14 +149,19 @@ void expect_labels(const zandrel_labels& labels, const std::vector<zandrel::Labe
 // A file with the container of two_topics().
 class CTest : public testing::Test {
 protected:
-    // A container says when it was written. With a clock that does not move, equal containers have
-    // equal bytes.
-    CTest() : clock_before(zandrel::set_clock([] { return std::int64_t(1'000'000); })) {
+    // A container says when it was written, and the second in which it was made decides about its
+    // number. With a clock that does not move, equal containers have equal bytes.
+    CTest()
+        : clock_before(zandrel::set_clock([] { return std::int64_t(1'000'000); })),
+          seed_before(zandrel::set_config_seed([] { return 1U; })) {
         const Classifier classifier = trained();
         EXPECT_EQ(zandrel_save(classifier.get(), path.c_str()), ZANDREL_OK);
     }
 
-    ~CTest() override { zandrel::set_clock(clock_before); }
+    ~CTest() override {
+        zandrel::set_config_seed(seed_before);
+        zandrel::set_clock(clock_before);
+    }
 
     void expect_open_fails(const std::string& name, zandrel_code code,
                            const std::string& message) const {
@@ -167,6 +174,7 @@ protected:
     }
 
     zandrel::qtClock clock_before;
+    zandrel::Config_seed seed_before;
     zandrel::cli::Scratch_folder folder;
     std::string path = folder.file("topics.kc");
 };
@@ -348,6 +356,55 @@ TEST_F(CTest, NullInsideAnArgumentIsRefusedWithItsPlace) {
                    "argument form.text_columns[1] is NULL");
 }
 
+// Checks a count that no array can have, with a pointer that must not be read.
+TEST_F(CTest, CountThatIsTooLargeIsRefused) {
+    const std::string reason = " has more elements than any array can have";
+    const Classifier classifier = opened(path);
+    const Examples examples = two_topics();
+    for (const std::size_t count : {std::numeric_limits<std::size_t>::max(),
+                                    std::size_t(PTRDIFF_MAX), std::size_t(PTRDIFF_MAX) / 31}) {
+        zandrel_labels* labels = nullptr;
+        const zandrel_text text = text_of("bread");
+        expect_refused(zandrel_classify_texts(classifier.get(), &text, count, nullptr, &labels),
+                       "argument texts" + reason);
+        const zandrel_field field = {string_of("a"), string_of("b"), ZANDREL_STRING};
+        const zandrel_text with_fields = {"x", 1, &field, count};
+        expect_refused(zandrel_classify_texts(classifier.get(), &with_fields, 1, nullptr, &labels),
+                       "argument texts[0].fields" + reason);
+        const zandrel_string label = string_of("food");
+        const zandrel_example example = {&label, count, text_of("x")};
+        expect_refused(zandrel_examples_add(examples.get(), &example),
+                       "argument example.labels" + reason);
+
+        const char* const columns[] = {"1"};
+        zandrel_records* records = nullptr;
+        zandrel_record_form form = {};
+        form.size = sizeof form;
+        form.text_columns = columns;
+        form.text_column_count = count;
+        expect_refused(zandrel_records_open("x", &form, &records),
+                       "argument form.text_columns" + reason);
+        form.text_column_count = 0;
+        form.label_columns = columns;
+        form.label_column_count = count;
+        expect_refused(zandrel_records_open("x", &form, &records),
+                       "argument form.label_columns" + reason);
+        form.label_column_count = 0;
+        form.field_columns = columns;
+        form.field_column_count = count;
+        expect_refused(zandrel_records_open("x", &form, &records),
+                       "argument form.field_columns" + reason);
+    }
+    const zandrel_setting setting = {"ClipValue", "2"};
+    zandrel_train_options options = {};
+    options.size = sizeof options;
+    options.settings = &setting;
+    options.setting_count = std::numeric_limits<std::size_t>::max();
+    zandrel_classifier* made = nullptr;
+    expect_refused(zandrel_train(examples.get(), &options, &made),
+                   "argument options.settings" + reason);
+}
+
 // The start is a struct of this version, the rest are members of a later one.
 struct Later_options {
     zandrel_classify_options known;
@@ -390,6 +447,53 @@ TEST_F(CTest, OptionsOfAnotherSizeAreRefusedUnlessTheRestIsZero) {
     expect_refused(zandrel_learn(classifier.get(), examples.get(), &learn_options), size_text);
     expect_refused(zandrel_records_open("x", &form, &records),
                    "argument form has a wrong size; set its member size to sizeof the struct");
+}
+
+// The options of three versions of a library: each one has a further member.
+struct First_options {
+    std::size_t size;
+    double share;
+};
+
+struct Second_options {
+    First_options first;
+    double weight;
+};
+
+struct Third_options {
+    Second_options second;
+    double limit;
+};
+
+TEST_F(CTest, OptionsOfAnEarlierVersionHaveTheDefaultOfNewMembers) {
+    const auto read = [](const auto& given) {
+        Second_options known = {};
+        zandrel::c::copy_options(&given, &known, sizeof known, sizeof(First_options), "options");
+        return known;
+    };
+    const auto message_of = [&](const auto& given) {
+        try {
+            read(given);
+        } catch (const zandrel::Error& error) {
+            EXPECT_EQ(error.code(), zandrel::Error_code::invalid_argument);
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    const First_options first = {sizeof first, 1.5};
+    EXPECT_EQ(read(first).first.size, sizeof(First_options));
+    EXPECT_EQ(read(first).first.share, 1.5);
+    EXPECT_EQ(read(first).weight, 0.0);
+    const Second_options second = {{sizeof second, 1.5}, 2.5};
+    EXPECT_EQ(read(second).first.share, 1.5);
+    EXPECT_EQ(read(second).weight, 2.5);
+    Third_options third = {{{sizeof third, 1.5}, 2.5}, 0.0};
+    EXPECT_EQ(read(third).weight, 2.5);
+    third.limit = 3.5;
+    EXPECT_EQ(message_of(third),
+              "argument options has members that this version of the library does not know");
+    EXPECT_EQ(message_of(First_options{sizeof(First_options) - 1, 1.5}),
+              "argument options has a wrong size; set its member size to sizeof the struct");
 }
 
 // A member that a later version adds behind such padding would lie inside the first size.
@@ -865,6 +969,24 @@ TEST_F(CTest, RecordAfterABadOneIsRead) {
     EXPECT_EQ(zandrel_last_error()->line, 2U);
     ASSERT_EQ(zandrel_records_next(records.get(), &record), ZANDREL_OK);
     EXPECT_STREQ(record->labels[0].data, "b");
+}
+
+// A program may report each failure and continue until there is no record.
+TEST_F(CTest, LoopOverADamagedFileEnds) {
+    // `printf 'x\tone\n' | gzip -n` without its last bytes
+    const std::string data = folder.write(
+        "data.tsv.gz",
+        std::string("\x1F\x8B\x08\x00\x00\x00\x00\x00\x00\x03\xAB\xE0\xCC\xCF\x4B", 15));
+    const Records records = opened_records(data);
+    const std::string message = data + ": the compressed data ends too early, after 15 bytes";
+    const zandrel_example* record = nullptr;
+    expect_failure(zandrel_records_next(records.get(), &record), ZANDREL_WRONG_DATA, message, data);
+    EXPECT_EQ(zandrel_records_next(records.get(), &record), ZANDREL_OK);
+    EXPECT_EQ(record, nullptr);
+    zandrel_classifier* classifier = nullptr;
+    expect_failure(zandrel_train_records(records.get(), nullptr, &classifier), ZANDREL_WRONG_DATA,
+                   message, data);
+    EXPECT_EQ(classifier, nullptr);
 }
 
 TEST_F(CTest, MissingDataFileIsNotFound) {

@@ -41,8 +41,7 @@ const char* name_of(Analysis_kind kind) {
 }
 
 std::optional<Analysis_kind> analysis_kind(std::string_view name) {
-    for (const Analysis_kind kind :
-         {Analysis_kind::kPhrases, Analysis_kind::kWords, Analysis_kind::kWhitespace}) {
+    for (const Analysis_kind kind : kAnalysisKinds) {
         if (name == name_of(kind)) {
             return kind;
         }

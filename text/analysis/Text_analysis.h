@@ -1,8 +1,9 @@
-// Text_analysis: the interface of all ways to convert a text to concepts. The library takes
-// concepts; this step is the application's.
+// Text_analysis: the interface of all ways to convert a text to concepts. The engine takes
+// concepts, so the text library makes them of texts.
 #ifndef ZANDREL_TEXT_ANALYSIS_TEXT_ANALYSIS_H_
 #define ZANDREL_TEXT_ANALYSIS_TEXT_ANALYSIS_H_
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <span>
@@ -51,12 +52,16 @@ public:
 
 enum class Analysis_kind { kPhrases, kWords, kWhitespace };
 
+// All kinds, in the order in which messages list them.
+inline constexpr std::array kAnalysisKinds = {Analysis_kind::kPhrases, Analysis_kind::kWords,
+                                              Analysis_kind::kWhitespace};
+
 struct Analysis_settings {
     Analysis_kind kind = Analysis_kind::kPhrases;
     std::string stem_language = {};  // empty: words stay as they are; not used by kWhitespace
 };
 
-// The name of a kind on the command line and in containers: "phrases", "words" or "whitespace".
+// The name of a kind for users and in containers: "phrases", "words" or "whitespace".
 const char* name_of(Analysis_kind kind);
 // Returns nothing for an unknown name.
 std::optional<Analysis_kind> analysis_kind(std::string_view name);

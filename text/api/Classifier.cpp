@@ -35,8 +35,8 @@ namespace zandrel {
 
 namespace {
 
-// Calls `work`, which may report progress.
-// RAISES: Error.
+// As with_errors. An exception of the progress function is reported before the interruption that
+// it caused.
 template <class Work>
 decltype(auto) with_progress(const Reported_progress& progress, Error_code of_data,
                              const Work& work) {
@@ -110,7 +110,7 @@ Analysis_settings analysis_for(const Records::Impl& records, const std::optional
     return wanted;
 }
 
-// The shares of the phases of a training or learning: analysing the texts, and the work itself.
+// The shares of the phases of train and learn: analysing the texts, and the work itself.
 const std::vector<double> kTrainingShares = {0.3, 0.7};
 
 Labelled_text message_of(const Text& text) {
@@ -198,7 +198,7 @@ Reasons reasons_of(Text_model& model, const Text& text, std::string_view node) {
 // its readers need the engine, and take turns.
 class Classifier::Impl {
 public:
-    // `name`: of the container, for messages.
+    // `name`: of the file from which the container was read; empty: none.
     // REQUIRES: the lock of the process.
     Impl(std::string name, std::unique_ptr<Engine_settings> settings,
          std::unique_ptr<Text_model> model, bool saves_compact)
@@ -235,7 +235,7 @@ public:
     void check_not_closed();
 
 private:
-    // RAISES: Error closed; Error failed after a learning that could not be undone.
+    // RAISES: Error closed; Error failed after a call of learn that could not be undone.
     void check_open() const;
 
     // Makes what readers use, after a change.
@@ -243,6 +243,8 @@ private:
     // The work needs the engine and the whole container.
     template <class Work>
     decltype(auto) in_turn(const Work& work);
+    // A message about the container, with the name of its file if there is one.
+    std::string about(const std::string& message) const;
     // RAISES: Error unsupported.
     void check_can_learn() const;
     void learn_texts(Data_texts& data, const Learn_options& options, CTProgress* progress);
@@ -259,19 +261,23 @@ private:
     const Analysis m_analysis;
     Reader_pool m_pool;
     std::vector<std::string> m_labels;
-    bool m_is_lost = false;  // closed, since a learning could not be undone
+    bool m_is_lost = false;  // closed, since a call of learn could not be undone
 };
 
 void Classifier::Impl::check_open() const {
     if (m_is_lost) {
-        throw Error(Error_code::failed,
-                    shown_file(m_name) +
-                        ": the container is lost, since a failed learning could not be undone",
-                    m_name);
+        throw Error(
+            Error_code::failed,
+            about("the container is lost, since a failed call of learn could not be undone"),
+            m_name);
     }
     if (m_model == nullptr) {
         throw Error(Error_code::closed, "the classifier is closed");
     }
+}
+
+std::string Classifier::Impl::about(const std::string& message) const {
+    return m_name.empty() ? message : shown_file(m_name) + ": " + message;
 }
 
 void Classifier::Impl::freeze() {
@@ -319,7 +325,7 @@ Reasons Classifier::Impl::explain(const Text& text, std::string_view node) {
                 return m_frozen->explain(text, node, m_pool.at(reader.place()));
             }
         }
-        prepare_to_explain();  // a learning may come in between, so we look again
+        prepare_to_explain();  // learn may come in between, so we look again
     }
 }
 
@@ -350,20 +356,19 @@ void Classifier::Impl::learn(const Read& read, const Learn_options& options) {
 }
 
 void Classifier::Impl::check_can_learn() const {
-    const std::string name = shown_file(m_name);
     if (m_is_cached) {
         throw Error(Error_code::unsupported,
-                    name + ": a container in cached form is changed in its file, not in memory",
+                    about("a container in cached form is changed in its file, not in memory"),
                     m_name);
     }
     if (m_model->manager()->m_compact || m_saves_compact) {
         throw Error(Error_code::unsupported,
-                    name + ": the container is compact and can only classify", m_name);
+                    about("the container is compact and can only classify"), m_name);
     }
 }
 
-// The copy is what a file of the container would be. It is needed only if the learning fails, but
-// the engine cannot undo a part of a learning.
+// The copy has the bytes that a file of the container would have. It is needed only if the work
+// fails, since the engine cannot undo a part of it.
 void Classifier::Impl::learn_texts(Data_texts& data, const Learn_options& options,
                                    CTProgress* progress) {
     qtPtr<qtBuffer> copy(new qtBuffer);
@@ -374,7 +379,12 @@ void Classifier::Impl::learn_texts(Data_texts& data, const Learn_options& option
         if (options.add_labels) {
             add_labels(data, *m_model);
         }
-        work_on_container(m_name, [&] { m_model->learn_and_empty(data.texts, progress, {}); });
+        const auto work = [&] { m_model->learn_and_empty(data.texts, progress, {}); };
+        if (m_name.empty()) {
+            work();
+        } else {
+            work_on_container(m_name, work);
+        }
         freeze();
     } catch (...) {
         restore(copy);
@@ -396,7 +406,7 @@ void Classifier::Impl::restore(qtPtr<qtBuffer>& copy) {
         m_is_lost = false;
     } catch (...) {
         m_frozen.reset();
-        m_model.reset();  // the error of the learning is the one to report
+        m_model.reset();  // the first error is the one to report
     }
 }
 
@@ -408,8 +418,7 @@ void Classifier::Impl::save(const std::string& path) {
     check_path(path);
     if (m_is_cached) {
         throw Error(Error_code::unsupported,
-                    shown_file(m_name) + ": a container in cached form is in its file already",
-                    m_name);
+                    about("a container in cached form is in its file already"), m_name);
     }
     const Kc_lock lock(path);
     check_overwriting(lock.target(), true, "saving");
@@ -480,8 +489,8 @@ Classifier Classifier::Impl::train(const Prepare& prepare, const Train_options& 
         Data_texts data;
         const Analysis_settings analysis = prepare(data);
         auto model = train_model(data, analysis, settings.get(), options, progress.pointer());
-        Classifier trained(std::make_unique<Impl>("the container", std::move(settings),
-                                                  std::move(model), options.compact));
+        Classifier trained(
+            std::make_unique<Impl>("", std::move(settings), std::move(model), options.compact));
         progress.complete();
         return trained;
     });

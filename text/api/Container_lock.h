@@ -9,8 +9,9 @@
 
 namespace zandrel {
 
-// Everything that uses the engine itself has this lock: the dictionary of concepts and some
-// switches of the engine belong to the process. A thread takes it before the lock of a container.
+// A thread that uses the engine has this lock, unless it only reads through a frozen tree: the
+// dictionary of concepts and some switches of the engine belong to the process. A thread takes it
+// before the lock of a container.
 inline std::mutex& engine_mutex() {
     static std::mutex mutex;
     return mutex;

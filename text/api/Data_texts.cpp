@@ -121,6 +121,18 @@ Field field_of(const Pair& pair, const std::string& value) {
     }
 }
 
+// For example "phrases, words or whitespace".
+std::string names_of_kinds() {
+    std::string names;
+    for (const Analysis_kind kind : kAnalysisKinds) {
+        if (!names.empty()) {
+            names += kind == kAnalysisKinds.back() ? " or " : ", ";
+        }
+        names += name_of(kind);
+    }
+    return names;
+}
+
 Labelled_text text_of(const Example& example) {
     Label_list labels;
     for (const std::string& label : example.labels) {
@@ -139,8 +151,8 @@ Labelled_text text_of(const Example& example) {
 Analysis_settings settings_of(const Analysis& analysis) {
     const std::optional<Analysis_kind> kind = analysis_kind(analysis.kind);
     if (!kind) {
-        refuse_argument("unknown text analysis \"" + shown_value(analysis.kind) +
-                        "\"; it can be phrases, words or whitespace");
+        refuse_argument("unknown text analysis \"" + shown_value(analysis.kind) + "\"; it can be " +
+                        names_of_kinds());
     }
     const std::vector<std::string> languages = stem_languages();
     if (!analysis.stem.empty() &&

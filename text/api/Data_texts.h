@@ -1,5 +1,5 @@
-// Data_texts: the labelled texts of the public interface in the form of the text library's own
-// sources.
+// Data_texts: converts values of the public interface, such as examples and fields, to those of the
+// text library's own sources, and back.
 #ifndef ZANDREL_TEXT_API_DATA_TEXTS_H_
 #define ZANDREL_TEXT_API_DATA_TEXTS_H_
 
@@ -19,7 +19,7 @@
 
 namespace zandrel {
 
-// The texts of one training or learning.
+// The texts of one call of train or learn.
 struct Data_texts {
     std::vector<Labelled_text> texts = {};
     std::string file = {};  // empty: examples of the caller, whose `line` is their number from 1

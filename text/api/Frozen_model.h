@@ -20,7 +20,7 @@ class zeManager;
 
 namespace zandrel {
 
-// What one thread needs for a text. It is kept for the next text, which then allocates little.
+// The tools of one thread for a text. They are kept for the next text, which then allocates little.
 class Reader_tools {
 public:
     explicit Reader_tools(const Analysis_settings& settings)

@@ -3,6 +3,7 @@
 #include "zandrel/text/Records.h"
 
 #include <algorithm>
+#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -131,10 +132,27 @@ bool Records::Impl::next(Example& record) {
     return true;
 }
 
+// After a failure of the file the reader may have lost bytes, or may not know its columns, so we do
+// not call it again.
+bool Records::Impl::read(Data_record& record) {
+    if (m_failure != nullptr) {
+        return false;
+    }
+    try {
+        if (m_reader->next(record)) {
+            return true;
+        }
+        m_first_row.check(m_path);
+        return false;
+    } catch (...) {
+        m_failure = std::current_exception();
+        throw;
+    }
+}
+
 bool Records::Impl::next_text(Labelled_text& text) {
     Data_record record;
-    if (!m_reader->next(record)) {
-        m_first_row.check(m_path);
+    if (!read(record)) {
         return false;
     }
     m_first_row.add(record);
@@ -153,6 +171,9 @@ Data_texts Records::Impl::rest() {
     if (!m_has_labels) {
         throw Error(Error_code::invalid_argument,
                     shown_file(m_path) + ": its records are read without labels", m_path);
+    }
+    if (m_failure != nullptr) {
+        std::rethrow_exception(m_failure);
     }
     Data_texts data = {{}, m_path};
     Labelled_text text;

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_TEXT_API_RECORDS_IMPL_H_
 #define ZANDREL_TEXT_API_RECORDS_IMPL_H_
 
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,17 +32,20 @@ public:
     // The analysis of a corpus file that notes one.
     std::optional<Analysis_settings> analysis() const;
 
+    // Returns false at the end, and after a failure of the file itself.
     // RAISES: Data_error for a bad record, or one without a label; Input_error.
     bool next(Example& record);
 
     // Takes the remaining records. The texts of a corpus file stay in it. If an error is raised,
-    // the records before it are lost.
+    // the records before it are lost. A failure of the file itself is raised again, since otherwise
+    // a part of the file would look like the whole.
     // REQUIRES: of a corpus file, the lock of the process.
     // RAISES: as `next`, and Data_error if there is no record; Error invalid_argument if the
     // records are read without labels.
     Data_texts rest();
 
 private:
+    bool read(Data_record& record);
     bool next_text(Labelled_text& text);
     Labelled_text stored_text(std::size_t number) const;
 
@@ -50,6 +54,7 @@ private:
     std::unique_ptr<Data_input> m_input;
     std::unique_ptr<Data_reader> m_reader;  // null: a corpus file
     First_row_check m_first_row;
+    std::exception_ptr m_failure;                   // of the file itself; null: none
     std::shared_ptr<const Stored_corpus> m_corpus;  // null: another file
     std::size_t m_number = 0;                       // of the next message of the corpus
 };

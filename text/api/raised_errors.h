@@ -14,8 +14,8 @@ namespace zandrel {
 // RAISES: Error.
 [[noreturn]] void raise_as_error(Error_code of_data);
 
-// Calls `work`.
-// RAISES: Error.
+// So that no other exception leaves the library.
+// RAISES: Error; `of_data`: as above.
 template <class Work>
 decltype(auto) with_errors(Error_code of_data, const Work& work) {
     try {

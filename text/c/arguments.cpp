@@ -2,7 +2,9 @@
 #include "text/c/arguments.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <type_traits>
 #include <utility>
@@ -23,24 +25,39 @@ static_assert(static_cast<int>(Field::Type::number) == ZANDREL_NUMBER);
 static_assert(static_cast<int>(Field::Type::date) == ZANDREL_DATE);
 static_assert(static_cast<int>(Field::Type::boolean) == ZANDREL_BOOLEAN);
 
-// Returns the options that the caller gave. A caller with a later header has members that we do not
-// know. If they are 0, the caller does not use them, and we can ignore them. A caller with an
-// earlier header than the first one does not exist, so a smaller size is a mistake.
+// The size of each struct in the first version. A new member does not change it, so callers with an
+// earlier header continue to work: such a caller gives a size from the first one on.
+template <class Options>
+constexpr std::size_t kFirstSize = 0;
+template <>
+constexpr std::size_t kFirstSize<zandrel_open_options> = offsetof(zandrel_open_options, user_data) +
+                                                         sizeof(void*);
+template <>
+constexpr std::size_t kFirstSize<zandrel_train_options> = offsetof(zandrel_train_options,
+                                                                   user_data) +
+                                                          sizeof(void*);
+template <>
+constexpr std::size_t kFirstSize<zandrel_learn_options> = offsetof(zandrel_learn_options,
+                                                                   user_data) +
+                                                          sizeof(void*);
+template <>
+constexpr std::size_t kFirstSize<zandrel_classify_options> = offsetof(zandrel_classify_options,
+                                                                      threshold) +
+                                                             sizeof(double);
+template <>
+constexpr std::size_t kFirstSize<zandrel_record_form> = offsetof(zandrel_record_form,
+                                                                 label_separator) +
+                                                        sizeof(const char*);
+
 template <class Options>
 Options read_options(const Options* given, const char* name) {
-    static_assert(std::is_trivially_copyable_v<Options>);
-    if (given == nullptr) {
-        return {};
+    static_assert(std::is_trivially_copyable_v<Options> && offsetof(Options, size) == 0);
+    static_assert(kFirstSize<Options> > 0);
+    Options known = {};
+    if (given != nullptr) {
+        copy_options(given, &known, sizeof known, kFirstSize<Options>, name);
     }
-    if (given->size < sizeof(Options) || given->size > kLargestOptions) {
-        refuse({name}, "has a wrong size; set its member size to sizeof the struct");
-    }
-    const auto* const bytes = static_cast<const char*>(static_cast<const void*>(given));
-    if (std::any_of(bytes + sizeof(Options), bytes + given->size,
-                    [](char byte) { return byte != 0; })) {
-        refuse({name}, "has members that this version of the library does not know");
-    }
-    return *given;
+    return known;
 }
 
 std::string string_or_nothing(const char* text) {
@@ -60,9 +77,7 @@ std::optional<Analysis> analysis_of(const char* kind, const char* stem) {
 }
 
 std::vector<Field> fields_of(const zandrel_text& text, const Argument& argument) {
-    if (text.field_count > 0) {
-        need(text.fields, {"fields", &argument});
-    }
+    need_array<Field>(text.fields, text.field_count, {"fields", &argument});
     std::vector<Field> fields;
     fields.reserve(text.field_count);
     for (std::size_t i = 0; i < text.field_count; ++i) {
@@ -81,9 +96,7 @@ std::vector<Field> fields_of(const zandrel_text& text, const Argument& argument)
 
 std::vector<std::string> strings_of(const char* const* strings, std::size_t count,
                                     const Argument& argument) {
-    if (count > 0) {
-        need(strings, argument);
-    }
+    need_array<std::string>(strings, count, argument);
     std::vector<std::string> result;
     result.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -95,9 +108,7 @@ std::vector<std::string> strings_of(const char* const* strings, std::size_t coun
 
 std::map<std::string, std::string> settings_of(const zandrel_train_options& options,
                                                const Argument& argument) {
-    if (options.setting_count > 0) {
-        need(options.settings, {"settings", &argument});
-    }
+    need_array<zandrel_setting>(options.settings, options.setting_count, {"settings", &argument});
     std::map<std::string, std::string> settings;
     for (std::size_t i = 0; i < options.setting_count; ++i) {
         const Argument place = {"settings", &argument, i};
@@ -125,6 +136,21 @@ void refuse(const Argument& argument, const char* reason) {
     throw Error(Error_code::invalid_argument, "argument " + argument.text() + " " + reason);
 }
 
+void copy_options(const void* given, void* known, std::size_t known_size, std::size_t first_size,
+                  const char* name) {
+    std::size_t size = 0;
+    std::memcpy(&size, given, sizeof size);
+    if (size < first_size || size > kLargestOptions) {
+        refuse({name}, "has a wrong size; set its member size to sizeof the struct");
+    }
+    const auto* const bytes = static_cast<const char*>(given);
+    const std::size_t common = std::min(size, known_size);
+    if (std::any_of(bytes + common, bytes + size, [](char byte) { return byte != 0; })) {
+        refuse({name}, "has members that this version of the library does not know");
+    }
+    std::memcpy(known, given, common);
+}
+
 std::string_view view_of(const char* data, std::size_t length, const Argument& argument) {
     if (length == 0) {
         return {};
@@ -149,7 +175,7 @@ Example example_of(const zandrel_example& example, const Argument& argument) {
     if (example.label_count == 0) {
         refuse(argument, "has no label");
     }
-    need(example.labels, {"labels", &argument});
+    need_array<std::string>(example.labels, example.label_count, {"labels", &argument});
     Example result;
     result.labels.reserve(example.label_count);
     for (std::size_t i = 0; i < example.label_count; ++i) {

@@ -2,7 +2,9 @@
 #ifndef ZANDREL_TEXT_C_ARGUMENTS_H_
 #define ZANDREL_TEXT_C_ARGUMENTS_H_
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +40,34 @@ void need(Pointer pointer, const Argument& argument) {
         refuse(argument, "is NULL");
     }
 }
+
+// Returns false for a count that is too large for an array of Element or of Result.
+template <class Result, class Element>
+constexpr bool can_be_count(std::size_t count) {
+    return count <=
+           static_cast<std::size_t>(PTRDIFF_MAX) / std::max(sizeof(Result), sizeof(Element));
+}
+
+// Checks an array that becomes a vector of Result.
+// RAISES: Error with invalid_argument for null, unless `count` is 0, and for a count that is too
+// large.
+template <class Result, class Element>
+void need_array(const Element* first, std::size_t count, const Argument& argument) {
+    if (!can_be_count<Result, Element>(count)) {
+        refuse(argument, "has more elements than any array can have");
+    }
+    if (count > 0) {
+        need(first, argument);
+    }
+}
+
+// Copies the options of a caller to `known`, the zeroed options of this version, with `known_size`
+// bytes. Both structs begin with their size. A caller with an earlier header gives a shorter
+// struct: members that it lacks remain 0. A caller with a later header gives members that we do not
+// know. If they are 0, the caller does not use them, and we can ignore them. `first_size`: the size
+// of the struct in the first version that had it. RAISES: Error with invalid_argument.
+void copy_options(const void* given, void* known, std::size_t known_size, std::size_t first_size,
+                  const char* name);
 
 // Runs `make`, which returns a std::unique_ptr, and gives the object to the caller. After a failure
 // `*result` is null.

@@ -1,10 +1,25 @@
 // The last failure of each thread, and the translation of exceptions to codes.
+//
+// C programs often clean up in handlers of atexit and in destructors of the keys of threads. The C
+// library runs both after the destructors of thread_local objects. So the strings of a failure are
+// such an object, but all other parts have no destructor, and can be used until the thread is gone:
+//
+//   open fails         s_last_error points into s_texts
+//   the thread ends    ~Texts copies its strings to s_late_texts, and s_last_error points to these
+//   a handler: save    a further failure is written to s_late_texts, without any allocation
+//
+// The late texts have a fixed size, since a string that is allocated so late is never freed. (A
+// thread whose first failure is that late keeps the strings of that one failure.)
 #include "text/c/calls.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include "zandrel/text/Error.h"
 
@@ -32,41 +47,94 @@ static_assert(is_same(Error_code::out_of_memory, ZANDREL_OUT_OF_MEMORY));
 static_assert(is_same(Error_code::closed, ZANDREL_CLOSED));
 static_assert(is_same(Error_code::failed, ZANDREL_FAILED));
 
-class Last_failure {
+// Each thread has its own, so no lock is needed.
+constinit thread_local zandrel_error s_last_error = {ZANDREL_OK, "", "", 0};
+
+// The texts of the last failure after the destructor of s_texts.
+class Late_texts {
 public:
+    bool are_used() const noexcept { return m_are_used; }
+
+    // A message that is too long is cut at the border of a character. A part of the name of a file
+    // would be another file, so such a name is left out.
+    void note(zandrel_code code, std::string_view message, std::string_view file,
+              std::size_t line) noexcept {
+        m_are_used = true;
+        std::size_t size = std::min(message.size(), m_message.size() - 1);
+        while (size > 0 && size < message.size() && is_inside_character(message[size])) {
+            --size;
+        }
+        write(message.substr(0, size), m_message.data());
+        write(file.size() < m_file.size() ? file : std::string_view(), m_file.data());
+        s_last_error = {code, m_message.data(), m_file.data(), line};
+    }
+
+private:
+    static bool is_inside_character(char byte) noexcept {
+        return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+    }
+
+    static void write(std::string_view text, char* to) noexcept {
+        *std::copy(text.begin(), text.end(), to) = '\0';
+    }
+
+    bool m_are_used = false;
+    std::array<char, 1024> m_message = {};
+    std::array<char, 512> m_file = {};
+};
+
+static_assert(std::is_trivially_destructible_v<Late_texts>);
+constinit thread_local Late_texts s_late_texts;
+
+zandrel_code note_lack_of_memory() noexcept {
+    s_last_error = {ZANDREL_OUT_OF_MEMORY, "out of memory", "", 0};
+    return s_last_error.code;
+}
+
+class Texts {
+public:
+    Texts() = default;
+    Texts(const Texts&) = delete;
+    Texts& operator=(const Texts&) = delete;
+
+    ~Texts() {
+        s_late_texts.note(s_last_error.code, s_last_error.message, s_last_error.file,
+                          s_last_error.line);
+    }
+
     // Without memory for the message, the failure is the lack of memory.
-    zandrel_code note(Error_code code, const char* message, const std::string& file = {},
-                      std::size_t line = 0) noexcept {
+    void note(zandrel_code code, const char* message, const std::string& file,
+              std::size_t line) noexcept {
         try {
-            // Copies first: `message` may be the text of the failure before.
             std::string new_message = message;
             std::string new_file = file;
             m_message.swap(new_message);
             m_file.swap(new_file);
         } catch (...) {
-            return note_lack_of_memory();
+            note_lack_of_memory();
+            return;
         }
-        m_view = {static_cast<zandrel_code>(code), m_message.c_str(), m_file.c_str(), line};
-        return m_view.code;
+        s_last_error = {code, m_message.c_str(), m_file.c_str(), line};
     }
-
-    // Allocates nothing.
-    zandrel_code note_lack_of_memory() noexcept {
-        m_view = {ZANDREL_OUT_OF_MEMORY, "out of memory", "", 0};
-        return m_view.code;
-    }
-
-    const zandrel_error* view() const noexcept { return &m_view; }
 
 private:
     std::string m_message;
     std::string m_file;
-    zandrel_error m_view = {ZANDREL_OK, "", "", 0};
 };
 
-// Each thread has its own, so no lock is needed. A shared library that is unloaded stays until the
-// destructors of all threads have run.
-thread_local Last_failure s_last_failure;
+// A shared library that is unloaded stays until the destructors of all threads have run.
+thread_local Texts s_texts;
+
+zandrel_code note(Error_code code, const char* message, const std::string& file = {},
+                  std::size_t line = 0) noexcept {
+    const auto number = static_cast<zandrel_code>(code);
+    if (s_late_texts.are_used()) {
+        s_late_texts.note(number, message, file, line);
+    } else {
+        s_texts.note(number, message, file, line);
+    }
+    return s_last_error.code;
+}
 
 thread_local bool s_is_in_progress = false;
 
@@ -86,13 +154,13 @@ zandrel_code note_failure() noexcept {
     try {
         throw;
     } catch (const Error& error) {
-        return s_last_failure.note(error.code(), error.what(), error.file(), error.line());
+        return note(error.code(), error.what(), error.file(), error.line());
     } catch (const std::bad_alloc&) {
-        return s_last_failure.note_lack_of_memory();
+        return note_lack_of_memory();
     } catch (const std::exception& error) {
-        return s_last_failure.note(Error_code::failed, error.what());
+        return note(Error_code::failed, error.what());
     } catch (...) {
-        return s_last_failure.note(Error_code::failed, "unknown exception");
+        return note(Error_code::failed, "unknown exception");
     }
 }
 
@@ -116,7 +184,7 @@ Progress_function progress_of(zandrel_progress callback, void* user_data) {
 }  // namespace zandrel::c
 
 const zandrel_error* zandrel_last_error() {
-    return zandrel::c::s_last_failure.view();
+    return &zandrel::c::s_last_error;
 }
 
 const char* zandrel_code_name(zandrel_code code) {

@@ -20,9 +20,11 @@
 #include "text/c/results.h"
 
 using zandrel::Classifier;
+using zandrel::c::can_be_count;
 using zandrel::c::guarded;
 using zandrel::c::guarded_making;
 using zandrel::c::need;
+using zandrel::c::need_array;
 using zandrel::c::options_of;
 using zandrel::c::Owned_labels;
 using zandrel::c::Owned_names;
@@ -140,14 +142,12 @@ zandrel_code zandrel_classify(const zandrel_classifier* classifier, const char* 
 zandrel_code zandrel_classify_texts(const zandrel_classifier* classifier, const zandrel_text* texts,
                                     std::size_t count, const zandrel_classify_options* options,
                                     zandrel_labels** labels) {
-    if (labels != nullptr) {
+    if (labels != nullptr && can_be_count<zandrel::Text, zandrel_text>(count)) {
         std::fill_n(labels, count, nullptr);
     }
     return guarded([&] {
-        if (count > 0) {
-            need(labels, {"labels"});
-            need(texts, {"texts"});
-        }
+        need_array<zandrel::Text>(texts, count, {"texts"});
+        need_array<zandrel::Text>(labels, count, {"labels"});
         const std::vector<zandrel::Text> converted = texts_of(texts, count);
         give_labels(opened(classifier).classify(std::span(converted), options_of(options)), labels);
     });
@@ -178,16 +178,20 @@ zandrel_code zandrel_label_names(const zandrel_classifier* classifier, zandrel_n
 
 zandrel_code zandrel_analysis(const zandrel_classifier* classifier, const char** kind,
                               const char** stem) {
-    const char* unused = nullptr;
-    const char*& given_kind = kind == nullptr ? unused : *kind;
-    const char*& given_stem = stem == nullptr ? unused : *stem;
-    given_kind = nullptr;
-    given_stem = nullptr;
-    return guarded([&] {
+    const char* own_kind = nullptr;
+    const char* own_stem = nullptr;
+    const zandrel_code code = guarded([&] {
         const zandrel::Analysis& analysis = opened(classifier).analysis();
-        given_kind = analysis.kind.c_str();
-        given_stem = analysis.stem.c_str();
+        own_kind = analysis.kind.c_str();
+        own_stem = analysis.stem.c_str();
     });
+    if (kind != nullptr) {
+        *kind = own_kind;
+    }
+    if (stem != nullptr) {
+        *stem = own_stem;
+    }
+    return code;
 }
 
 zandrel_code zandrel_close(zandrel_classifier* classifier) {

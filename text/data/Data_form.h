@@ -1,4 +1,4 @@
-// Data_form: the form of data files, as the options of the command line describe it.
+// Data_form: the form of data files, as the caller describes it.
 #ifndef ZANDREL_TEXT_DATA_DATA_FORM_H_
 #define ZANDREL_TEXT_DATA_DATA_FORM_H_
 

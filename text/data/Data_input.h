@@ -1,4 +1,4 @@
-// Data_input: a data file or standard input, as named on the command line.
+// Data_input: a data file or standard input, as the caller named it.
 #ifndef ZANDREL_TEXT_DATA_DATA_INPUT_H_
 #define ZANDREL_TEXT_DATA_DATA_INPUT_H_
 

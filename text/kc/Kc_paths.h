@@ -1,4 +1,4 @@
-// Kc_paths: nodes of a knowledge container as the command line names them.
+// Kc_paths: nodes of a knowledge container as the caller names them.
 #ifndef ZANDREL_TEXT_KC_KC_PATHS_H_
 #define ZANDREL_TEXT_KC_KC_PATHS_H_
 

@@ -16,7 +16,7 @@ namespace zandrel {
 constexpr const char* kAnalysisKey = "zandrel.analysis";
 constexpr const char* kStemKey = "zandrel.stem";
 
-// The analysis that the user gave on the command line.
+// The analysis that the caller gave.
 struct Given_analysis {
     std::optional<Analysis_kind> kind = std::nullopt;
     std::string stem_language = {};  // empty: not given

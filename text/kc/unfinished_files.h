@@ -1,5 +1,5 @@
-// unfinished_files: what a process needs to know about the files that this library is changing, to
-// end at any moment.
+// unfinished_files: the files to remove if the process ends now, the signals that wait while a file
+// is put into place, and a note of each change.
 #ifndef ZANDREL_TEXT_KC_UNFINISHED_FILES_H_
 #define ZANDREL_TEXT_KC_UNFINISHED_FILES_H_
 
@@ -10,8 +10,9 @@
 
 namespace zandrel {
 
-// The library handles no signals: that is up to its process. The program removes the unfinished
-// files in its handlers, and reports a change that was made (cli/process/ending_signals.h).
+// The library installs no signal handlers: that is up to its process. The program removes the
+// unfinished files in its handlers, and reports a change that was made
+// (cli/process/ending_signals.h).
 
 // They come from a closed terminal, from Ctrl-C, and from the system or `kill`.
 inline constexpr std::array<int, 3> kEndingSignals = {SIGHUP, SIGINT, SIGTERM};

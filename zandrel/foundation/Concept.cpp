@@ -16,7 +16,7 @@
 
 using zandrel::detail::Concept_arena;
 
-constinit Concept::Empty_record Concept::s_empty = {kEmptyNumber, {0, 0, kForever}, '\0'};
+constinit Concept::Empty_record Concept::s_empty = {{0, 0, kForever}, '\0'};
 
 namespace {
 

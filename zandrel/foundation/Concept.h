@@ -106,7 +106,6 @@ private:
     friend class zandrel::detail::Uncounted_concept;
 
     static constexpr std::uint32_t kForever = 0xFFFFFFFF;
-    static constexpr std::uint32_t kEmptyNumber = 0xFFFFFFFE;
 
     // The head of a record. The bytes of the text and a zero byte follow it in the same block.
     struct Record {
@@ -127,9 +126,9 @@ private:
         }
     }
 
-    // A record that is not in the dictionary has a number in front; see Uncounted_concept.
+    // The record is the first member: programs that were compiled with an earlier version have the
+    // address of `s_empty` as that of the record.
     struct Empty_record {
-        std::uint32_t number;
         Record record;
         char end;  // the empty text's zero byte
     };

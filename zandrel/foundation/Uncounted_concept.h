@@ -29,8 +29,8 @@ class Uncounted_concept {
 public:
     // For records that need no number.
     static constexpr std::uint32_t kNoNumber = 0xFFFFFFFF;
-    // The number of the empty text.
-    static constexpr std::uint32_t kEmptyNumber = Concept::kEmptyNumber;
+    // The number of the empty text, whose record has no number in front.
+    static constexpr std::uint32_t kEmptyNumber = 0xFFFFFFFE;
 
     static std::uint32_t hash_of(std::string_view text) noexcept { return Concept::hash_of(text); }
 
@@ -66,6 +66,9 @@ public:
     // RAISES: the assertion "is_uncounted(word)" for a concept of the dictionary, which has none.
     static std::uint32_t number(const Concept& word) {
         ZANDREL_ASSERT(word.m_record->count == Concept::kForever, "is_uncounted(word)");
+        if (word.empty()) {
+            return kEmptyNumber;
+        }
         std::uint32_t number = 0;
         std::memcpy(&number, reinterpret_cast<const std::byte*>(word.m_record) - kNumberSize,
                     kNumberSize);

@@ -37,6 +37,17 @@ void Frozen_call::clear() noexcept {
     m_words.clear();
 }
 
+// A bag that is in another slot of the message remains there.
+void Frozen_call::renew_bag() {
+    if (m_bag.use_count() > 1) {
+        m_bag = qtPtrLight<zeSml>(new zeSml(0.0));
+    }
+    m_bag->m_concepts.clear();
+    m_bag->m_total_weight = 0.0;
+    m_bag->m_clip_value = 0.0;
+    m_bag->m_is_new = true;
+}
+
 // A new feeder needs a little memory. If there is none, the old one is kept.
 void Frozen_call::release_memory() noexcept {
     m_bag->m_concepts.clear();
@@ -65,8 +76,8 @@ Concept Frozen_message::word(std::string_view text) {
 }
 
 void Frozen_message::take_bag() {
-    m_call.m_bag->m_concepts.clear();
-    m_call.m_bag->m_total_weight = 0.0;
+    m_call.m_msg->smls[0].reset();
+    m_call.renew_bag();
     m_call.m_bag->feed(std::move(m_call.m_feeder));
     m_call.m_msg->smls[0] = m_call.m_bag;
 }

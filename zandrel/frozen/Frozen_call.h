@@ -33,6 +33,7 @@ private:
     friend class Frozen_message;
 
     void clear() noexcept;
+    void renew_bag();
     void release_memory() noexcept;
 
     // Handles are destroyed before the records of their words, so the words are the first member.
@@ -79,7 +80,7 @@ public:
     zeSml_feeder& feeder() noexcept { return m_call.m_feeder; }
 
     // Makes a bag without a clip value of what is in the feeder, puts it into slot 0 and empties
-    // the feeder.
+    // the feeder. The bag that was in slot 0 is reused, unless another slot has it too.
     void take_bag();
 
     // Replaces the message by a copy of a message of the engine: bags, pairs, weight and active

@@ -70,12 +70,29 @@ std::unique_ptr<MatchExp> copy_of(const MatchExp& tree, const Frozen_words& word
     return std::move(copies[0]);
 }
 
+// The other leaves are not larger than a constant, whose text is shared with the original.
+std::size_t size_of(const MatchExp& expression) {
+    if (dynamic_cast<const MatchExpNode*>(&expression) != nullptr) {
+        return sizeof(MatchExpNode);
+    }
+    return dynamic_cast<const zeConceptInDoc*>(&expression) != nullptr ? sizeof(zeConceptInDoc)
+                                                                       : sizeof(MatchExpConst);
+}
+
 }  // namespace
 
 Frozen_rule::Frozen_rule(const MatchExp& tree, const Frozen_words& words)
     : m_root(copy_of(tree, words)), m_code(*m_root) {}
 
 Frozen_rule::~Frozen_rule() = default;
+
+std::size_t Frozen_rule::memory_use() const {
+    std::size_t bytes = m_code.instructions().capacity() * sizeof(Rule_code::Instruction);
+    for (const Place& place : places_of(*m_root)) {
+        bytes += size_of(*place.expression);
+    }
+    return bytes;
+}
 
 void Frozen_rule::add_words(const MatchExp& tree, Frozen_words::List& words) {
     for (const Place& place : places_of(tree)) {

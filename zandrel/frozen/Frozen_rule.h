@@ -3,6 +3,7 @@
 #ifndef ZANDREL_FROZEN_FROZEN_RULE_H_
 #define ZANDREL_FROZEN_FROZEN_RULE_H_
 
+#include <cstddef>
 #include <memory>
 
 #include "zandrel/classification/MatchExp.h"
@@ -31,6 +32,10 @@ public:
     double Evaluate(DocInfo& info) const { return m_code.evaluate(info); }
 
     const MatchExp& root() const noexcept { return *m_root; }
+
+    // In bytes, without this object.
+    // COST: linear in the tree.
+    std::size_t memory_use() const;
 
     // Adds the concepts of a rule to a list of words.
     static void add_words(const MatchExp& tree, Frozen_words::List& words);

@@ -37,12 +37,19 @@ namespace zandrel::detail {
 namespace {
 
 Get_answers all_answers(const zeStat_matcher& matcher, zeStat_matcher::Sums&& sums,
-                        double node_score, double threshold) {
-    return [&matcher, node_score, threshold, kept = std::move(sums)] {
+                        double node_score, double threshold, bool uses_tables) {
+    return [&matcher, node_score, threshold, uses_tables, kept = std::move(sums)] {
         zeResult_set all(threshold, -1);
-        matcher.add_answers(kept, all, node_score, false);
+        matcher.add_answers(kept, all, node_score, false, uses_tables);
         return std::move(all.results);
     };
+}
+
+// A hash table has a pointer for each bucket, and an element has a pointer to the next one.
+template <class Table>
+std::size_t memory_of_table(const Table& table) {
+    return sizeof(void*) * table.bucket_count() +
+           (sizeof(void*) + sizeof(typename Table::value_type)) * table.size();
 }
 
 }  // namespace
@@ -58,15 +65,17 @@ struct Frozen_tree::Matcher {
         return rows.find(Uncounted_concept::number(word));
     }
 
-    zeStat_matcher::Sums sum_up(const zeSml& bag, Tables tables) const {
+    zeStat_matcher::Sums sum_up(const zeSml& bag) const {
         const Clipped_bag clipped(bag, storage().m_clip_value);
         zeStat_matcher::Sums sums{std::vector<double>(storage().m_profiles.size()),
-                                  clipped.total_weight(), tables == Tables::kOn};
+                                  clipped.total_weight()};
         add_weights(
             matcher.m_table, [this](const Concept& word) { return row(word); }, storage(), clipped,
             [first = sums.by_profile.data()](int iprofile) -> double& { return first[iprofile]; });
         return sums;
     }
+
+    std::size_t memory_use() const { return sizeof(Matcher) + rows.memory_use(); }
 
     const zeStat_matcher& matcher;
     Row_index rows;
@@ -78,6 +87,14 @@ struct Frozen_tree::Switcher {
         for (const auto& [child, rule] : frozen.m_rules) {
             rules.try_emplace(child, rule.root(), words);
         }
+    }
+
+    std::size_t memory_use() const {
+        std::size_t bytes = sizeof(Switcher) + memory_of_table(rules);
+        for (const auto& [child, rule] : rules) {
+            bytes += rule.memory_use();
+        }
+        return bytes;
     }
 
     const zeSwitcher& switcher;
@@ -94,7 +111,7 @@ struct Frozen_tree::Classifier {
 class Frozen_tree::Call {
 public:
     Call(const Frozen_tree& tree, zeMsg& msg, Tables tables)
-        : m_tree(tree), m_msg(msg), m_tables(tables) {}
+        : m_tree(tree), m_msg(msg), m_uses_tables(tables == Tables::kOn) {}
 
     const Classifier* find(const zeNode* node) const { return m_tree.find(node); }
 
@@ -110,8 +127,8 @@ public:
         const qtPtrLight<zeSml>& bag = m_msg.active_bag();
         if (!bag.IsNull()) {
             const Matcher& frozen = *classifier.matcher;
-            frozen.matcher.add_answers(frozen.sum_up(*bag, m_tables), answers, node_score,
-                                       use_thresholds);
+            frozen.matcher.add_answers(frozen.sum_up(*bag), answers, node_score, use_thresholds,
+                                       m_uses_tables);
         }
     }
 
@@ -124,9 +141,9 @@ public:
             return {};
         }
         const zeStat_matcher& matcher = classifier.matcher->matcher;
-        zeStat_matcher::Sums sums = classifier.matcher->sum_up(*bag, m_tables);
-        matcher.add_best_answers(sums, answers);
-        return all_answers(matcher, std::move(sums), from.score, answers.threshold);
+        zeStat_matcher::Sums sums = classifier.matcher->sum_up(*bag);
+        matcher.add_best_answers(sums, answers, m_uses_tables);
+        return all_answers(matcher, std::move(sums), from.score, answers.threshold, m_uses_tables);
     }
 
     static void note_asked() {}  // the count of the process is not for several threads
@@ -142,7 +159,7 @@ public:
 private:
     const Frozen_tree& m_tree;
     zeMsg& m_msg;
-    Tables m_tables;
+    bool m_uses_tables;
 };
 
 Frozen_tree::Frozen_tree(zeManager& manager)
@@ -348,11 +365,13 @@ bool Frozen_tree::has_learned(const Concept& word) const {
 }
 
 std::size_t Frozen_tree::memory_use() const {
-    std::size_t bytes = m_words.memory_use() + m_learned.memory_use();
+    std::size_t bytes = m_words.memory_use() + m_learned.memory_use() +
+                        m_matchers.capacity() * sizeof(zeStat_matcher*) +
+                        memory_of_table(m_classifiers);
     for (const auto& [node, classifier] : m_classifiers) {
-        if (classifier->matcher != nullptr) {
-            bytes += classifier->matcher->rows.memory_use() + sizeof(Matcher);
-        }
+        bytes += sizeof(Classifier) + (classifier->matcher != nullptr
+                                           ? classifier->matcher->memory_use()
+                                           : classifier->switcher->memory_use());
     }
     return bytes;
 }

@@ -30,8 +30,11 @@ enum class Tables { kOn, kOff };
 // concepts, nor the tree's count, nor g_ClassifyCount, nor an accumulator of a profile.
 //
 // Every sum starts with 0. The engine's first sum starts with the accumulator of the profile, which
-// is not 0 only after a likelihood pass that was interrupted or had profiles that take no part. In
-// such a container the first answer of the engine differs, and all further ones are equal.
+// is not 0 in two cases only. A likelihood pass was interrupted; or the profile took no part in the
+// pass, since it had no message, or all messages of the model. Such a profile scores 0 or 1
+// whatever its sum. So the first answer of a classifier can differ from that of the engine only
+// after an interruption, or if such a profile learned messages later, without a likelihood pass.
+// All further answers are equal.
 //
 // The object is made when a container was opened or changed, and is thrown away before the next
 // change. To make and destroy it, the caller needs the whole library for itself, as for any other
@@ -39,11 +42,17 @@ enum class Tables { kOn, kOff };
 //
 // Messages have the words of this object: see Frozen_message.
 //
+// Only nodes of the physical tree have a classifier here. A node that was made without the tree has
+// none, also if the engine would ask its classifier.
+//
 // BORROWS: the container with its nodes, match tables and models. They must not change as long as
-// the object exists, except by `read_learned_words`.
-// Errors: those of zeWorkflow; the assertions below.
+// the object exists, except by `read_learned_words`. Writing the container is no change, also while
+// other threads call the const functions: they read nothing that writing changes.
+// Errors: those of zeWorkflow; the assertions below; std::bad_alloc; std::length_error
+// "Frozen_words: words of 16 GiB or more".
 // Threads: any number may call the const functions, each with a message of its own, also while one
-// other thread uses other containers. No thread may call them while one calls another function.
+// other thread uses other containers, or writes this one. No thread may call them while one calls
+// another function.
 class ZANDREL_EXPORT Frozen_tree {
 public:
     using Concept_score = zeStat_matcher::Concept_score;
@@ -71,8 +80,8 @@ public:
 
     // The parts of a walk, for callers that follow it.
 
-    // As zePhysicalTree::get_classifier and zeClassifier::classify. Without a classifier nothing is
-    // added, and the result is false.
+    // As zePhysicalTree::get_classifier and zeClassifier::classify. The answers of rules are added
+    // in no defined order. Without a classifier nothing is added, and the result is false.
     bool answer(const zeNode* node, zeMsg& msg, zeResult_set& answers, double node_score,
                 bool use_thresholds, Tables tables = Tables::kOn) const;
     // As zePhysicalTree::is_cat_blocked.
@@ -109,9 +118,10 @@ public:
     // REQUIRES: has_learned_words().
     bool has_learned(const Concept& word) const;
 
-    // The memory of this object in bytes. It is mostly for words and rows: 40 to 55 bytes for each
-    // word, plus 16 for each row of a match table. A match table itself takes about 30 bytes for a
-    // row, plus 8 for each of its pairs.
+    // The memory of this object in bytes, without the overhead of the allocator. Each word takes 40
+    // to 60 bytes. A row of a match table takes 16 to 24 bytes: 16 if its classifier is the root,
+    // and up to 8 more for finding it in other classifiers. An operand of a rule takes about
+    // 200 bytes. A match table itself takes about 30 bytes for a row, plus 8 for each of its pairs.
     std::size_t memory_use() const;
 
 private:

@@ -21,7 +21,7 @@ namespace zandrel::detail {
 // counted; see Uncounted_concept. So a look-up writes nothing, and neither does copying or
 // destroying a handle. Frozen_words.cpp explains the table.
 //
-// Errors: std::bad_alloc.
+// Errors: std::bad_alloc; std::length_error "Frozen_words: words of 16 GiB or more".
 // Threads: any number may read one object.  REQUIRES: all handles are destroyed before the table.
 class ZANDREL_EXPORT Frozen_words {
 public:

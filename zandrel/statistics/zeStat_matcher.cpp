@@ -82,8 +82,13 @@ void zeStat_matcher::classify(zeMsg& msg, zeResult_set& results, double node_sco
 
 void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double node_score,
                                  bool use_thresholds) const {
+    add_answers(sums, results, node_score, use_thresholds, true);
+}
+
+void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double node_score,
+                                 bool use_thresholds, bool uses_tables) const {
     results.results.reserve(m_node == nullptr ? 0 : m_node->m_children.size());
-    const Match_scorer scorer = scorer_for(sums.total_weight, sums.uses_tables);
+    const Match_scorer scorer = scorer_for(sums.total_weight, uses_tables);
     const int profile_count = m_storage->profile_count();
     for (int iprofile = 0; iprofile < profile_count; ++iprofile) {
         const double score = scorer.score(iprofile, sums.of(iprofile));
@@ -98,16 +103,22 @@ void zeStat_matcher::add_answers(const Sums& sums, zeResult_set& results, double
     }
 }
 
+void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) const {
+    add_best_answers(sums, results, true);
+}
+
 // First we compute the exact score of the profile with the greatest bound. It is probably the best
 // score, so it excludes most other profiles: those with a bound below it.
-void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) const {
+void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results,
+                                      bool uses_tables) const {
     if (m_storage->profile_count() == 1) {
-        add_answers(sums, results, 1.0, false);  // bounds need more than one profile
+        // Bounds need more than one profile.
+        add_answers(sums, results, 1.0, false, uses_tables);
         return;
     }
     constexpr double kNobody = -1.0;  // below the bound of any category
     const zandrel::detail::Score_bound bound(*m_storage, m_avg_likelihood, sums.total_weight,
-                                             sums.uses_tables);
+                                             uses_tables);
     std::vector<double> bounds(sums.by_profile.size());
     double greatest = kNobody;
     std::size_t first = 0;
@@ -122,7 +133,7 @@ void zeStat_matcher::add_best_answers(const Sums& sums, zeResult_set& results) c
     if (greatest == kNobody) {
         return;
     }
-    const Match_scorer scorer = scorer_for(sums.total_weight, sums.uses_tables);
+    const Match_scorer scorer = scorer_for(sums.total_weight, uses_tables);
     double best = scorer.score(static_cast<int>(first), sums.by_profile[first]);
     for (int iprofile = 0; iprofile < static_cast<int>(bounds.size()); ++iprofile) {
         if (bounds[static_cast<std::size_t>(iprofile)] < best) {

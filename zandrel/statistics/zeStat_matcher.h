@@ -92,7 +92,6 @@ public:
     struct Sums {
         std::vector<double> by_profile;
         double total_weight = 0.0;  // of the bag
-        bool uses_tables = true;    // false: likelihood tables do not correct the scores
 
         double of(int iprofile) const { return by_profile[static_cast<std::size_t>(iprofile)]; }
     };
@@ -109,6 +108,11 @@ public:
     // REQUIRES: as `add_answers`, and likelihood tables with values from 0 to 1. Training makes
     // only such tables, and a model with other tables is refused when it is read.
     void add_best_answers(const Sums& sums, zeResult_set& results) const;
+    // The same two steps. `uses_tables`: false: likelihood tables do not correct the scores,
+    // whatever the settings.
+    void add_answers(const Sums& sums, zeResult_set& results, double node_score,
+                     bool use_thresholds, bool uses_tables) const;
+    void add_best_answers(const Sums& sums, zeResult_set& results, bool uses_tables) const;
 
     // Explains one category's score, which it returns: replaces `scores` by one line for each
     // concept of the message's bag, in the bag's order. Without a bag it returns 0 and does not

@@ -1,12 +1,14 @@
 // A program that uses only the installed library and nothing else of the project.
 #include <cstdio>
 #include <cstring>
+#include <dlfcn.h>
 #include <vector>
 
 #include "zandrel/classification/zeRule_checker.h"
 #include "zandrel/classification/zeRule_parser.h"
 #include "zandrel/foundation/qtX.h"
 #include "zandrel/messages/zeMsg.h"
+#include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/version.h"
 
 using zandrel::kZandrelVersion;
@@ -72,6 +74,19 @@ bool passes_what_a_callback_raises() {
     return is_passed;
 }
 
+// Programs that were compiled with earlier headers have these layouts in their inline code.
+bool keeps_the_layouts_of_earlier_headers() {
+    const void* const empty = dlsym(RTLD_DEFAULT, "_ZN7Concept7s_emptyE");
+
+    struct Sums {
+        std::vector<double> by_profile;
+        double total_weight;
+    };
+
+    return empty != nullptr && Concept().identity() == empty &&
+           sizeof(zeStat_matcher::Sums) == sizeof(Sums);
+}
+
 }  // namespace
 
 int main() {
@@ -81,5 +96,6 @@ int main() {
     expect(catches_by_the_class_that_raised(), "qtX<RuleParser> is caught across the border");
     expect(catches_by_the_root_of_all(), "qtxAll is caught across the border");
     expect(passes_what_a_callback_raises(), "the library lets foreign exceptions pass");
+    expect(keeps_the_layouts_of_earlier_headers(), "programs compiled before still work");
     return g_failures == 0 ? 0 : 1;
 }

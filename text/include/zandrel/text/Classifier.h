@@ -40,7 +40,7 @@ struct Open_options {
 };
 
 struct Train_options {
-    // Missing: that of a corpus file, otherwise Analysis().
+    // If missing: the analysis of the corpus file, otherwise Analysis().
     std::optional<Analysis> analysis = {};
     // Settings of the engine by name, for example {"ClipValue", "2"}; see docs/options.md. The
     // library chooses the others as the program does.
@@ -56,7 +56,7 @@ struct Learn_options {
 };
 
 struct Classify_options {
-    int count = 1;           // at most so many labels; below 0: all
+    int count = 1;           // the largest number of labels; 0: none; below 0: all
     double threshold = 0.0;  // the least score of a label, 0 to 1
 };
 
@@ -69,8 +69,8 @@ struct Classify_options {
 // Moving an object and using it at the same time is not allowed. The classes of the engine still
 // belong to one thread: do not use them while this library works in another thread.
 //
-// A container in cached form can be opened, classified and explained, but its calls take turns with
-// all of these, since they read its file. It can be neither learned nor saved.
+// A container in cached form can be opened, classified and explained. Its calls read its file, so
+// each call waits for the lock of the process. It cannot learn and cannot be saved.
 //
 // The first explanation reads the words that were learned, which takes time and memory in a large
 // container.
@@ -91,7 +91,7 @@ public:
     // RAISES: invalid_argument, wrong_data for no example or a wrong tree, unknown_label for a
     // label that the given tree lacks, interrupted.
     static Classifier train(std::span<const Example> examples, const Train_options& options = {});
-    // The same for the rest of a data file, or of another source of records.
+    // The same for the rest of a data file. RAISES: also other_analysis for a corpus file.
     static Classifier train(Records& records, const Train_options& options = {});
 
     Classifier(Classifier&&) noexcept;
@@ -120,7 +120,8 @@ public:
     Reasons explain(const Text& text, std::string_view node = {}) const;
 
     // Writes the container, whole or not at all. The file is replaced only when the new one is
-    // complete. A change of the file since `open` is overwritten.
+    // complete. A change of the file since `open` is overwritten. SIGHUP, SIGINT and SIGTERM that
+    // arrive in this thread while the file is put into place take effect afterwards.
     // RAISES: invalid_argument as `open`; cannot_write; busy while another process changes the
     // file; not_a_container if the file is something else; unsupported in cached form.
     void save(const std::string& path);

@@ -22,7 +22,7 @@ enum class Error_code : int {
     damaged = 6,           // a container whose bytes have changed or are missing
     other_analysis = 7,    // the container was made with another text analysis than the given one
     unknown_label = 8,     // learning a label that the container does not have
-    wrong_data = 9,        // a record, a tree or a file of settings is wrong; see file and line
+    wrong_data = 9,        // a record, an example or a tree is wrong; see file and line
     busy = 10,             // another process is changing the container
     interrupted = 11,      // the progress callback has asked for the end
     unsupported = 12,      // for example learning with a compact container
@@ -45,13 +45,15 @@ public:
 
     Error_code code() const noexcept { return m_code; }
 
-    // The file that the message is about, as the caller named it; empty: none.
+    // The file that the message is about, as the caller named it; "tree": Train_options::tree;
+    // empty: none.
     const std::string& file() const noexcept { return *m_file; }
 
-    // Its line, counted from 1; 0: none.
+    // Its line, or the number of an example if there is no file, counted from 1; 0: none.
     std::size_t line() const noexcept { return m_line; }
 
-    // The error of the engine, such as qtX<zeManager>, or null. std::rethrow_exception raises it.
+    // The exception that caused this one: of the engine, such as qtX<zeManager>, or of the progress
+    // function; null: none. std::rethrow_exception raises it.
     const std::exception_ptr& cause() const noexcept { return m_cause; }
 
 private:

@@ -14,7 +14,8 @@
 
 namespace zandrel {
 
-// The form of a data file; see docs/formats/data.md. What is missing follows from the file's name.
+// The form of a data file; see docs/formats/data.md. Missing parts follow from the file's
+// name.
 struct Record_form {
     // "tsv", "csv", "jsonl", "fasttext", or "lines": a text on each line, and no labels. Empty: by
     // the file's name.
@@ -34,8 +35,11 @@ struct Record_form {
 // compressed with gzip or zstd, and corpus files, which always give their labels. One record is in
 // memory at a time.
 //
+// Threads: one object belongs to one thread at a time.
+//
 // Errors: Error; wrong_data with file and line for a bad record. After it the next record can be
-// read.
+// read. A failure of the file itself is raised once, for example if a compressed file is damaged or
+// a header lacks a column. After it `next` returns false; training and learning raise it again.
 class ZANDREL_TEXT_EXPORT Records {
 public:
     class ZANDREL_TEXT_LOCAL Impl;  // the library's own
@@ -47,7 +51,7 @@ public:
     Records& operator=(Records&&) noexcept;
     ~Records();
 
-    // Reads the next record. Returns false at the end.
+    // Reads the next record. Returns false at the end, and after a failure of the file itself.
     bool next(Example& record);
 
 private:

@@ -9,7 +9,9 @@
 // Errors: functions that can fail return ZANDREL_OK or the code of the failure, and
 // zandrel_last_error() has its message. A pointer that such a function gives back is NULL after a
 // failure. A NULL argument where a pointer is needed is ZANDREL_INVALID_ARGUMENT, and so is a NULL
-// classifier. So the program above does not crash if there is no container.
+// classifier. So the program above does not crash if there is no container. Each function that
+// returns a code can give ZANDREL_INVALID_ARGUMENT, ZANDREL_OUT_OF_MEMORY and ZANDREL_FAILED. The
+// comment of a function lists its other codes.
 //
 // Ownership: the library copies all arguments that it needs after the call. The comment of a
 // function says how the caller frees the result of that function. All zandrel_..._free functions
@@ -22,6 +24,9 @@
 // Threads: several threads may use one classifier at the same time; learning waits for the calls
 // that are running. Several threads may read one result. Examples, records and the freeing of
 // any object belong to one thread at a time.
+//
+// Processes: a process that forks after zandrel_open can classify in both processes, if no other
+// thread is in a call of this library at the time of the fork.
 #ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_C_H_
 #define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_C_H_
 
@@ -51,18 +56,19 @@ typedef int zandrel_code;
 
 enum {
     ZANDREL_OK = 0,
-    ZANDREL_INVALID_ARGUMENT = 1,  // an option or a value that no container could accept
-    ZANDREL_NOT_FOUND = 2,         // there is no such file, or no such node
-    ZANDREL_CANNOT_READ = 3,       // a file exists but cannot be read
-    ZANDREL_CANNOT_WRITE = 4,      // a file cannot be written; the old one is as it was
-    ZANDREL_NOT_A_CONTAINER = 5,   // the file is something else
-    ZANDREL_DAMAGED = 6,           // a container whose bytes have changed or are missing
-    ZANDREL_OTHER_ANALYSIS = 7,    // the container was made with another text analysis
-    ZANDREL_UNKNOWN_LABEL = 8,     // learning a label that the container does not have
-    ZANDREL_WRONG_DATA = 9,        // a record or a tree is wrong; see file and line
-    ZANDREL_BUSY = 10,             // another process is changing the container
-    ZANDREL_INTERRUPTED = 11,      // the progress callback has asked for the end
-    ZANDREL_UNSUPPORTED = 12,      // for example learning with a compact container
+    // An option or a value that no container could accept, a NULL pointer, or a call in a callback.
+    ZANDREL_INVALID_ARGUMENT = 1,
+    ZANDREL_NOT_FOUND = 2,        // there is no such file, or no such node
+    ZANDREL_CANNOT_READ = 3,      // a file exists but cannot be read
+    ZANDREL_CANNOT_WRITE = 4,     // a file cannot be written; the old one is as it was
+    ZANDREL_NOT_A_CONTAINER = 5,  // the file is something else
+    ZANDREL_DAMAGED = 6,          // a container whose bytes have changed or are missing
+    ZANDREL_OTHER_ANALYSIS = 7,   // the container was made with another text analysis
+    ZANDREL_UNKNOWN_LABEL = 8,    // learning a label that the container does not have
+    ZANDREL_WRONG_DATA = 9,       // a record, an example or a tree is wrong; see file, line
+    ZANDREL_BUSY = 10,            // another process is changing the container
+    ZANDREL_INTERRUPTED = 11,     // the progress callback has asked for the end
+    ZANDREL_UNSUPPORTED = 12,     // for example learning with a compact container
     ZANDREL_OUT_OF_MEMORY = 13,
     ZANDREL_CLOSED = 14,  // the classifier has been closed
     ZANDREL_FAILED = 15   // anything else
@@ -73,12 +79,16 @@ typedef struct zandrel_error {
     zandrel_code code;
     const char* message;  // never NULL
     const char* file;     // the file that the message is about; "": none
-    size_t line;          // its line, counted from 1; 0: none
+    // The line of that file, counted from 1; 0: none. If the message is about an example of
+    // zandrel_train or zandrel_learn, `file` is "", and this is the number of the example, from 1.
+    size_t line;
 } zandrel_error;
 
 // The last failure of a call in this thread, which a later success does not change. Before the
 // first failure the code is ZANDREL_OK and the message "". Never NULL. It belongs to the library
-// and is valid until the next failure in this thread, or the end of the thread.
+// and is valid until the next failure in this thread, or the end of the thread. It can be used in a
+// handler of atexit and in the destructor of a thread's key too; there a message of more than 1,023
+// bytes is cut, and a `file` of more than 511 bytes is "".
 ZANDREL_TEXT_EXPORT const zandrel_error* zandrel_last_error(void);
 
 // The name of a code, such as "not_found"; "ok" for ZANDREL_OK, and "failed" for an unknown number.
@@ -150,11 +160,13 @@ typedef struct zandrel_setting {
 // default is 0 too. A library that is older than the caller's header refuses members that it does
 // not know, unless they are 0.
 
-// Gets the part of the work that is done, 0 to 1, and the user's pointer. Return false to interrupt
-// the work. It is called in the thread that called the library. It must return: no longjmp and no
-// C++ exception may leave it. Inside of it, only zandrel_last_error, zandrel_code_name,
-// zandrel_version and the free functions of labels, reasons and names may be called. Functions that
-// return a code refuse the call with ZANDREL_INVALID_ARGUMENT.
+// Gets the part of the work that is done, 0 to 1, and the user's pointer, at most about twenty
+// times a second. Return false to interrupt the work. It is called in the thread that called the
+// library. It must return: no C++ exception may leave it, and no longjmp. After a longjmp all calls
+// of the thread are refused, and freeing the classifier waits for ever. Inside of the callback,
+// only zandrel_last_error, zandrel_code_name, zandrel_version and the free functions of labels,
+// reasons and names may be called. Functions that return a code refuse the call with
+// ZANDREL_INVALID_ARGUMENT; zandrel_classifier_free would wait for ever, for any classifier.
 typedef bool (*zandrel_progress)(double done, void* user_data);
 
 typedef struct zandrel_open_options {
@@ -170,8 +182,8 @@ typedef struct zandrel_open_options {
 
 typedef struct zandrel_train_options {
     size_t size;
-    // As for zandrel_open. Both NULL: that of a corpus file, otherwise "phrases" (words and pairs
-    // of neighbours) without a stemmer.
+    // As for zandrel_open. Both NULL: the analysis of the corpus file, otherwise "phrases" (words
+    // and pairs of neighbours) without a stemmer.
     const char* analysis;
     const char* stem;
     // The library chooses the other settings as the program does; see docs/options.md.
@@ -196,7 +208,7 @@ typedef struct zandrel_classify_options {
     double threshold;  // the least score of a label, 0 to 1
 } zandrel_classify_options;
 
-// The form of a data file; see docs/formats/data.md. What is missing follows from the name of the
+// The form of a data file; see docs/formats/data.md. Missing parts follow from the name of the
 // file.
 typedef struct zandrel_record_form {
     size_t size;
@@ -271,8 +283,9 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_open(const char* path, const zandrel_op
 // Makes a container from examples, or from the rest of the records. It is in memory until
 // zandrel_save. The examples stay as they are.
 // The caller frees `*classifier` with zandrel_classifier_free.
-// ERRORS: invalid_argument; wrong_data for no example, or a wrong record or tree; unknown_label for
-// a label that the given tree lacks; interrupted.
+// ERRORS: wrong_data for no example, an example with a wrong label or field, or a wrong record or
+// tree; unknown_label for a label that the given tree lacks; for records also cannot_read, and
+// other_analysis for a corpus file; interrupted.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_train(const zandrel_examples* examples,
                                                const zandrel_train_options* options,
                                                zandrel_classifier** classifier);
@@ -281,8 +294,11 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_train_records(zandrel_records* records,
                                                        zandrel_classifier** classifier);
 
 // Learns examples, or the rest of the records, as one bulk. The file of the container does not
-// change before zandrel_save.
-// ERRORS: unknown_label, wrong_data, interrupted, unsupported, closed.
+// change before zandrel_save. After a failure the container is as it was: for this, a copy of it is
+// in memory while it learns, as large as its file. If there is no memory to restore it, all later
+// calls give `failed`.
+// ERRORS: unknown_label; wrong_data; unsupported for a compact container or one in cached form;
+// other_analysis for a corpus file; cannot_read for records; damaged, interrupted, closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_learn(zandrel_classifier* classifier,
                                                const zandrel_examples* examples,
                                                const zandrel_learn_options* options);
@@ -309,6 +325,7 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_classify_texts(const zandrel_classifier
                                                         zandrel_labels** labels);
 
 // Explains the score of the best label, or of the node with the path `node`. NULL or "": the best.
+// `node` ends at a zero byte, so a node whose path contains a zero byte cannot be given.
 // The caller frees `*reasons` with zandrel_reasons_free.
 // ERRORS: not_found for an unknown path, closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_explain(const zandrel_classifier* classifier,
@@ -316,8 +333,9 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_explain(const zandrel_classifier* class
                                                  zandrel_reasons** reasons);
 
 // Writes the container, whole or not at all. The file is replaced only when the new one is
-// complete.
-// ERRORS: cannot_write, busy, closed.
+// complete. A change of the file since zandrel_open is overwritten.
+// ERRORS: cannot_write; busy while another process changes the file; not_a_container if the file is
+// something else; unsupported in cached form; closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_save(zandrel_classifier* classifier, const char* path);
 
 // All labels, each once, in the order in which they were added.
@@ -333,8 +351,9 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_analysis(const zandrel_classifier* clas
                                                   const char** kind, const char** stem);
 
 // Waits for calls that are running in other threads, and gives the memory of the container back.
-// Later calls return ZANDREL_CLOSED. The object itself remains: free it when no thread can use it
-// any more.
+// Later calls return ZANDREL_CLOSED, except for three that do not need the container:
+// zandrel_close, zandrel_analysis, and zandrel_classify_texts without texts. The object itself
+// remains: free it when no thread can use it any more.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_close(zandrel_classifier* classifier);
 
 // Closes the container if it is open, and frees the object. What has not been saved is lost.
@@ -345,8 +364,8 @@ ZANDREL_TEXT_EXPORT void zandrel_classifier_free(zandrel_classifier* classifier)
 // Makes an empty list of examples. The caller frees `*examples` with zandrel_examples_free.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_examples_new(zandrel_examples** examples);
 
-// Copies an example to the end of the list.
-// ERRORS: invalid_argument; then the list is as it was.
+// Copies an example to the end of the list. After a failure the list is as it was. Training and
+// learning check the contents, for example that no label is empty.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_examples_add(zandrel_examples* examples,
                                                       const zandrel_example* example);
 
@@ -354,14 +373,18 @@ ZANDREL_TEXT_EXPORT void zandrel_examples_free(zandrel_examples* examples);
 
 // Opens a data file or a corpus file; see docs/formats/data.md.
 // The caller frees `*records` with zandrel_records_free.
-// ERRORS: not_found, cannot_read, wrong_data, invalid_argument.
+// ERRORS: not_found, cannot_read, wrong_data.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_records_open(const char* path,
                                                       const zandrel_record_form* form,
                                                       zandrel_records** records);
 
 // Reads the next record. At the end `*record` is NULL. The record belongs to `records` and is valid
 // until the next call that gets `records`.
-// ERRORS: wrong_data with file and line for a bad record; the call after it reads the next record.
+//
+// After a bad record the next call reads the next one. A failure of the file itself is reported
+// once, for example if a compressed file is damaged or a header lacks a column; then comes the end,
+// and training and learning report it again. So a loop may report each failure and continue.
+// ERRORS: wrong_data with file and line for a bad record, or for the file itself; cannot_read.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_records_next(zandrel_records* records,
                                                       const zandrel_example** record);
 
