@@ -201,7 +201,7 @@ TEST_F(RecordsTest, FailureOfTheFileIsRaisedOnceAndThenTheEndComes) {
     }
     expect_end(std::move(rows),
                "wrong_data: c.csv:1: the first row has 3 columns, and 2 other rows have another "
-               "number; remove the first row if it is no data, or give --format or --header");
+               "number; remove the first row if it is no data, or give format or has_header");
 }
 
 TEST_F(RecordsTest, WrongFilesAndFormsAreRefused) {
