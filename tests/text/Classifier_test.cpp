@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -112,6 +113,18 @@ protected:
 
     cli::Scratch_folder m_folder;
 };
+
+// A container with the labels of desk_examples() that does not say how its texts were analysed.
+qtPtrLight<zeManager> untold_container() {
+    const Model_options options = {{Analysis_kind::kWords, "english"}};
+    Text_model model(options);
+    std::vector<Labelled_text> texts;
+    for (const Example& example : desk_examples()) {
+        texts.push_back({example.labels, example.text});
+    }
+    model.start_and_empty(texts, false, nullptr);
+    return model.manager();
+}
 
 // Texts with words of the shop, other words, and random bytes.
 std::vector<std::string> random_texts(unsigned int seed, int count) {
@@ -412,6 +425,85 @@ TEST_F(ClassifierTest, ErrorsOfOpeningHaveTheirCodes) {
               Error_code::damaged);
 }
 
+TEST_F(ClassifierTest, BestLabelWithASlashIsExplainedInCachedForm) {
+    const std::vector<Example> examples = {{{"in/out"}, "parcel arrived"}, {{"in/out"}, "parcel"}};
+    Classifier::train(examples).save(file("a.kc"));
+    Conversion_options conversion;
+    conversion.kc_file = file("a.kc");
+    conversion.new_file = file("cached.kc");
+    conversion.form = Kc_form::kCached;
+    convert_kc(conversion);
+    EXPECT_EQ(Classifier::open(file("a.kc")).explain("parcel").label, "in/out");
+    EXPECT_EQ(Classifier::open(file("cached.kc")).explain("parcel").label, "in/out");
+}
+
+TEST_F(ClassifierTest, NamesThatAreEmptyOrHaveAZeroByteAreRefused) {
+    Classifier classifier = Classifier::train(desk_examples());
+    classifier.save(file("a.kc"));
+    const std::string name = file("a.kc") + std::string("\0b", 2);
+    const std::string text =
+        "the name of the file has a zero byte: " + file("a.kc") + "\\x00" + "b";
+    EXPECT_ERROR(Classifier::open(""), Error_code::invalid_argument,
+                 "the name of the file is empty");
+    EXPECT_ERROR(Classifier::open(name), Error_code::invalid_argument, text);
+    EXPECT_ERROR(classifier.save(""), Error_code::invalid_argument,
+                 "the name of the file is empty");
+    EXPECT_ERROR(classifier.save(name), Error_code::invalid_argument, text);
+}
+
+// A container in cached form is read while it is used, so open does not find all damage.
+TEST_F(ClassifierTest, DamageFoundByACallOfTheCachedFormNamesTheFile) {
+    Classifier::train(desk_examples()).save(file("a.kc"));
+    Conversion_options conversion;
+    conversion.kc_file = file("a.kc");
+    conversion.new_file = file("cached.kc");
+    conversion.form = Kc_form::kCached;
+    convert_kc(conversion);
+    const std::string bytes = bytes_of(file("cached.kc"));
+    int found = 0;
+    for (std::size_t i = 0; i < bytes.size(); i += 101) {
+        std::string changed = bytes;
+        changed[i] = static_cast<char>(changed[i] ^ 0x40);
+        std::optional<Classifier> opened;
+        try {
+            opened.emplace(Classifier::open(write("b.kc", changed)));
+        } catch (const Error&) {
+            continue;
+        }
+        for (const bool explains : {false, true}) {
+            try {
+                explains ? static_cast<void>(opened->explain("My parcel"))
+                         : static_cast<void>(opened->classify("My parcel"));
+            } catch (const Error& error) {
+                ++found;
+                EXPECT_STREQ(name_of(error.code()), "damaged") << i << ": " << error.what();
+                EXPECT_EQ(error.file(), file("b.kc")) << i;
+                EXPECT_THAT(error.what(), HasSubstr(file("b.kc"))) << i;
+                EXPECT_NE(error.cause(), nullptr) << i;
+            }
+        }
+    }
+    EXPECT_GT(found, 0);
+}
+
+TEST_F(ClassifierTest, GivenAnalysisIsKeptBySavingAndByLearning) {
+    qtPtrLight<zeManager> manager = untold_container();
+    manager->Write(qtString(file("a.kc").c_str()), nullptr, nullptr);
+    EXPECT_EQ(error_of([&] { Classifier::open(file("a.kc")); }).code(), Error_code::other_analysis);
+
+    const Analysis given = {"words", "english"};
+    Classifier classifier = Classifier::open(file("a.kc"), {given});
+    classifier.save(file("saved.kc"));
+    EXPECT_EQ(Classifier::open(file("saved.kc")).analysis(), given);
+    classifier.learn(desk_examples());
+    classifier.save(file("learned.kc"));
+    EXPECT_EQ(Classifier::open(file("learned.kc")).analysis(), given);
+    EXPECT_EQ(error_of([&] {
+                  Classifier::open(file("learned.kc"), {Analysis{"whitespace", ""}});
+              }).code(),
+              Error_code::other_analysis);
+}
+
 TEST_F(ClassifierTest, OtherAnalysisThanInTheContainerIsRefused) {
     Train_options options;
     options.analysis = Analysis{"words", "english"};
@@ -607,6 +699,7 @@ TEST_F(ClassifierTest, LockedContainerIsBusy) {
     const Kc_lock lock(file("a.kc"));
     const Error error = error_of([&] { classifier.save(file("a.kc")); });
     EXPECT_EQ(error.code(), Error_code::busy);
+    EXPECT_EQ(error.what(), "cannot write " + file("a.kc") + ": another process is changing it");
     EXPECT_EQ(error.file(), file("a.kc"));
     EXPECT_EQ(bytes_of(file("a.kc")), before);
 }
@@ -643,6 +736,9 @@ TEST_F(ClassifierTest, ClosedAndMovedClassifiersRefuseAllCalls) {
         EXPECT_ERROR(classifier->learn(desk_examples()), Error_code::closed, text);
         EXPECT_ERROR(classifier->save(file("a.kc")), Error_code::closed, text);
         EXPECT_ERROR(classifier->labels(), Error_code::closed, text);
+        EXPECT_ERROR(classifier->analysis(), Error_code::closed, text);
+        EXPECT_ERROR(classifier->classify("x", {0}), Error_code::closed, text);
+        EXPECT_ERROR(classifier->classify(std::vector<Text>()), Error_code::closed, text);
     }
     EXPECT_EQ(target.labels().size(), 3U);
 }

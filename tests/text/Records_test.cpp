@@ -281,7 +281,7 @@ TEST_F(RecordsTest, FailureOfTheFileIsRaisedOnceAndThenTheEndComes) {
     }
     expect_end(std::move(rows),
                "wrong_data: c.csv:1: the first row has 3 columns, and 2 other rows have another "
-               "number; remove the first row if it is no data, or give --format or --header");
+               "number; remove the first row if it is no data, or give format or has_header");
 }
 
 TEST_F(RecordsTest, WrongFilesAndFormsAreRefused) {
@@ -292,10 +292,13 @@ TEST_F(RecordsTest, WrongFilesAndFormsAreRefused) {
     EXPECT_EQ(open(m_folder.file("none.tsv"), {}),
               "not_found: cannot read none.tsv: No such file or directory");
     EXPECT_EQ(open(m_folder.file(""), {}).substr(0, 12), "cannot_read:");
-    EXPECT_EQ(open(file, {"lines"}),
-              "invalid_argument: unknown format \"lines\"; it can be tsv, csv, jsonl or fasttext");
     EXPECT_EQ(open(file, {"xml"}),
-              "invalid_argument: unknown format \"xml\"; it can be tsv, csv, jsonl or fasttext");
+              "invalid_argument: unknown format \"xml\"; it can be tsv, csv, jsonl, fasttext or "
+              "lines");
+    EXPECT_EQ(open("", {}), "invalid_argument: the name of the file is empty");
+    EXPECT_EQ(open(std::string("a\0b", 3), {}),
+              "invalid_argument: the name of the file has a zero byte: a\\x00"
+              "b");
     EXPECT_EQ(open(file, {"", {""}}), "invalid_argument: the name of a column is empty");
     EXPECT_EQ(open(file, {"", {}, {}, {"a=1", "a=2"}}),
               "invalid_argument: the field \"a\" is given twice");
@@ -309,6 +312,84 @@ TEST_F(RecordsTest, WrongFilesAndFormsAreRefused) {
               "wrong_data: a.tsv.gz: this is not compressed with gzip, as .gz promises");
     Records empty = Records::open(m_folder.write("empty.tsv", ""));
     EXPECT_EQ(error_of([&] { Classifier::train(empty); }), "wrong_data: empty.tsv: no data line");
+}
+
+TEST_F(RecordsTest, RecordsWithoutLabelsAreReadButNotLearned) {
+    Record_form form;
+    form.has_labels = false;
+    EXPECT_THAT(
+        read("a.jsonl", "{\"text\": \"my parcel\"}\n{\"text\": \"x\", \"label\": 1.5}\n", form),
+        ElementsAre(": my parcel", ": x"));
+    EXPECT_THAT(read("l.tsv", "\tone\n", form), ElementsAre(": one"));
+    EXPECT_THAT(read("a.ft", "just words\n", form), ElementsAre(": just words"));
+    form.has_header = true;
+    EXPECT_THAT(read("a.csv", "id,text\n1,\"my, parcel\"\n", form), ElementsAre(": my, parcel"));
+    form.has_header = false;
+    form.text_columns = {"1"};
+    EXPECT_THAT(read("u.csv", "my parcel\nlamp\n", form), ElementsAre(": my parcel", ": lamp"));
+
+    Records records = Records::open(m_folder.file("u.csv"), form);
+    EXPECT_EQ(error_of([&] { Classifier::train(records); }),
+              "invalid_argument: u.csv: its records are read without labels");
+    Classifier classifier = Classifier::train(std::vector<Example>{{{"x"}, "lamp"}});
+    EXPECT_EQ(error_of([&] { classifier.learn(records); }),
+              "invalid_argument: u.csv: its records are read without labels");
+    Example example;
+    EXPECT_TRUE(records.next(example));  // nothing was read by the refused calls
+    EXPECT_EQ(example.text, "my parcel");
+}
+
+TEST_F(RecordsTest, EachLineIsATextInTheFormatLines) {
+    EXPECT_THAT(read("a.txt", "one\ttwo\r\n\n three\nfour", {"lines"}),
+                ElementsAre(": one\ttwo", ": ", ":  three", ": four"));
+    const std::string refusal =
+        "invalid_argument: the format lines has no columns, no header and no labels";
+    const std::string file = m_folder.file("a.txt");
+    EXPECT_EQ(error_of([&] { Records::open(file, {"lines", {"1"}}); }), refusal);
+    EXPECT_EQ(error_of([&] { Records::open(file, {"lines", {}, {}, {}, false, ","}); }), refusal);
+    Records lines = Records::open(file, {"lines"});
+    EXPECT_EQ(error_of([&] { Classifier::train(lines); }),
+              "invalid_argument: a.txt: its records are read without labels");
+}
+
+// A caller has members of Record_form, and no options of a command line.
+TEST_F(RecordsTest, MessagesNameMembersInsteadOfOptions) {
+    const std::string file = m_folder.write("a.ft", "__label__x one\n");
+    const auto open = [&](const Record_form& form) {
+        return error_of([&] { Records::open(file, form); });
+    };
+    const std::string begin = "invalid_argument: a.ft has the format fasttext, for which there ";
+    EXPECT_EQ(open({"", {"1"}}), begin + "are no text_columns");
+    EXPECT_EQ(open({"", {}, {"1"}}), begin + "are no label_columns");
+    EXPECT_EQ(open({"", {}, {}, {"a=1"}}), begin + "are no field_columns");
+    EXPECT_EQ(open({"", {}, {}, {}, true}), begin + "is no has_header");
+    EXPECT_EQ(open({"", {}, {}, {}, false, ","}), begin + "is no label_separator");
+    EXPECT_EQ(open({"", {}, {}, {"=1"}}).substr(0, 32), "invalid_argument: field_columns ");
+
+    EXPECT_EQ(error_of([&] {
+                  read("a.jsonl", "{\"text\":\"t\",\"label\":\"x\",\"b\":1,\"pairs\":{\"a\":2}}\n",
+                       {"", {}, {}, {"a=b"}});
+              }),
+              "wrong_data: a.jsonl:1: record 1: pair \"a\": field_columns gives this field too");
+    EXPECT_EQ(error_of([&] {
+                  Records rows = Records::open(m_folder.write("b.csv", "x,1,2\ny,1\nz,1\n"));
+                  for (Example row; true;) {
+                      try {
+                          if (!rows.next(row)) {
+                              break;
+                          }
+                      } catch (const Error& error) {
+                          if (error.line() == 1) {
+                              throw;
+                          }
+                      }
+                  }
+              }),
+              "wrong_data: b.csv:1: the first row has 3 columns, and 2 other rows have another "
+              "number; remove the first row if it is no data, or give format or has_header");
+    const std::string longest(64 * 1024 * 1024 + 1, 'a');
+    EXPECT_EQ(error_of([&] { read("long.tsv", "x\t" + longest + "\n"); }),
+              "wrong_data: long.tsv:1: the line is longer than 67,108,864 bytes");
 }
 
 TEST_F(RecordsTest, MinusIsAFileAndNotStandardInput) {

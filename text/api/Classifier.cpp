@@ -73,6 +73,13 @@ Analysis_settings analysis_of_container(const std::string& path, const zeManager
     return kept ? *kept : settings_of(*given);
 }
 
+// A container of another program does not say how its texts were analysed. What is saved says it.
+void keep_given_analysis(const Analysis_settings& analysis, zeManager& manager) {
+    if (!is_cached(manager)) {  // that is never saved, and its file must not change
+        keep_analysis(analysis, manager.m_config);
+    }
+}
+
 // RAISES: Error other_analysis if the texts of a corpus file were analysed in another way.
 void check_corpus(const Records::Impl& records, const Analysis_settings& wanted) {
     const std::optional<Analysis_settings> kept = records.analysis();
@@ -157,11 +164,12 @@ Reasons reasons_of(Text_model& model, const Text& text, std::string_view node) {
         }
         path = model.path_of(best.front());
     }
-    zeNode* const found = model.find(path);
-    if (found == nullptr) {
+    // Null: the best label. It is not looked up, since a label may have a slash.
+    zeNode* const found = node.empty() ? nullptr : model.find(path);
+    if (found == nullptr && !node.empty()) {
         throw Error(Error_code::not_found, "there is no node \"" + shown_value(node) + "\"");
     }
-    const Explanation explanation = model.explain(message, node.empty() ? nullptr : found);
+    const Explanation explanation = model.explain(message, found);
     Reasons reasons = {explanation.label, path, explanation.score, {}};
     for (const Concept_effect& effect : explanation.concepts) {
         reasons.effects.push_back({effect.concept_text, effect.adds, effect.is_known});
@@ -211,7 +219,9 @@ public:
     void close();
     std::vector<std::string> labels();
 
-    const Analysis& analysis() const { return m_analysis; }
+    const Analysis& analysis();
+    // RAISES: Error closed.
+    void check_not_closed();
 
 private:
     // RAISES: Error closed; Error failed after a call of learn that could not be undone.
@@ -282,10 +292,13 @@ decltype(auto) Classifier::Impl::in_turn(const Work& work) {
 std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_options& options) {
     check_options(options);
     if (options.count == 0) {
+        check_not_closed();
         return {};
     }
     if (m_is_cached) {
-        return in_turn([&] { return labels_of(*m_model, text, options); });
+        return in_turn([&] {
+            return work_on_container(m_name, [&] { return labels_of(*m_model, text, options); });
+        });
     }
     const Container_lock::Reader reader(m_lock);
     check_open();
@@ -294,7 +307,9 @@ std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_o
 
 Reasons Classifier::Impl::explain(const Text& text, std::string_view node) {
     if (m_is_cached) {
-        return in_turn([&] { return reasons_of(*m_model, text, node); });
+        return in_turn([&] {
+            return work_on_container(m_name, [&] { return reasons_of(*m_model, text, node); });
+        });
     }
     {
         const Container_lock::Reader reader(m_lock);
@@ -400,6 +415,7 @@ void Classifier::Impl::save(const std::string& path) {
     const std::scoped_lock turn(engine_mutex());
     const Container_lock::Reader reader(m_lock);
     check_open();
+    check_path(path);
     if (m_is_cached) {
         throw Error(Error_code::unsupported,
                     about("a container in cached form is in its file already"), m_name);
@@ -417,6 +433,17 @@ void Classifier::Impl::close() {
     m_settings.reset();
     m_pool.clear();
     m_labels.clear();
+}
+
+void Classifier::Impl::check_not_closed() {
+    const Container_lock::Reader reader(m_lock);
+    check_open();
+}
+
+// Closing does not delete the analysis, so the reference remains valid.
+const Analysis& Classifier::Impl::analysis() {
+    check_not_closed();
+    return m_analysis;
 }
 
 std::vector<std::string> Classifier::Impl::labels() {
@@ -488,6 +515,7 @@ Classifier Classifier::open(const std::string& path, const Open_options& options
             check_has_root(path, *manager);
             const Analysis_settings analysis =
                 analysis_of_container(path, *manager, options.analysis);
+            keep_given_analysis(analysis, *manager);
             auto model = work_on_container(
                 path, [&] { return std::make_unique<Text_model>(manager, analysis); });
             Classifier opened(std::make_unique<Impl>(path, nullptr, std::move(model), false,
@@ -544,6 +572,7 @@ std::vector<Label> Classifier::classify(const Text& text, const Classify_options
 std::vector<std::vector<Label>> Classifier::classify(std::span<const Text> texts,
                                                      const Classify_options& options) const {
     return with_errors(Error_code::damaged, [&] {
+        impl().check_not_closed();  // also if there is no text
         std::vector<std::vector<Label>> answers;
         answers.reserve(texts.size());
         for (const Text& text : texts) {
@@ -575,7 +604,7 @@ std::vector<std::string> Classifier::labels() const {
 }
 
 const Analysis& Classifier::analysis() const {
-    return impl().analysis();
+    return with_errors(Error_code::failed, [&]() -> const Analysis& { return impl().analysis(); });
 }
 
 Classifier::Impl& Classifier::impl() const {

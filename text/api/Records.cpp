@@ -11,6 +11,7 @@
 #include "text/api/Records_impl.h"
 #include "text/api/raised_errors.h"
 #include "text/data/File_kind.h"
+#include "text/data/Line_record_reader.h"
 #include "text/errors.h"
 #include "text/wording/Shown_text.h"
 
@@ -20,10 +21,9 @@ namespace {
 
 Data_format format_of(const std::string& name) {
     const std::vector<std::string> names = names_of_formats();
-    const bool is_known = std::find(names.begin(), names.end(), name) != names.end();
-    if (!is_known || format_of_name(name) == Data_format::kLines) {
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
         refuse_argument("unknown format \"" + shown_value(name) +
-                        "\"; it can be tsv, csv, jsonl or fasttext");
+                        "\"; it can be tsv, csv, jsonl, fasttext or lines");
     }
     return format_of_name(name);
 }
@@ -57,6 +57,28 @@ Data_form form_of(const Record_form& form) {
     return own;
 }
 
+// Each line is a text, also an empty one, as for the program's filters.
+class Text_lines : public Line_record_reader {
+public:
+    explicit Text_lines(const Data_source& source) : Line_record_reader(source) {}
+
+protected:
+    void parse(std::string_view line, Labelled_text& message) override { message.text = line; }
+
+    bool is_blank(std::string_view) const override { return false; }
+};
+
+std::unique_ptr<Data_reader> reader_of(const Data_source& source, Data_format format,
+                                       const Data_form& form) {
+    if (format != Data_format::kLines) {
+        return make_data_reader(source, format, form);
+    }
+    if (form.names_columns() || form.label_separator) {
+        refuse_argument("the format lines has no columns, no header and no labels");
+    }
+    return std::make_unique<Text_lines>(source);
+}
+
 // A library does not take the standard input of its process, which "-" means on the command line.
 std::string file_of(const std::string& path) {
     return is_standard_input(path) ? "./-" : path;
@@ -76,7 +98,10 @@ Records::Impl::Impl(const std::string& path, const Record_form& form) : m_path(f
     check_is_data_file(m_path);
     m_input = std::make_unique<Data_input>(m_path);
     const Data_format format = format_of_data(m_path, own);
-    m_reader = make_data_reader({m_input->stream(), m_path}, format, own);
+    m_has_labels = form.has_labels && format != Data_format::kLines;
+    Data_source source = {m_input->stream(), m_path};
+    source.needs_labels = m_has_labels;
+    m_reader = reader_of(source, format, own);
 }
 
 std::optional<Analysis_settings> Records::Impl::analysis() const {
@@ -155,6 +180,10 @@ bool Records::Impl::next_of_rest(Labelled_text& text) {
 
 // A corpus file is read in one turn: each turn waits for the others of the process.
 Data_texts Records::Impl::rest(const Reported_progress& progress) {
+    if (!m_has_labels) {
+        throw Error(Error_code::invalid_argument,
+                    shown_file(m_path) + ": its records are read without labels", m_path);
+    }
     if (m_failure != nullptr) {
         std::rethrow_exception(m_failure);
     }

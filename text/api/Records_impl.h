@@ -41,7 +41,8 @@ public:
     // the records before it are lost. A failure of the file itself is raised again, since otherwise
     // a part of the file would look like the whole.
     // `progress`: may end the reading after each record.
-    // RAISES: as `next`, and Data_error if there is no record; Error interrupted.
+    // RAISES: as `next`, and Data_error if there is no record; Error interrupted; Error
+    // invalid_argument if the records are read without labels.
     Data_texts rest(const Reported_progress& progress);
 
 private:
@@ -54,6 +55,7 @@ private:
     bool next_of_rest(Labelled_text& text);
 
     std::string m_path;
+    bool m_has_labels = true;
     std::unique_ptr<Data_input> m_input;
     std::unique_ptr<Data_reader> m_reader;  // null: a corpus file
     First_row_check m_first_row;

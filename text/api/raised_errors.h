@@ -28,7 +28,10 @@ decltype(auto) with_errors(Error_code of_data, const Work& work) {
 // RAISES: Error invalid_argument.
 [[noreturn]] void refuse_argument(const std::string& message);
 
-// RAISES: Error not_found if nothing has this name.
+// RAISES: Error invalid_argument for a name that is empty or has a zero byte.
+void check_path(const std::string& path);
+
+// RAISES: Error not_found if nothing has this name; what check_path raises.
 void check_exists(const std::string& path);
 
 }  // namespace zandrel

@@ -91,8 +91,10 @@ struct Classify_options {
 // Errors: Error. Codes that each function can raise: closed, out_of_memory, failed.
 class ZANDREL_TEXT_EXPORT Classifier {
 public:
-    // Reads a container. It knows how its texts were analysed.
-    // RAISES: not_found, cannot_read, not_a_container, damaged, other_analysis, busy, interrupted.
+    // Reads a container. It knows how its texts were analysed; if not, the given analysis becomes
+    // a part of it, and is saved too.
+    // RAISES: invalid_argument for a name that is empty or has a zero byte; not_found, cannot_read,
+    // not_a_container, damaged, other_analysis, busy, interrupted.
     static Classifier open(const std::string& path, const Open_options& options = {});
 
     // Makes a container from examples. It is in memory until `save`.
@@ -130,8 +132,8 @@ public:
     // Writes the container, whole or not at all. The file is replaced only when the new one is
     // complete. A change of the file since `open` is overwritten. SIGHUP, SIGINT and SIGTERM that
     // arrive in this thread while the file is put into place take effect afterwards.
-    // RAISES: cannot_write; busy while another process changes the file; not_a_container if the
-    // file is something else; unsupported in cached form.
+    // RAISES: invalid_argument as `open`; cannot_write; busy while another process changes the
+    // file; not_a_container if the file is something else; unsupported in cached form.
     void save(const std::string& path);
 
     // Waits for calls that are running, and frees the container. All later calls raise `closed`.

@@ -17,16 +17,23 @@ namespace zandrel {
 // The form of a data file; see docs/formats/data.md. Missing parts follow from the file's
 // name.
 struct Record_form {
-    std::string format = {};  // "tsv", "csv", "jsonl" or "fasttext"; empty: by the file's name
+    // "tsv", "csv", "jsonl", "fasttext", or "lines": a text on each line, and no labels. Empty: by
+    // the file's name.
+    std::string format = {};
     std::vector<std::string> text_columns = {};  // names or numbers from 1; empty: the default
     std::vector<std::string> label_columns = {};
     std::vector<std::string> field_columns = {};  // NAME or NAME=COLUMN
     bool has_header = false;
     std::optional<std::string> label_separator = {};
+    // false: records need no labels and get none. They can be classified, not learned. The places
+    // of columns do not change: the text of a CSV file without a header is in column 2 unless
+    // `text_columns` says otherwise.
+    bool has_labels = true;
 };
 
 // The records of a data file: lines "label<TAB>text", CSV, JSON lines, fastText's form, each also
-// compressed with gzip or zstd, and corpus files. One record is in memory at a time.
+// compressed with gzip or zstd, and corpus files, which always give their labels. One record is in
+// memory at a time.
 //
 // Threads: one object belongs to one thread at a time.
 //

@@ -42,7 +42,7 @@ struct Text {
 
 // A text with the labels that a person has given to it.
 struct Example {
-    std::vector<std::string> labels = {};  // at least one
+    std::vector<std::string> labels = {};  // at least one, to learn it
     std::string text = {};
     std::vector<Field> fields = {};
 };

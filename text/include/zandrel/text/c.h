@@ -212,7 +212,7 @@ typedef struct zandrel_classify_options {
 // file.
 typedef struct zandrel_record_form {
     size_t size;
-    const char* format;               // "tsv", "csv", "jsonl" or "fasttext"
+    const char* format;               // "tsv", "csv", "jsonl", "fasttext" or "lines"
     const char* const* text_columns;  // names, or numbers from 1
     size_t text_column_count;
     const char* const* label_columns;
