@@ -250,7 +250,7 @@ static void ask_for_names(const Slot* slot) {
     const char* kind = "";
     const char* stem = "";
     const zandrel_code code = zandrel_analysis(slot->handle, &kind, &stem);
-    CHECK(code == (slot->handle == NULL ? ZANDREL_INVALID_ARGUMENT : ZANDREL_OK));
+    CHECK(code == code_of(slot));
     CHECK(code == ZANDREL_OK ? strcmp(kind, "phrases") == 0 && *stem == '\0' : kind == NULL);
 }
 

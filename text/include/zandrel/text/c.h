@@ -347,12 +347,12 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_label_names(const zandrel_classifier* c
 // How the texts of the container were analysed. `stem` gets "" if there is no stemmer. `kind` or
 // `stem` may be NULL.
 // The strings belong to the classifier and are valid until it is freed.
+// ERRORS: closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_analysis(const zandrel_classifier* classifier,
                                                   const char** kind, const char** stem);
 
 // Waits for calls that are running in other threads, and gives the memory of the container back.
-// Later calls return ZANDREL_CLOSED, except for three that do not need the container:
-// zandrel_close, zandrel_analysis, and zandrel_classify_texts without texts. The object itself
+// Later calls return ZANDREL_CLOSED, except for another zandrel_close. The object itself
 // remains: free it when no thread can use it any more.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_close(zandrel_classifier* classifier);
 
