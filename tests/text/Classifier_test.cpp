@@ -727,9 +727,10 @@ TEST_F(ClassifierTest, ClosedAndMovedClassifiersRefuseAllCalls) {
     Classifier moved = Classifier::train(desk_examples());
     const Classifier target = std::move(moved);
     moved.close();
-    for (const auto& [classifier, text] :
-         {std::pair(&closed, "the classifier is closed"),
-          {&moved, "the classifier was moved to another object"}}) {
+    for (const auto& row : {std::pair(&closed, "the classifier is closed"),
+                            {&moved, "the classifier was moved to another object"}}) {
+        Classifier* const classifier = row.first;
+        const char* const text = row.second;
         EXPECT_ERROR(classifier->classify("x"), Error_code::closed, text);
         EXPECT_ERROR(classifier->classify(std::vector<Text>{"x"}), Error_code::closed, text);
         EXPECT_ERROR(classifier->explain("x"), Error_code::closed, text);
