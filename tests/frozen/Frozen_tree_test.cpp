@@ -392,7 +392,7 @@ TEST(Frozen_treeTest, EmptyTextAnswersAsTheEngine) {
     EXPECT_TRUE(tree.has_learned(message.word("")));
 }
 
-// What the program asks for each word of an explanation.
+// Answers the question that the program has about each word of an explanation.
 bool has_learned(Random_container& kc, const Concept& word) {
     bool found = false;
     for (zeNode* const node : kc.inner) {

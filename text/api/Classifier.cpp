@@ -73,7 +73,7 @@ Analysis_settings analysis_of_container(const std::string& path, const zeManager
     return kept ? *kept : settings_of(*given);
 }
 
-// A container of another program does not say how its texts were analysed. What is saved says it.
+// A container of another program does not say how its texts were analysed. A saved one says it.
 void keep_given_analysis(const Analysis_settings& analysis, zeManager& manager) {
     if (!is_cached(manager)) {  // that is never saved, and its file must not change
         keep_analysis(analysis, manager.m_config);

@@ -27,7 +27,7 @@ public:
 private:
     zandrel::Records m_records;
     zandrel::Example m_example;
-    // What the last record points to.
+    // The memory that the last record points to.
     std::vector<zandrel_string> m_labels;
     std::vector<zandrel_field> m_fields;
     zandrel_example m_view = {};

@@ -1,8 +1,9 @@
 // Answers of a container without a write.
 //
-// The tree, the match tables and the models stay where they are. What we make is only what the
-// engine finds by concepts of the dictionary: the words, an index from words to rows for each
-// statistical node, and a copy of each rule. decisions/frozen_walk.md gives the reasons.
+// The tree, the match tables and the models stay where they are. We only make new forms of the
+// things that the engine finds by concepts of the dictionary: the words, an index from words to
+// rows for each statistical node, and a copy of each rule. decisions/frozen_walk.md gives the
+// reasons.
 //
 // Example. The root has the rows ball, goal and rose, and a lower node the rows goal and net. The
 // words get the numbers ball 0, goal 1, rose 2, net 3. So the rows of the root are dense, and those
