@@ -356,7 +356,8 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_analysis(const zandrel_classifier* clas
 // remains: free it when no thread can use it any more.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_close(zandrel_classifier* classifier);
 
-// Closes the container if it is open, and frees the object. Changes that have not been saved are lost.
+// Closes the container if it is open, and frees the object. Changes that have not been saved are
+// lost.
 ZANDREL_TEXT_EXPORT void zandrel_classifier_free(zandrel_classifier* classifier);
 
 // --- Labelled texts ---
