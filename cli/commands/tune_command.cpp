@@ -40,12 +40,12 @@ SuppressM, ClipValue, UseNormalization, NumberOfSlices, no likelihood tables, an
 there are at least 20 labels.
 
 The file is text: settings of the engine, and the entries Analysis, Stem and Tree. train, evaluate and
-tree suggest read it with --options. Without --time, file and table are the same in each run, except the
-CPU seconds of the table. Ctrl-C ends the search, and nothing is written.
+tree suggest read it with --options. An options file is replaced, and no other file. Without --time, file
+and table are the same in each run, except the CPU seconds of the table. Ctrl-C ends the search, and
+nothing is written.
 
 Examples:
   zandrel tune shop.train.tsv -o shop.options
-  zandrel train shop.kc shop.train.tsv --options shop.options
   zandrel tune shop.train.tsv -o shop.options --metric macro-f1 --time 60 --jobs 4
 
 See also: zandrel help data, settings, analysis)";
