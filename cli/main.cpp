@@ -28,6 +28,7 @@
 #include "cli/commands/rule_commands.h"
 #include "cli/commands/split_command.h"
 #include "cli/commands/tree_commands.h"
+#include "cli/commands/tune_command.h"
 #include "cli/process/Exit_status.h"
 #include "cli/process/Interruption.h"
 #include "cli/process/ending_signals.h"
@@ -74,6 +75,7 @@ End run(int argc, char** argv) {
     app.require_subcommand(1);
     zandrel::cli::add_evaluate_command(app);
     zandrel::cli::add_split_command(app);
+    zandrel::cli::add_tune_command(app);
     zandrel::cli::add_model_commands(app, result);
     zandrel::cli::add_rule_commands(app, result);
     zandrel::cli::add_record_commands(app, result);

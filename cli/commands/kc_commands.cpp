@@ -135,6 +135,7 @@ void warn_of_ignored(const Engine_settings& settings) {
 void load_options(const Kc_words& words) {
     Engine_settings settings;
     settings.load(words.options_file);
+    settings.check_for_container(words.options_file);
     warn_of_ignored(settings);
     const std::vector<Key_value> values = settings.used_settings();
     Long_work work;

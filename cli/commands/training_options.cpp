@@ -1,5 +1,6 @@
 // Adds the options of training and converts their words. --set overrides --options, since its
-// assignments are applied after the file.
+// assignments are applied after the file. --analysis or --stem override both entries "Analysis" and
+// "Stem" of the file, and --groups or --tree the entry "Tree".
 #include "cli/commands/training_options.h"
 
 #include <string>
@@ -18,6 +19,16 @@ namespace zandrel::cli {
 namespace {
 
 constexpr const char* kSuggestedTree = "auto";  // a file of this name is "./auto"
+
+// The words of the command line, or those of an options file if the command line has neither
+// --analysis nor --stem. We do not mix them: `--analysis words` with "Stem = english" in the file
+// would remove endings, and no option says that they shall remain.
+Analysis_names with_entries(const Analysis_names& names, const Text_entries& entries) {
+    if (!names.kind.empty() || !names.stem_language.empty()) {
+        return names;
+    }
+    return {entries.analysis ? name_of(*entries.analysis) : "", entries.stem_language.value_or("")};
+}
 
 }  // namespace
 
@@ -62,13 +73,20 @@ Model_options model_options(Training_words& words, const std::vector<std::string
         print_warning("with UseExtParms=0 the program's choices are used and not these settings: " +
                       CLI::detail::join(unused, ", "));
     }
-    const Analysis_settings wanted = analysis_settings(words.analysis);
-    Model_options options = {analysis_of_data(data_files, given_analysis(words.analysis), wanted),
-                             &words.settings};
+    const Text_entries entries = words.settings.text_entries();
+    const Analysis_names names = with_entries(words.analysis, entries);
+    Model_options options = {
+        analysis_of_data(data_files, given_analysis(names), analysis_settings(names)),
+        &words.settings};
     if (!words.groups_file.empty()) {
         options.groups = read_label_groups_file(words.groups_file);
     }
     options.suggests_groups = words.tree_file == kSuggestedTree;
+    if (words.groups_file.empty() && words.tree_file.empty() && entries.tree) {
+        options.suggests_groups = entries.tree->is_suggested;
+        options.group_count = entries.tree->group_count;
+        options.is_flat_by_choice = *entries.tree == Tree_entry();
+    }
     if (!words.tree_file.empty() && !options.suggests_groups) {
         // An error of the tree is reported before the work that takes long.
         options.tree = {read_tree_text(words.tree_file), input_name(words.tree_file)};

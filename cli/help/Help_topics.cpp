@@ -101,6 +101,13 @@ Unknown keys and values without a meaning are refused. Most settings are integer
   sqrt or linear  LearnSpeedScale
 An empty value or the word leave keeps the setting as it is.
 
+A file of --options can also say how a new container is made. No trained container takes these entries:
+  Analysis  phrases, words or whitespace
+  Stem      a language as for --stem, or none
+  Tree      flat, auto (as --tree auto) or a number of groups of labels, such as 40
+--analysis or --stem on the command line replace both Analysis and Stem; --tree or --groups replace
+Tree. tune finds good settings and writes such a file.
+
 If --set and --options do not give a value, train chooses it for some settings of a new container;
 info lists them. UseExtParms=0 switches all given settings off: the program uses its own choices, and a
 warning names the settings that are off.

@@ -16,7 +16,7 @@ cp out main.txt
 mapfile -t commands < <(names_below Subcommands)
 mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
-    'evaluate split train learn classify explain rules dump check rebuild-index info convert export options tree import archive corpus help' ]] ||
+    'evaluate split tune train learn classify explain rules dump check rebuild-index info convert export options tree import archive corpus help' ]] ||
     fail "$command: other commands: ${commands[*]}"
 [[ "${topics[*]}" == 'containers data analysis settings trees editing archives figures exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"

@@ -16,7 +16,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, bars, contestants, corpora, curves, learning, peers, processes, start, stream
+from benchmarks import accuracy, bars, contestants, corpora, curves, learning, peers, processes, start, stream, tune
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -831,6 +831,49 @@ class CommandLineTest(FolderTest):
                 done = self.bench(*arguments)
                 self.assertEqual(done.returncode, status)
                 self.assertRegex(done.stderr, message)
+
+
+
+class TuneTest(FolderTest):
+    def test_every_fifth_text_is_held_out(self):
+        path = self.write("train", "".join(f"line {number}\n" for number in range(12)))
+
+        learned, held_out = tune.divided(path)
+
+        self.assertEqual(held_out.read_text("utf-8"), "line 0\nline 5\nline 10\n")
+        self.assertEqual(len(learned.read_text("utf-8").splitlines()), 9)
+
+    def test_range_is_that_of_wilson(self):
+        # 8 of 10: the roots of (0.8 - p)^2 = z^2 p (1 - p) / 10.
+        low, high = tune.wilson_range(8, 10)
+        for bound in (low, high):
+            self.assertAlmostEqual((0.8 - bound) ** 2, 1.959964 ** 2 * bound * (1 - bound) / 10)
+        self.assertLess(low, 0.8)
+        self.assertGreater(high, 0.8)
+
+    def test_gain_is_that_of_the_same_texts(self):
+        # Differences 1, 1, -1 and 0: the mean is 1/4, the squares are 2 * 9/16 + 25/16 + 1/16.
+        gain, error = tune.paired_gain([False, False, True, True], [True, True, False, True])
+
+        self.assertAlmostEqual(gain, 0.25)
+        self.assertAlmostEqual(error, (2.75 / 12) ** 0.5)
+
+    def test_a_row_has_range_texts_and_gain(self):
+        contestant = types.SimpleNamespace(name="zandrel tune", rights=[True, True, False, True])
+        outcome = types.SimpleNamespace(accuracy=0.75, train_seconds=12.34)
+
+        row = tune.row_of("news", contestant, outcome, [False, False, True, True])
+
+        for text in ("news", "zandrel tune", "75.00", "+25.00 (47.87)", "12.3", "30.1 to 95.4"):
+            self.assertIn(text, row)
+
+    def test_a_search_gets_the_time_and_only_the_training_file(self):
+        corpus = self.write_corpus("news", train="a\tone\nb\ttwo\n" * 5)
+        for contestant in (tune.TunedZandrel(7), tune.TunedFastText(7)):
+            contestant.prepare(corpus, self.folder)
+            words = contestant._train[0]
+            self.assertIn("7", words)
+            self.assertNotIn(str(corpus.test), words)
 
 
 if __name__ == "__main__":

@@ -111,6 +111,11 @@ bool keeps_setting(std::string_view value) {
 }
 
 std::string setting_problem(std::string_view key, std::string_view value) {
+    if (is_text_key(key)) {
+        return std::string(key) +
+               " is no setting of the engine; only an options file for train and evaluate can have "
+               "it";
+    }
     const std::optional<Known_key> known = find_known(key);
     if (!known) {
         return "unknown setting \"" + shown_value(key) + "\"";
@@ -134,11 +139,32 @@ void Engine_settings::load(const std::string& path) {
                                       "input"
                                     : "it is no readable options file");
     }
+    take_text_entries(path);
     for (const auto& [key, value] : m_options.options) {
         const std::string problem = setting_problem(key.view(), value.view());
         if (!problem.empty()) {
             throw Data_error(path, line_of(path, key.view()), problem);
         }
+    }
+}
+
+// The engine's map keeps only settings of the engine.
+void Engine_settings::take_text_entries(const std::string& path) {
+    for (auto entry = m_options.options.begin(); entry != m_options.options.end();) {
+        const std::string key = entry->first.str();
+        if (!is_text_key(key)) {
+            ++entry;
+            continue;
+        }
+        const std::string problem = add_text_entry(key, entry->second.view(), m_text_entries);
+        if (!problem.empty()) {
+            throw Data_error(path, line_of(path, key), problem);
+        }
+        entry = m_options.options.erase(entry);
+    }
+    const std::string problem = text_entries_problem(m_text_entries);
+    if (!problem.empty()) {
+        throw Data_error(path, line_of(path, "Stem"), problem);
     }
 }
 
@@ -175,12 +201,28 @@ bool Engine_settings::has(std::string_view key) const {
     return is_used() && has_value(key);
 }
 
+Text_entries Engine_settings::text_entries() const {
+    return is_used() ? m_text_entries : Text_entries();
+}
+
+void Engine_settings::check_for_container(const std::string& path) const {
+    const std::vector<std::string> keys = m_text_entries.keys();
+    if (!keys.empty()) {
+        throw Data_error(path, line_of(path, keys.front()),
+                         keys.front() +
+                             " cannot change in a trained container; only train and evaluate read "
+                             "it");
+    }
+}
+
 std::vector<std::string> Engine_settings::unused_settings() const {
     std::vector<std::string> unused;
     if (!is_used()) {
         for (const Key_value& setting : given_settings()) {
             unused.push_back(setting.key);
         }
+        const std::vector<std::string> keys = m_text_entries.keys();
+        unused.insert(unused.end(), keys.begin(), keys.end());
     }
     return unused;
 }

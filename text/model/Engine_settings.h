@@ -9,6 +9,7 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/options/zeOptMap.h"
 
+#include "text/model/Text_entries.h"
 #include "text/wording/Key_value.h"
 
 class zeManager;
@@ -18,8 +19,8 @@ namespace zandrel {
 // Returns whether this value means "do not change the setting": an empty one and "leave".
 bool keeps_setting(std::string_view value);
 
-// Describes what is wrong with a setting: that the key is unknown, or key, value and range of a bad
-// value. Returns an empty text if nothing is wrong.
+// Describes what is wrong with a setting of the engine: that the key is unknown or one of
+// Text_entries, or key, value and range of a bad value. Returns an empty text if nothing is wrong.
 std::string setting_problem(std::string_view key, std::string_view value);
 
 // Settings from an options file and from `Key=value` words. We check them before the engine gets
@@ -31,7 +32,8 @@ std::string setting_problem(std::string_view key, std::string_view value);
 // this object until the program ends.
 class Engine_settings {
 public:
-    // Reads an options file; an empty path reads none.
+    // Reads an options file; an empty path reads none. Besides settings of the engine, the file can
+    // have Text_entries.
     // RAISES: Input_error if it cannot be read; Data_error "FILE:LINE: ..." for an unknown key or a
     // bad value.
     void load(const std::string& path);
@@ -44,8 +46,14 @@ public:
     // Returns whether a value is given for the key and is used. With "UseExtParms=0" no value is
     // used.
     bool has(std::string_view key) const;
-    // Returns the keys with a given value that "UseExtParms=0" switches off, sorted. The switches
-    // of the trainers are not among them, since "UseExtParms=0" does not switch them off.
+    // Returns the Text_entries of the file. With "UseExtParms=0" there are none.
+    Text_entries text_entries() const;
+    // RAISES: Data_error "FILE:LINE: ..." if the file has Text_entries, which cannot change in a
+    // trained container. `path`: of the file that was loaded.
+    void check_for_container(const std::string& path) const;
+    // Returns the keys with a given value that "UseExtParms=0" switches off, sorted, those of
+    // Text_entries last. The switches of the trainers are not among them, since "UseExtParms=0"
+    // does not switch them off.
     std::vector<std::string> unused_settings() const;
     // Returns the settings of the container that have a given value, sorted by key. With
     // "UseExtParms=0" there are none.
@@ -59,7 +67,10 @@ private:
     // Returns the settings of the container that have a given value, sorted by key.
     std::vector<Key_value> given_settings() const;
 
-    zeOptMap m_options;
+    void take_text_entries(const std::string& path);
+
+    zeOptMap m_options;           // without Text_entries
+    Text_entries m_text_entries;  // of the file
 };
 
 }  // namespace zandrel

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_TEXT_MODEL_MODEL_OPTIONS_H_
 #define ZANDREL_TEXT_MODEL_MODEL_OPTIONS_H_
 
+#include <cstddef>
 #include <string>
 
 #include "text/analysis/Text_analysis.h"
@@ -23,6 +24,8 @@ struct Model_options {
     Label_groups groups = {};             // empty: one classifier for all labels
     Tree_source tree = {};                // instead of groups
     bool suggests_groups = false;         // with_suggested_groups finds them in the texts
+    std::size_t group_count = 0;          // it makes so many, without a search; 0: none
+    bool is_flat_by_choice = false;       // no hint at groups
 };
 
 }  // namespace zandrel

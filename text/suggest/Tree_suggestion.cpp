@@ -159,6 +159,15 @@ std::string hint_for(std::size_t label_count) {
                : std::string();
 }
 
+// RAISES: Usage_error for too many labels.
+void check_label_count(std::size_t count) {
+    if (count > kMostLabels) {
+        throw Usage_error("there are " + grouped(count) +
+                          " labels, but groups are suggested only for up to " +
+                          grouped(kMostLabels));
+    }
+}
+
 void add_fold(const Rights& flat, const Rights& tree, Tree_comparison& comparison) {
     comparison.texts += flat.size();
     for (std::size_t i = 0; i < flat.size(); ++i) {
@@ -324,7 +333,10 @@ Model_options with_suggested_groups(const Model_options& options, Texts& texts, 
         Tree_suggestion found = suggest_tree(texts, options, bootstraps, progress);
         note = result_of(found);
         settled.groups = std::move(found.groups);
-    } else if (warn && options.groups.groups.empty() && options.tree.text.empty()) {
+    } else if (options.group_count != 0) {
+        settled.groups = groups_of_labels(texts, options.analysis, options.group_count, progress);
+    } else if (warn && !options.is_flat_by_choice && options.groups.groups.empty() &&
+               options.tree.text.empty()) {
         note = hint_for(labels_of(texts).size());
     }
     if (warn && !note.empty()) {
@@ -333,17 +345,23 @@ Model_options with_suggested_groups(const Model_options& options, Texts& texts, 
     return settled;
 }
 
+Label_groups groups_of_labels(const Texts& texts, const Analysis_settings& analysis,
+                              std::size_t count, CTProgress* progress) {
+    check_label_count(labels_of(texts).size());
+    Quiet_progress quiet(progress);
+    const Label_clusters clusters(
+        texts, *make_text_analysis(Fold_trial::cluster_analysis(analysis)), &quiet);
+    return clusters.label_count() == 0 ? Label_groups()
+                                       : clusters.groups(std::min(count, clusters.label_count()));
+}
+
 Tree_suggestion suggest_tree(Texts& texts, const Model_options& model, bool bootstraps,
                              CTProgress* progress) {
     Tree_suggestion found;
     found.texts = texts.size();
     const std::set<std::string_view> labels = labels_of(texts);
     found.labels.assign(labels.begin(), labels.end());
-    if (found.labels.size() > kMostLabels) {
-        throw Usage_error("there are " + grouped(found.labels.size()) +
-                          " labels, but groups are suggested only for up to " +
-                          grouped(kMostLabels));
-    }
+    check_label_count(found.labels.size());
     Search(texts, model, bootstraps, progress).run(found);
     return found;
 }

@@ -58,10 +58,11 @@ struct Tree_suggestion {
 // Returns why the suggestion has no groups: a clause for messages, empty if there are groups.
 std::string reason_for_no_groups(const Tree_suggestion& found);
 
-// Returns the options with the groups that `suggest_tree` finds if the options ask for them,
-// otherwise the options as they are. `warn`: gets a line with the result of the search. Without a
-// search it gets a hint at --tree auto if there are more than 50 labels and the options have
-// neither groups nor a tree. May be empty. RAISES: what suggest_tree raises.
+// Returns the options with the groups that `suggest_tree` finds if the options ask for them, with
+// those of `groups_of_labels` if they ask for a number of groups, otherwise the options as they
+// are. `warn`: gets a line with the result of the search. Without a search it gets a hint at --tree
+// auto if there are more than 50 labels, the options have neither groups nor a tree, and nobody
+// chose that. May be empty. RAISES: what suggest_tree raises.
 Model_options with_suggested_groups(const Model_options& options, std::vector<Labelled_text>& texts,
                                     bool bootstraps, CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn);
@@ -78,6 +79,13 @@ std::vector<std::size_t> group_counts_to_try(std::size_t label_count);
 std::size_t middle_of_good(const std::vector<std::size_t>& counts,
                            const std::vector<std::vector<bool>>& rights,
                            std::size_t right_without_groups);
+
+// Divides the labels of the texts into `count` groups, or fewer if there are fewer labels that can
+// be grouped, without asking if they help. `analysis`: of the model; groups are found with words.
+// RAISES: as suggest_tree. REQUIRES: count > 0.
+Label_groups groups_of_labels(const std::vector<Labelled_text>& texts,
+                              const Analysis_settings& analysis, std::size_t count,
+                              CTProgress* progress = nullptr);
 
 // `texts`: they are moved while the function works, and are in their places again when it ends.
 // `model`: its groups are not used. `progress`: null: no reports, no interruption.

@@ -1,0 +1,288 @@
+#include "cli/tune/Halving.h"
+
+#include <map>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace zandrel::cli {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr std::size_t kTextsOfPart = 10;
+
+// Has the outcomes of all trials. Each part tests ten texts with the label 0, and a model with N
+// right texts has the first N right. So two models differ in as many texts as their numbers differ.
+class Fake_trials : public Trials {
+public:
+    // (setting, divisor, fold)
+    using Key = std::tuple<std::size_t, std::size_t, std::size_t>;
+
+    std::map<Key, std::size_t> right_texts;
+    std::map<std::size_t, std::size_t> sizes;  // of the models of a setting; 100 if missing
+    std::size_t trials_in_time = 1000;
+    double error_of_wrong = 1.0;  // the square error; that of right texts is 0
+
+    std::vector<Key> made;
+    std::vector<std::string> rounds;
+
+    bool run(const std::string& round, const std::vector<Trial>& trials,
+             const Take& take) override {
+        rounds.push_back(round);
+        for (std::size_t i = 0; i < trials.size(); ++i) {
+            if (made.size() == trials_in_time) {
+                return false;
+            }
+            const Trial& trial = trials[i];
+            made.emplace_back(trial.setting, trial.part.divisor, trial.part.fold);
+            take(i, outcome(made.back()));
+        }
+        return true;
+    }
+
+    const std::vector<Label_numbers>& labels(const Tuning_part& /*part*/) override {
+        return m_labels;
+    }
+
+private:
+    Trial_outcome outcome(const Key& key) const {
+        Trial_outcome outcome;
+        for (std::size_t i = 0; i < kTextsOfPart; ++i) {
+            const bool is_right = i < right_texts.at(key);
+            outcome.answers.push_back({is_right ? 0 : 1, is_right ? 0.0 : error_of_wrong});
+        }
+        const auto size = sizes.find(std::get<0>(key));
+        outcome.model_size = size == sizes.end() ? 100 : size->second;
+        outcome.cpu_seconds = 0.5;
+        return outcome;
+    }
+
+    std::vector<Label_numbers> m_labels = std::vector<Label_numbers>(kTextsOfPart, {0});
+};
+
+// The round of all settings with all folds.
+std::vector<Tuning_round> one_round(std::size_t settings) {
+    return {{1, 3, settings}};
+}
+
+// Gives all folds of a setting so many right texts.
+void set_right(Fake_trials& trials, std::size_t setting, std::size_t right) {
+    for (std::size_t fold = 0; fold < kTuningFolds; ++fold) {
+        trials.right_texts[{setting, 1, fold}] = right;
+    }
+}
+
+// The example of Halving.cpp, with a tenth of its values.
+TEST(HalvingTest, BetterHalfGoesOnWithTheDefaults) {
+    Fake_trials trials;
+    const std::size_t first_round[] = {5, 6, 4, 7, 3, 6, 8, 2};
+    for (std::size_t i = 0; i < 8; ++i) {
+        trials.right_texts[{i, 2, 0}] = first_round[i];
+    }
+    for (const auto& [setting, right] : {std::pair(0, 5), {1, 6}, {3, 9}, {6, 7}}) {
+        trials.right_texts[{setting, 1, 0}] = static_cast<std::size_t>(right);
+    }
+    for (const std::size_t fold : {1, 2}) {
+        trials.right_texts[{0, 1, fold}] = 5;
+        trials.right_texts[{3, 1, fold}] = 8;
+    }
+
+    const Halving_result result =
+        halve(8, {{2, 1, 8}, {1, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+
+    using Key = Fake_trials::Key;
+    ASSERT_THAT(trials.made, SizeIs(16));
+    EXPECT_THAT(std::vector<Key>(trials.made.begin() + 8, trials.made.end()),
+                ElementsAre(Key(0, 1, 0), Key(1, 1, 0), Key(3, 1, 0), Key(6, 1, 0), Key(0, 1, 1),
+                            Key(0, 1, 2), Key(3, 1, 1), Key(3, 1, 2)));
+    EXPECT_THAT(trials.rounds, ElementsAre("Round 1 of 3: 8 settings", "Round 2 of 3: 4 settings",
+                                           "Round 3 of 3: 2 settings"));
+    EXPECT_EQ(result.chosen, 3U);
+    EXPECT_TRUE(result.is_complete);
+    EXPECT_EQ(result.figures[3].rounds, 3U);
+    EXPECT_EQ(result.figures[3].texts, 30U);
+    EXPECT_DOUBLE_EQ(result.figures[3].value, 25.0 / 30.0);
+    EXPECT_DOUBLE_EQ(result.figures[3].cpu_seconds, 2.0) << "of four trials";
+    EXPECT_EQ(result.figures[6].rounds, 2U);
+    EXPECT_DOUBLE_EQ(result.figures[6].value, 0.7);
+    EXPECT_DOUBLE_EQ(result.defaults.value, 0.5);
+}
+
+TEST(HalvingTest, WorstDefaultsTakePartInEachRound) {
+    Fake_trials trials;
+    for (std::size_t setting = 0; setting < 4; ++setting) {
+        trials.right_texts[{setting, 2, 0}] = setting;
+        set_right(trials, setting, setting);
+    }
+
+    const Halving_result result =
+        halve(4, {{2, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+
+    EXPECT_EQ(result.figures[0].rounds, 2U);
+    EXPECT_EQ(result.figures[3].rounds, 2U);
+    EXPECT_EQ(result.figures[2].rounds, 1U);
+}
+
+// Of 30 texts three are right in addition: the mean is 0.1, and the squared distances are
+// 3 * 0.81 + 27 * 0.01 = 2.7. So the standard error is sqrt(2.7 / (30 * 29)) = 0.0557, and the gain
+// is 1.80 standard errors. With six texts it is 0.2 / sqrt(4.8 / 870) = 2.69 standard errors.
+TEST(HalvingTest, OnlyAGainOfMoreThanTwoStandardErrorsReplacesTheDefaults) {
+    Fake_trials trials;
+    set_right(trials, 0, 5);
+    set_right(trials, 1, 6);
+
+    Halving_result result = halve(2, one_round(2), Tuning_metric::kAccuracy, trials);
+
+    EXPECT_EQ(result.chosen, 0U);
+    EXPECT_NEAR(result.figures[1].gain.gain, 0.1, 1e-12);
+    EXPECT_NEAR(result.figures[1].gain.error, 0.055709, 1e-6);
+
+    set_right(trials, 1, 7);
+    result = halve(2, one_round(2), Tuning_metric::kAccuracy, trials);
+
+    EXPECT_EQ(result.chosen, 1U);
+    EXPECT_NEAR(result.figures[1].gain.error, 0.074278, 1e-6);
+}
+
+TEST(HalvingTest, SmallestModelIsChosenAmongEquallyGoodSettings) {
+    Fake_trials trials;
+    set_right(trials, 0, 2);
+    for (const std::size_t setting : {1, 2, 3}) {
+        set_right(trials, setting, 9);
+    }
+    trials.sizes = {{1, 80}, {2, 60}, {3, 70}};
+
+    EXPECT_EQ(halve(4, one_round(4), Tuning_metric::kAccuracy, trials).chosen, 2U);
+}
+
+// The best setting has 29 right texts, and the smaller ones 28 and 27. One text of 30 is a distance
+// of one standard error, four times as much as may be neglected.
+TEST(HalvingTest, SmallerModelIsNotChosenIfItIsWorse) {
+    Fake_trials trials;
+    set_right(trials, 0, 2);
+    set_right(trials, 1, 9);
+    set_right(trials, 2, 9);
+    trials.right_texts[{1, 1, 0}] = 10;
+    trials.right_texts[{1, 1, 1}] = 10;
+    trials.right_texts[{2, 1, 0}] = 10;
+    trials.sizes = {{2, 1}};
+
+    EXPECT_EQ(halve(3, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
+}
+
+TEST(HalvingTest, FirstOfEqualSettingsIsChosen) {
+    Fake_trials trials;
+    set_right(trials, 0, 2);
+    set_right(trials, 1, 9);
+    set_right(trials, 2, 9);
+
+    EXPECT_EQ(halve(3, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
+}
+
+TEST(HalvingTest, LowerBrierScoreIsBetter) {
+    Fake_trials trials;
+    set_right(trials, 0, 5);
+    set_right(trials, 1, 2);
+    set_right(trials, 2, 8);
+    trials.error_of_wrong = 0.5;
+
+    const Halving_result result = halve(3, {{1, 1, 3}, {1, 3, 2}}, Tuning_metric::kBrier, trials);
+
+    EXPECT_EQ(result.chosen, 2U);
+    EXPECT_EQ(result.figures[1].rounds, 1U);
+    EXPECT_DOUBLE_EQ(result.figures[1].value, 0.4);
+    EXPECT_DOUBLE_EQ(result.figures[1].gain.gain, -0.15);
+    EXPECT_DOUBLE_EQ(result.figures[2].value, 0.1);
+}
+
+// Three trials of the first round are made, so the last setting of the four has no figures.
+TEST(HalvingTest, SettingsThatWereNotTriedInTimeHaveNoFigures) {
+    Fake_trials trials;
+    for (const std::size_t setting : {0, 1, 2, 3}) {
+        trials.right_texts[{setting, 2, 0}] = 2 * setting;
+        set_right(trials, setting, 2 * setting);
+    }
+    trials.trials_in_time = 3;
+
+    const Halving_result result =
+        halve(4, {{2, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+
+    EXPECT_FALSE(result.is_complete);
+    EXPECT_EQ(result.figures[3].rounds, 0U);
+    EXPECT_EQ(result.chosen, 2U) << "4 of 10 texts more";
+    EXPECT_EQ(result.defaults.texts, 10U);
+}
+
+// In the second round there is time for the defaults only, then for one fold of the other setting.
+TEST(HalvingTest, EarlierRoundDecidesIfNothingIsComparedInTheLastOne) {
+    Fake_trials trials;
+    for (const std::size_t setting : {0, 1, 2}) {
+        trials.right_texts[{setting, 2, 0}] = 4 * setting;
+        set_right(trials, setting, 1);
+    }
+    for (const std::size_t in_time : {6, 7, 8}) {
+        SCOPED_TRACE(in_time);
+        trials.made.clear();
+        trials.trials_in_time = in_time;
+
+        const Halving_result result =
+            halve(3, {{2, 1, 3}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+
+        EXPECT_FALSE(result.is_complete);
+        EXPECT_EQ(result.chosen, 2U);
+        EXPECT_EQ(result.defaults.texts, 10U) << "of the round that decided";
+        EXPECT_EQ(result.figures[2].texts, 10U);
+    }
+}
+
+TEST(HalvingTest, DefaultsRemainIfThereIsNoTimeAtAll) {
+    Fake_trials trials;
+    trials.trials_in_time = 0;
+
+    const Halving_result result = halve(3, one_round(3), Tuning_metric::kAccuracy, trials);
+
+    EXPECT_EQ(result.chosen, 0U);
+    EXPECT_EQ(result.defaults.rounds, 0U);
+    EXPECT_FALSE(result.is_complete);
+    EXPECT_THAT(trials.made, IsEmpty());
+}
+
+// One unit is the training of all texts. Testing takes about a quarter of it. A round costs
+// settings * folds / divisor * (2/3 + 1/3 * 1/4) units, less the trials of an earlier round.
+double cost_of(const std::vector<Tuning_round>& rounds) {
+    double cost = 0.0;
+    std::size_t full_folds_before = 0;
+    for (const Tuning_round& round : rounds) {
+        const std::size_t again = round.divisor == 1 ? full_folds_before : 0;
+        cost += static_cast<double>(round.settings * (round.folds - again)) /
+                static_cast<double>(round.divisor) * 0.75;
+        full_folds_before = round.divisor == 1 ? round.folds : 0;
+    }
+    return cost;
+}
+
+TEST(HalvingTest, SearchCostsLessThanSixtyTrainings) {
+    for (const std::size_t texts : {100, 1999, 2000, 100000}) {
+        for (const std::size_t bytes : {1000, 4000000, 4000001}) {
+            SCOPED_TRACE(testing::Message() << texts << " texts, " << bytes << " bytes");
+            const std::vector<Tuning_round> rounds = tuning_rounds(36, texts, bytes);
+            EXPECT_EQ(rounds.front().settings, 36U);
+            EXPECT_EQ(rounds.back().divisor, 1U);
+            EXPECT_EQ(rounds.back().folds, kTuningFolds);
+            EXPECT_LT(cost_of(rounds), 60.0);
+        }
+    }
+    EXPECT_LT(cost_of(tuning_rounds(36, 100000, 4000001)), 30.0);
+}
+
+}  // namespace
+
+}  // namespace zandrel::cli
