@@ -57,7 +57,8 @@ public:
     py::object operator()(const Reasons& reasons) const {
         py::list effects;
         for (const Effect& effect : reasons.effects) {
-            effects.append(m_effect(str_of(effect.concept_text), effect.adds, effect.is_known));
+            effects.append(m_effect(str_of(effect.concept_text), effect.adds, effect.is_known,
+                                    effect.log_odds_adds));
         }
         return m_reasons(str_of(reasons.label), str_of(reasons.path), reasons.score, effects);
     }

@@ -37,11 +37,14 @@ class Effect(NamedTuple):
 
     `adds` is the score minus the score of the text if the word had no weight. Below 0 the word
     lowers the score. `is_known` is False for a word that the container has not learned.
+    `log_odds_adds` is the effect on the log odds of the raw score, from -27.7 to 27.7. Where the
+    answer is certain, `adds` is nearly 0 for all words, and `log_odds_adds` still differs.
     """
 
     concept: str
     adds: float
     is_known: bool
+    log_odds_adds: float = 0.0
 
 
 class Reasons(NamedTuple):

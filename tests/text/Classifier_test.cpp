@@ -175,6 +175,7 @@ void expect_same_answers(const std::string& path, const std::vector<std::string>
             for (std::size_t i = 0; i < reasons.effects.size(); ++i) {
                 EXPECT_EQ(reasons.effects[i].concept_text, explanation.concepts[i].concept_text);
                 EXPECT_EQ(reasons.effects[i].adds, explanation.concepts[i].adds);
+                EXPECT_EQ(reasons.effects[i].log_odds_adds, explanation.concepts[i].log_odds_adds);
                 EXPECT_EQ(reasons.effects[i].is_known, explanation.concepts[i].is_known);
             }
         }

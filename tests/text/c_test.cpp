@@ -611,6 +611,7 @@ TEST_F(CTest, ReasonsEqualThoseOfTheClass) {
             EXPECT_EQ(std::string(effect.concept_text, effect.concept_length),
                       expected.effects[i].concept_text);
             EXPECT_EQ(effect.adds, expected.effects[i].adds);
+            EXPECT_EQ(effect.log_odds_adds, expected.effects[i].log_odds_adds);
             EXPECT_EQ(effect.is_known, expected.effects[i].is_known);
         }
     }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -36,11 +37,15 @@ struct Explanation {
 // Keeps the first `count` concepts, and counts the others in `left_out`.
 void keep_first(std::size_t count, Explanation& explanation);
 
-// Prints the text, and below it score, label and concepts. "(unknown)" follows an unknown concept.
-// If concepts were left out, the last line gives their number.
+// Prints the text, and below it score, label and concepts: each with its effect on the score, its
+// text, "(unknown)" if it is unknown, and its effect on the log odds. If concepts were left out,
+// the last line gives their number.
 void print_explanation(const Explanation& explanation, std::ostream& out);
+// The same with another line for the text, which is printed as it is.
+void print_explanation(const Explanation& explanation, std::string_view text_line,
+                       std::ostream& out);
 // The same as an object of `text`, `category`, `score` and `concepts`, a list of objects of
-// `concept`, `adds` and `known`. Without a result `category` is null.
+// `concept`, `adds`, `known` and `log_odds_adds`. Without a result `category` is null.
 nlohmann::ordered_json explanation_json(const Explanation& explanation);
 
 }  // namespace zandrel

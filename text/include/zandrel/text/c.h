@@ -249,6 +249,10 @@ typedef struct zandrel_effect {
     size_t concept_length;
     double adds;    // below 0 it lowers the score
     bool is_known;  // the container has learned it
+    // The effect on the log odds, log(p / (1 - p)), of the raw score p: its value minus the value
+    // without the concept, -27.7 to 27.7. It still differs for a strong and a weak word where the
+    // answer is certain, and `adds` is nearly 0 for both.
+    double log_odds_adds;
 } zandrel_effect;
 
 // Why a text has a score.
