@@ -2,6 +2,7 @@
 // tree in place of the dictionary.
 #include "text/api/Frozen_model.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -63,6 +64,36 @@ std::vector<zeResult> best_results(const Frozen_tree& tree, zeMsg& msg, int want
     return std::move(results.results);
 }
 
+// The best results, and the two highest scores of the text.
+struct Rated_results {
+    std::vector<zeResult> results;
+    Top_scores scores;
+};
+
+// Text_model::rank_rated explains why a container with rules needs a second walk for one label.
+Rated_results rated_results(const Frozen_tree& tree, zeMsg& msg, int wanted, bool has_rules) {
+    Rated_results rated;
+    rated.results = best_results(tree, msg, wanted == 1 && !has_rules ? 2 : wanted);
+    const std::vector<zeResult>& results = rated.results;
+    if (results.empty()) {
+        return rated;
+    }
+    rated.scores.best = results.front().score;
+    if (wanted == 1 && has_rules) {
+        for (const zeResult& result : best_results(tree, msg, 2)) {
+            if (result.node->m_concept.view() != results.front().node->m_concept.view()) {
+                rated.scores.second = std::max(rated.scores.second, result.score);
+            }
+        }
+        return rated;
+    }
+    rated.scores.second = results.size() < 2 ? 0.0 : results[1].score;
+    if (wanted == 1) {
+        rated.results.resize(1);
+    }
+    return rated;
+}
+
 // The score of any node. A ranking has no inner nodes, and only the best of several leaves with the
 // same name.
 double score_of(const Frozen_tree& tree, zeMsg& msg, const zeNode* node) {
@@ -86,11 +117,24 @@ std::vector<Label> Frozen_model::classify(const Text& text, const Classify_optio
                                           Reader_tools& tools) const {
     Frozen_message message(tools.m_call, m_tree.words());
     fill(text, *tools.m_analysis, message);
+    std::vector<zeResult> results;
+    std::optional<double> confidence;
+    if (m_confidence) {
+        Rated_results rated = rated_results(m_tree, message.msg(), options.count, m_has_rules);
+        confidence = m_confidence->of(rated.scores);
+        if (*confidence < options.reject) {
+            return {};
+        }
+        results = std::move(rated.results);
+    } else {
+        results = best_results(m_tree, message.msg(), options.count);
+    }
     std::vector<Label> labels;
-    for (const zeResult& result : best_results(m_tree, message.msg(), options.count)) {
+    for (const zeResult& result : results) {
         if (result.score >= options.threshold) {
             labels.push_back({std::string(result.node->m_concept.view()),
-                              path_of(m_tree, result.node), result.score});
+                              path_of(m_tree, result.node), result.score,
+                              labels.empty() ? confidence : std::nullopt});
         }
     }
     return labels;

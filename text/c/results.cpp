@@ -25,7 +25,7 @@ Owned_labels::Owned_labels(std::vector<Label>&& labels)
     m_views.reserve(m_labels.size());
     for (const Label& label : m_labels) {
         m_views.push_back({label.name.c_str(), label.name.size(), label.path.c_str(),
-                           label.path.size(), label.score});
+                           label.path.size(), label.score, label.confidence.value_or(-1.0)});
     }
     m_items = pointers_to(m_views);
     count = m_items.size();

@@ -2,6 +2,7 @@
 #ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_
 #define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,6 +53,9 @@ struct Label {
     std::string name;
     std::string path;    // the names from the root down, joined by "/"
     double score = 0.0;  // above 0, and at most 1 unless rules give more
+    // The chance that the best label of a text is right, 0 to 1. Only the best label has it, and
+    // only if the container has a confidence map (Train_options::calibrate).
+    std::optional<double> confidence = {};
 };
 
 // The effect of a concept (a word, or a pair of words) on a score: the score, minus the score of
