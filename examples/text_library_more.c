@@ -86,7 +86,8 @@ static void explain(const zandrel_classifier* classifier, const zandrel_text* te
     check(zandrel_explain(classifier, text, NULL, &reasons));
     printf("%s %.2f because of", reasons->label, reasons->score);
     for (size_t i = 0; i < reasons->effect_count && i < 2; ++i) {
-        printf(" \"%s\"", reasons->effects[i]->concept_text);
+        printf(" \"%s\" (%+.2f)", reasons->effects[i]->concept_text,
+               reasons->effects[i]->log_odds_adds);
     }
     printf("\n");
     zandrel_reasons_free(reasons);

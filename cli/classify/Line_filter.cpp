@@ -382,6 +382,24 @@ Classified classified(const Labelled_text& message, const Classify_options& opti
     return answer;
 }
 
+void print_reasons(const Labelled_text& message, const Explain_options& options, Text_model& model,
+                   std::ostream& out) {
+    Explanation explanation = model.explain(message, options.node);
+    std::vector<Word_effect> words;
+    if (options.palette != Palette::kNone && !explanation.label.empty()) {
+        words = model.words_of(explanation);
+    }
+    if (options.top) {
+        keep_first(*options.top, explanation);
+    }
+    if (options.writes_json) {
+        print_json(explanation_json(explanation), Json_form::kOneLine, out);
+    } else {
+        print_explanation(explanation, coloured_text(explanation.text, words, options.palette),
+                          out);
+    }
+}
+
 void classify_one(const Question& question, const Classify_options& options, Text_model& model,
                   std::ostream& out) {
     const Classified answer =
@@ -419,16 +437,8 @@ void explain_lines(const Line_input& input, const Explain_options& options, Text
         }
         if (options.shows_path) {
             print_path(question.message, options, model, answers);
-            return;
-        }
-        Explanation explanation = model.explain(question.message, options.node);
-        if (options.top) {
-            keep_first(*options.top, explanation);
-        }
-        if (options.writes_json) {
-            print_json(explanation_json(explanation), Json_form::kOneLine, answers);
         } else {
-            print_explanation(explanation, answers);
+            print_reasons(question.message, options, model, answers);
         }
     };
     answer_lines(input, model, answer, out);

@@ -9,6 +9,7 @@
 #include <ostream>
 #include <string>
 
+#include "cli/classify/Coloured_text.h"
 #include "text/data/Data_form.h"
 #include "text/data/Line_reader.h"
 
@@ -85,6 +86,8 @@ struct Explain_options {
     bool writes_json = false;
     bool shows_path = false;  // the walk through the tree instead of the concepts (Walk_report)
     int wanted_labels = 1;    // with `shows_path`: the walk ends when it has so many
+    // The colours of the text's words; not as JSON, not with `shows_path`.
+    Palette palette = Palette::kNone;
 };
 
 // Writes an explanation for each line of the input; as JSON one object for each line. With

@@ -21,6 +21,7 @@
 #include "cli/process/Exit_status.h"
 #include "cli/process/Long_work.h"
 #include "cli/process/print_warning.h"
+#include "cli/process/terminal_palette.h"
 #include "text/data/Data_input.h"
 #include "text/data/File_kind.h"
 #include "text/errors.h"
@@ -97,8 +98,13 @@ See also: zandrel help data, containers, analysis, editing, confidence)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score of its best label, or of the
-node --category. Concepts that the model does not know are marked. A line longer than --max-line is only
-reported on standard error, and the exit status is then 65; so is a bad record of CSV or JSON lines.
+node --category. Concepts that the model does not know are marked. The last column is the effect on the
+log odds of the raw score: where an answer is certain, the effects on the score are all nearly 0, and
+these still differ. A line longer than --max-line is only reported on standard error, and the exit
+status is then 65; so is a bad record of CSV or JSON lines.
+
+On a terminal the words of the line have colours: green to blue for the label, orange to red against it,
+dim if they are unknown. The environment variable NO_COLOR and --color never switch the colours off.
 
 With --path it prints instead the nodes that classify takes for `classify -k N`, in this order: the
 score of each node, its threshold, and each child with its score and the reason why it was not taken.
@@ -246,6 +252,7 @@ struct Filter_words {
     std::size_t jobs = 1;
     Cache_bound bound = {};
     std::string category;  // path; empty: the best label of each line
+    std::string colour = kColourAuto;
     Explain_options explain;
 };
 
@@ -328,6 +335,7 @@ void explain(const Filter_words& words, Command_result& result) {
     const std::unique_ptr<Text_model> model = model_of(words);
     Explain_options options = words.explain;
     options.node = node_of(words, *model);
+    options.palette = terminal_palette(words.colour);
     with_lines_of(words, result, [&](const Line_input& input) {
         work_on_container(words.kc_file, [&] { explain_lines(input, options, *model, std::cout); });
     });
@@ -415,6 +423,12 @@ void add_explain(CLI::App& app, Command_result& result) {
         ->type_name("N")
         ->needs(path);
     command.add_flag("--json", words->explain.writes_json, "Print a JSON object for each line");
+    command
+        .add_option("--color", words->colour,
+                    "Colour the words of the line: always, never, or auto for only on a terminal")
+        ->capture_default_str()
+        ->check(CLI::IsMember({kColourAuto, kColourAlways, kColourNever}).description(""))
+        ->type_name("WHEN");
     command.footer(kExplainNotes);
     command.callback([words, &result] { explain(*words, result); });
 }

@@ -32,11 +32,13 @@ py::object type_of(const char* name) {
     return py::module_::import("zandrel._types").attr(name);
 }
 
-// (name, path, score)
+// (name, path, score, confidence)
 class Label_maker {
 public:
     py::object operator()(const Label& label) const {
-        return m_type(str_of(label.name), str_of(label.path), label.score);
+        const py::object confidence =
+            label.confidence ? py::object(py::float_(*label.confidence)) : py::object(py::none());
+        return m_type(str_of(label.name), str_of(label.path), label.score, confidence);
     }
 
     py::list operator()(const std::vector<Label>& labels) const {
@@ -57,7 +59,8 @@ public:
     py::object operator()(const Reasons& reasons) const {
         py::list effects;
         for (const Effect& effect : reasons.effects) {
-            effects.append(m_effect(str_of(effect.concept_text), effect.adds, effect.is_known));
+            effects.append(m_effect(str_of(effect.concept_text), effect.adds, effect.is_known,
+                                    effect.log_odds_adds));
         }
         return m_reasons(str_of(reasons.label), str_of(reasons.path), reasons.score, effects);
     }
@@ -86,12 +89,14 @@ std::map<std::string, std::string> settings_of(const py::dict& settings) {
 }
 
 Train_options train_options(py::handle analysis, const py::dict& settings, const py::str& tree,
-                            bool compact) {
+                            bool compact, bool calibrate, bool prepare_to_explain) {
     Train_options options;
     options.analysis = given_analysis(analysis);
     options.settings = settings_of(settings);
     options.tree = utf8_of(tree, "a tree");
     options.compact = compact;
+    options.calibrate = calibrate;
+    options.prepare_to_explain = prepare_to_explain;
     return options;
 }
 
@@ -137,10 +142,11 @@ public:
     explicit Python_classifier(Classifier classifier) : m_classifier(std::move(classifier)) {}
 
     static std::unique_ptr<Python_classifier> open(const std::string& path, py::handle analysis,
-                                                   py::object progress) {
+                                                   bool prepare_to_explain, py::object progress) {
         Unlocked_call call(std::move(progress));
         Open_options options;
         options.analysis = given_analysis(analysis);
+        options.prepare_to_explain = prepare_to_explain;
         options.progress = call.progress();
         return std::make_unique<Python_classifier>(
             call.run([&] { return Classifier::open(path, options); }));
@@ -149,9 +155,11 @@ public:
     // `examples`: a File_records, or an iterable, which is read first: it may run any code.
     static std::unique_ptr<Python_classifier> train(py::handle examples, py::handle analysis,
                                                     const py::dict& settings, const py::str& tree,
-                                                    bool compact, py::object progress) {
+                                                    bool compact, bool calibrate,
+                                                    bool prepare_to_explain, py::object progress) {
         Unlocked_call call(std::move(progress));
-        Train_options options = train_options(analysis, settings, tree, compact);
+        Train_options options =
+            train_options(analysis, settings, tree, compact, calibrate, prepare_to_explain);
         options.progress = call.progress();
         if (py::isinstance<File_records>(examples)) {
             auto& file = examples.cast<File_records&>();
@@ -181,18 +189,18 @@ public:
         call.run([&] { m_classifier->learn(list, options); });
     }
 
-    py::list classify(py::handle text, int count, double threshold) const {
-        const Classify_options options{count, threshold};
+    py::list classify(py::handle text, int count, double threshold, double reject) const {
+        const Classify_options options{count, threshold, reject};
         const Python_text given(text);
         return Label_maker()(
             Unlocked_call().run([&] { return m_classifier->classify(given.text(), options); }));
     }
 
     // `first`: the number of the first text, for messages.
-    py::list classify_all(py::handle texts, int count, double threshold, int jobs,
+    py::list classify_all(py::handle texts, int count, double threshold, double reject, int jobs,
                           std::size_t first) const {
         check_open();
-        const Classify_options options{count, threshold};
+        const Classify_options options{count, threshold, reject};
         return answers_of(
             Text_blocks(texts, first), jobs,
             [&](const Text& text) { return m_classifier->classify(text, options); }, Label_maker());
@@ -234,6 +242,10 @@ public:
             list.append(str_of(label));
         }
         return list;
+    }
+
+    bool is_calibrated() const {
+        return Unlocked_call().run([&] { return m_classifier->is_calibrated(); });
     }
 
     py::tuple analysis() const {
@@ -291,6 +303,7 @@ void define_classifier(py::module_& module) {
         .def("close", &Python_classifier::close)
         .def("check_open", &Python_classifier::check_open)
         .def("labels", &Python_classifier::labels)
+        .def("is_calibrated", &Python_classifier::is_calibrated)
         .def("analysis", &Python_classifier::analysis);
 }
 

@@ -77,13 +77,18 @@ class Classifier:
         path: Path,
         *,
         analysis: Optional[Union[Analysis, str]] = None,
+        prepare_to_explain: bool = False,
         progress: Optional[Progress] = None,
     ) -> Self:
         """Reads a container. It knows how its texts were analysed.
 
-        If `analysis` is given and the container has another one, OtherAnalysisError is raised.
+        If `analysis` is given and the container has another one, OtherAnalysisError is raised. With
+        `prepare_to_explain` the learned words are read now, not at the first explanation, which
+        would wait for other classifiers that are being opened or trained.
         """
-        return cls._of(_zandrel.Classifier.open(_options.path_bytes(path), _pair(analysis), progress))
+        prepares = _options.truth_value("prepare_to_explain", prepare_to_explain)
+        name = _options.path_bytes(path)
+        return cls._of(_zandrel.Classifier.open(name, _pair(analysis), prepares, progress))
 
     @classmethod
     def train(
@@ -94,6 +99,8 @@ class Classifier:
         settings: Optional[Mapping[str, object]] = None,
         tree: str = "",
         compact: bool = False,
+        calibrate: bool = False,
+        prepare_to_explain: bool = False,
         progress: Optional[Progress] = None,
     ) -> Self:
         """Makes a container from examples. It is in memory until `save`.
@@ -105,6 +112,9 @@ class Classifier:
         settings: settings of the engine by name, for example {"ClipValue": 2}.
         tree: the tree in its text form; empty: a flat tree of the labels.
         compact: leave out what only learning needs.
+        calibrate: make a confidence map, so that the best label of each answer has a confidence.
+            Training then takes about three times as long.
+        prepare_to_explain: as for `open`.
         progress: is called with the part of the work that is done, 0 to 1. If it returns False,
             WorkInterruptedError is raised. It cannot use a classifier.
         """
@@ -114,6 +124,8 @@ class Classifier:
             _options.setting_texts(settings),
             _options.text("tree", tree),
             _options.truth_value("compact", compact),
+            _options.truth_value("calibrate", calibrate),
+            _options.truth_value("prepare_to_explain", prepare_to_explain),
             progress,
         )
         return cls._of(inner)
@@ -128,7 +140,8 @@ class Classifier:
         """Learns further examples as one bulk. The file does not change before `save`.
 
         With `add_labels`, labels that the container does not have become new ones. Without it they
-        raise UnknownLabelError, and nothing changes.
+        raise UnknownLabelError, and nothing changes. If the container has a confidence map, it first
+        answers the new texts, and the map learns from these answers.
         """
         adds = _options.truth_value("add_labels", add_labels)
         self._inner.learn(_source(examples), adds, progress)
@@ -136,7 +149,13 @@ class Classifier:
     # A str is also an iterable of str, so the first signature of each pair must come first.
     @overload
     def classify(  # type: ignore[misc]
-        self, texts: TextLike, *, count: int = ..., threshold: float = ..., jobs: int = ...
+        self,
+        texts: TextLike,
+        *,
+        count: int = ...,
+        threshold: float = ...,
+        reject: float = ...,
+        jobs: int = ...,
     ) -> list[Label]: ...
 
     @overload
@@ -146,6 +165,7 @@ class Classifier:
         *,
         count: int = ...,
         threshold: float = ...,
+        reject: float = ...,
         jobs: int = ...,
     ) -> list[list[Label]]: ...
 
@@ -155,6 +175,7 @@ class Classifier:
         *,
         count: int = 1,
         threshold: float = 0.0,
+        reject: float = 0.0,
         jobs: int = 1,
     ) -> Union[list[Label], list[list[Label]]]:
         """The labels with the highest scores, the best first.
@@ -163,15 +184,18 @@ class Classifier:
             read in blocks; see `stream` for more answers than fit into memory.
         count: at most so many labels; below 0: all.
         threshold: the least score of a label, 0 to 1.
+        reject: the least confidence of an answer, 0 to 1: below it, a text gets no label. Above 0
+            the container needs a confidence map.
         jobs: so many threads share the texts; 0: one for each processor. The answers are the same.
         """
         most = _options.whole_number("count", count)
         least = _options.number("threshold", threshold)
+        trusted = _options.number("reject", reject)
         threads = _options.threads(jobs)
         if isinstance(texts, (str, bytes, Mapping)):
-            return self._inner.classify(texts, most, least)
+            return self._inner.classify(texts, most, least, trusted)
         _options.refuse_table(texts)
-        return self._inner.classify_all(texts, most, least, threads, 1)
+        return self._inner.classify_all(texts, most, least, trusted, threads, 1)
 
     def stream(
         self,
@@ -179,6 +203,7 @@ class Classifier:
         *,
         count: int = 1,
         threshold: float = 0.0,
+        reject: float = 0.0,
         jobs: int = 1,
         block: int = 1024,
     ) -> Iterator[list[Label]]:
@@ -193,6 +218,7 @@ class Classifier:
             raise ValueError("block must be at least 1")
         most = _options.whole_number("count", count)
         least = _options.number("threshold", threshold)
+        trusted = _options.number("reject", reject)
         threads = _options.threads(jobs)
         self._inner.check_open()
         source = iter(texts)
@@ -200,7 +226,7 @@ class Classifier:
         def answers() -> Iterator[list[Label]]:
             first = 1
             while part := list(itertools.islice(source, size)):
-                yield from self._inner.classify_all(part, most, least, threads, first)
+                yield from self._inner.classify_all(part, most, least, trusted, threads, first)
                 first += len(part)
 
         return answers()
@@ -255,6 +281,11 @@ class Classifier:
         traceback: Optional[TracebackType],
     ) -> None:
         self.close()
+
+    @property
+    def is_calibrated(self) -> bool:
+        """Whether the container has a confidence map."""
+        return self._inner.is_calibrated()
 
     @property
     def labels(self) -> list[str]:

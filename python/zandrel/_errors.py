@@ -91,7 +91,7 @@ class UnknownLabelError(Error, ValueError):
 
 
 class WrongDataError(Error, ValueError):
-    """A record, a tree or a file of settings is wrong; see `file` and `line`."""
+    """A record, a tree or an options file is wrong; see `file` and `line`."""
 
     code = ErrorCode.wrong_data
 

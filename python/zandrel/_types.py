@@ -21,27 +21,62 @@ Progress = Callable[[float], Optional[bool]]
 Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
 
-class Label(NamedTuple):
-    """A category with its score.
-
-    `path` has the names of the tree's nodes from the root down, joined by "/".
-    """
-
+class _LabelFields(NamedTuple):
     name: str
     path: str
     score: float
 
 
-class Effect(NamedTuple):
+class Label(_LabelFields):
+    """A category with its score.
+
+    `path` has the names of the tree's nodes from the root down, joined by "/". `confidence` is the
+    chance that the best label of a text is right, 0 to 1. Only the best label has one, and only if
+    the container was trained with `calibrate`; else it is None. It is an attribute and no element
+    of the tuple: `name, path, score = label`.
+    """
+
+    confidence: Optional[float]
+
+    def __new__(
+        cls, name: str, path: str, score: float, confidence: Optional[float] = None
+    ) -> Label:
+        self = super().__new__(cls, name, path, score)
+        self.confidence = confidence
+        return self
+
+    def __repr__(self) -> str:
+        fields = super().__repr__()
+        return fields if self.confidence is None else f"{fields[:-1]}, confidence={self.confidence})"
+
+
+class _EffectFields(NamedTuple):
+    concept: str
+    adds: float
+    is_known: bool
+
+
+class Effect(_EffectFields):
     """The effect of a word, or of a pair of words, on a score.
 
     `adds` is the score minus the score of the text if the word had no weight. Below 0 the word
     lowers the score. `is_known` is False for a word that the container has not learned.
+    `log_odds_adds` is the effect on the log odds of the raw score, from -27.7 to 27.7. Where the
+    answer is certain, `adds` is nearly 0 for all words, and `log_odds_adds` still differs. It is an
+    attribute and no element of the tuple: `concept, adds, is_known = effect`.
     """
 
-    concept: str
-    adds: float
-    is_known: bool
+    log_odds_adds: float
+
+    def __new__(
+        cls, concept: str, adds: float, is_known: bool, log_odds_adds: float = 0.0
+    ) -> Effect:
+        self = super().__new__(cls, concept, adds, is_known)
+        self.log_odds_adds = log_odds_adds
+        return self
+
+    def __repr__(self) -> str:
+        return f"{super().__repr__()[:-1]}, log_odds_adds={self.log_odds_adds})"
 
 
 class Reasons(NamedTuple):

@@ -26,7 +26,11 @@ class FileRecords:
 class Classifier:
     @staticmethod
     def open(
-        path: bytes, analysis: Optional[tuple[str, str]], progress: Optional[Progress], /
+        path: bytes,
+        analysis: Optional[tuple[str, str]],
+        prepare_to_explain: bool,
+        progress: Optional[Progress],
+        /,
     ) -> Classifier: ...
     @staticmethod
     def train(
@@ -35,6 +39,8 @@ class Classifier:
         settings: dict[str, str],
         tree: str,
         compact: bool,
+        calibrate: bool,
+        prepare_to_explain: bool,
         progress: Optional[Progress],
         /,
     ) -> Classifier: ...
@@ -45,9 +51,18 @@ class Classifier:
         progress: Optional[Progress],
         /,
     ) -> None: ...
-    def classify(self, text: TextLike, count: int, threshold: float, /) -> list[Label]: ...
+    def classify(
+        self, text: TextLike, count: int, threshold: float, reject: float, /
+    ) -> list[Label]: ...
     def classify_all(
-        self, texts: Iterable[TextLike], count: int, threshold: float, jobs: int, first: int, /
+        self,
+        texts: Iterable[TextLike],
+        count: int,
+        threshold: float,
+        reject: float,
+        jobs: int,
+        first: int,
+        /,
     ) -> list[list[Label]]: ...
     def explain(self, text: TextLike, node: str, /) -> Reasons: ...
     def explain_all(
@@ -57,4 +72,5 @@ class Classifier:
     def close(self) -> None: ...
     def check_open(self) -> None: ...
     def labels(self) -> list[str]: ...
+    def is_calibrated(self) -> bool: ...
     def analysis(self) -> tuple[str, str]: ...

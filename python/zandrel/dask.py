@@ -52,28 +52,43 @@ def classify(
     text: str = "text",
     count: int = 1,
     threshold: float = 0.0,
+    reject: float = 0.0,
     jobs: int = 1,
 ) -> Any:
     """Classifies a partition of a Bag or of a DataFrame.
 
     partition: an iterable of texts gives a list of lists of `zandrel.Label`. A pandas DataFrame
         gives a copy of it with the columns "label" and "score" of the best label; a text without a
-        result has the label "" and the score 0.0. Columns of these names are replaced. A pandas
-        Series gives a Series of lists of `zandrel.Label`.
+        result has the label "" and the score 0.0. If the container has a confidence map, there is
+        also the column "confidence", which is 0.0 for a text without a result. Columns of these
+        names are replaced. A pandas Series gives a Series of lists of `zandrel.Label`.
     path: the container.
     text: the column of a DataFrame with the texts.
-    count, threshold, jobs: as in `Classifier.classify`; a DataFrame has only the best label.
+    count, threshold, reject, jobs: as in `Classifier.classify`; a DataFrame has only the best label.
     """
     pandas = sys.modules.get("pandas")
     if pandas is not None and isinstance(partition, pandas.DataFrame):
         if count != 1:
             raise ValueError("a DataFrame gets the best label only: count must be 1")
-        best = _best_labels(partition[text], classifier(path), threshold, jobs)
-        return partition.assign(
-            label=pandas.Series([label for label, _ in best], partition.index, dtype=object),
-            score=pandas.Series([score for _, score in best], partition.index, dtype=float),
-        )
-    answers = classifier(path).classify(partition, count=count, threshold=threshold, jobs=jobs)
+        opened = classifier(path)
+        best = [
+            labels[0] if labels else Label("", "", 0.0, 0.0)
+            for labels in opened.classify(
+                partition[text], threshold=threshold, reject=reject, jobs=jobs
+            )
+        ]
+        columns = {
+            "label": pandas.Series([label.name for label in best], partition.index, dtype=object),
+            "score": pandas.Series([label.score for label in best], partition.index, dtype=float),
+        }
+        if opened.is_calibrated:
+            columns["confidence"] = pandas.Series(
+                [label.confidence for label in best], partition.index, dtype=float
+            )
+        return partition.assign(**columns)
+    answers = classifier(path).classify(
+        partition, count=count, threshold=threshold, reject=reject, jobs=jobs
+    )
     if pandas is not None and isinstance(partition, pandas.Series):
         return pandas.Series(answers, partition.index, dtype=object)
     return answers
@@ -82,10 +97,3 @@ def classify(
 def _state_of(name: bytes) -> tuple[int, int, int, int]:
     status = os.stat(name)
     return status.st_dev, status.st_ino, status.st_mtime_ns, status.st_size
-
-
-def _best_labels(
-    texts: Iterable[TextLike], opened: Classifier, threshold: float, jobs: int
-) -> list[tuple[str, float]]:
-    answers: list[list[Label]] = opened.classify(texts, threshold=threshold, jobs=jobs)
-    return [(labels[0].name, labels[0].score) if labels else ("", 0.0) for labels in answers]

@@ -36,6 +36,8 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
     settings : settings of the engine by name, for example {"ClipValue": 2}.
     tree : the tree in its text form; empty: a flat tree of the labels.
     compact : leave out what only `partial_fit` needs.
+    calibrate : make a confidence map, see `predict_confidence`. `fit` then takes about three times
+        as long.
     n_jobs : so many threads predict; None: 1; -1: one for each processor; -2: one less; and so on.
 
     Attributes
@@ -60,6 +62,7 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         settings: Optional[Mapping[str, object]] = None,
         tree: str = "",
         compact: bool = False,
+        calibrate: bool = False,
         n_jobs: Optional[int] = None,
     ) -> None:
         self.analysis = analysis
@@ -67,6 +70,7 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         self.settings = settings
         self.tree = tree
         self.compact = compact
+        self.calibrate = calibrate
         self.n_jobs = n_jobs
 
     def fit(self, X: Iterable[Any], y: Any) -> ZandrelClassifier:
@@ -116,6 +120,9 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
         label gets its share of all odds. With two labels of scores s and 1 - s these are the
         scores. A text without any score above 0 gets the share of each label in the learned texts.
         `classifier_.classify(texts, count=-1)` has the scores as they are.
+
+        `calibrate` does not change these probabilities, so that they remain in agreement with
+        `predict` and add up to 1. The chance that the prediction is right is `predict_confidence`.
         """
         check_is_fitted(self)
         answers = self.classifier_.classify(_texts(X), count=-1, jobs=self._jobs())
@@ -128,6 +135,17 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
                 scores[row, column] = max(scores[row, column], label.score)
         return _probabilities(scores, self.class_count_ / self.class_count_.sum())
 
+    def predict_confidence(self, X: Iterable[Any]) -> Any:
+        """The chance that the label of `predict` is right, for each text.
+
+        It needs the parameter `calibrate`. A text without any score above 0 has the confidence 0.
+        """
+        check_is_fitted(self)
+        if not self.classifier_.is_calibrated:
+            raise ValueError("there is no confidence map: fit with calibrate=True makes one")
+        answers = self.classifier_.classify(_texts(X), jobs=self._jobs())
+        return np.array([labels[0].confidence if labels else 0.0 for labels in answers], dtype=float)
+
     def _train(self, texts: list[Any], places: Any, classes: Any) -> None:
         names = [str(label) for label in classes]
         if len(set(names)) < len(names) or "" in names:
@@ -138,6 +156,7 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
             settings=self.settings,
             tree=self.tree,
             compact=self.compact,
+            calibrate=self.calibrate,
         )
         counts = dict(zip(names, _counts(places, classes)))
         self._tree_labels = self._labels_without_texts(names, classes)

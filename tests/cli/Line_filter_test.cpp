@@ -223,7 +223,7 @@ TEST_F(LineFilterTest, BestLabelOfEachLineIsExplained) {
 
     EXPECT_THAT(explained, StartsWith("Goal!\n  "));
     EXPECT_THAT(explained, HasSubstr("  sport\n    +"));
-    EXPECT_THAT(explained, HasSubstr("  goal\n\n  (no result)\nbread\n  "));
+    EXPECT_THAT(explained, testing::ContainsRegex("  goal  .*\n\n  \\(no result\\)\nbread\n  "));
     EXPECT_THAT(explained, HasSubstr("  food\n    +"));
 }
 
@@ -383,7 +383,7 @@ TEST_F(LineFilterTest, EachLineIsExplainedByTheRequestedNumberOfConcepts) {
 
     EXPECT_EQ(nlohmann::json::parse(first)["concepts"].size(), 1U);
     EXPECT_THAT(Explained("goal bread\n", nullptr, false), EndsWith("    (1 more)\n"));
-    EXPECT_THAT(Explained("goal\n", nullptr, false), EndsWith("  goal\n"));
+    EXPECT_THAT(Explained("goal\n", nullptr, false), testing::Not(HasSubstr("more)")));
 }
 
 }  // namespace

@@ -254,29 +254,29 @@ expect 0 classify stems.kc goal.txt --analysis words --stem english
 
 # explain
 expect 0 explain a.kc goal.txt
-[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  sport|    +N  goal|' ]] ||
+[[ $(sed 's/[0-9]\+\.[0-9]*/N/g; s/  */ /g' out | tr '\n' '|') == 'goal| N sport| +N goal +N|' ]] ||
     fail "$command: wrong explanation"
 expect_of lines.txt 0 explain a.kc --json
-[[ $(sed -n 1p out | sed 's/:[01]\.[0-9]*/:N/g') == \
-    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N,"known":true}]}' ]] ||
+[[ $(sed -n 1p out | sed 's/:[0-9]\+\.[0-9]*/:N/g') == \
+    '{"text":"CHEESE","category":"food","score":N,"concepts":[{"concept":"cheese","adds":N,"known":true,"log_odds_adds":N}]}' ]] ||
     fail "$command: wrong JSON"
 [[ $(sed -n 2p out) == '{"text":"","category":null,"score":0.0,"concepts":[]}' && $(wc -l <out) == 6 ]] ||
     fail "$command: wrong lines"
 echo 'goal goal apple' >apple.txt
 for file in a.kc compact.kc; do
     expect 0 explain $file apple.txt
-    [[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal goal apple|  N  sport|    +N  goal|    +N  apple  (unknown)|' ]] ||
+    [[ $(sed 's/[0-9]\+\.[0-9]*/N/g; s/  */ /g' out | tr '\n' '|') == 'goal goal apple| N sport| +N goal +N| +N apple (unknown) +N|' ]] ||
         fail "$command: wrong explanation"
 done
 expect 0 explain a.kc apple.txt --top 1
-[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal goal apple|  N  sport|    +N  goal|    (1 more)|' ]] ||
+[[ $(sed 's/[0-9]\+\.[0-9]*/N/g; s/  */ /g' out | tr '\n' '|') == 'goal goal apple| N sport| +N goal +N| (1 more)|' ]] ||
     fail "$command: wrong explanation"
 expect 0 explain a.kc apple.txt --top 1 --json
-[[ $(sed 's/:[01]\.[0-9]*/:N/g' out) == \
-    '{"text":"goal goal apple","category":"sport","score":N,"concepts":[{"concept":"goal","adds":N,"known":true}],"left_out":1}' ]] ||
+[[ $(sed 's/:[0-9]\+\.[0-9]*/:N/g' out) == \
+    '{"text":"goal goal apple","category":"sport","score":N,"concepts":[{"concept":"goal","adds":N,"known":true,"log_odds_adds":N}],"left_out":1}' ]] ||
     fail "$command: wrong JSON"
 expect 0 explain groups.kc goal.txt --category root/fun/food
-[[ $(sed 's/[01]\.[0-9]*/N/' out | tr '\n' '|') == 'goal|  N  food|    -N  goal|' ]] ||
+[[ $(sed 's/[0-9]\+\.[0-9]*/N/g; s/  */ /g' out | tr '\n' '|') == 'goal| N food| -N goal -N|' ]] ||
     fail "$command: wrong explanation"
 expect 0 explain groups.kc goal.txt --category root/fun
 prints out '  fun'
@@ -284,6 +284,48 @@ for path in root/food root/fun/none none; do
     expect 64 explain groups.kc goal.txt --category $path
     is err "zandrel: --category: groups.kc has no node \"$path\""
     is_silent out
+done
+
+# explain --color: the text without the colours is the same, whatever is in it. Only a terminal has
+# colours by default, and only if the environment wants them.
+printf 'Goal goal \033[2J apple bre\xff ad\u202e\n' >hostile.txt
+expect 0 explain a.kc hostile.txt
+cp out plain
+for words in '--color never' '--color auto' ''; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    expect 0 explain a.kc hostile.txt $words
+    cmp -s out plain || fail "$command: other output"
+done
+for jobs in 1 2; do
+    expect 0 explain a.kc hostile.txt --color always --jobs $jobs
+    [[ $(grep -c $'\033' out) == 1 ]] || fail "$command: no colours in the text, or some below it"
+    sed 's/\x1b\[[0-9;]*m//g' out | cmp -s - plain || fail "$command: other text"
+done
+prints out $'\033[2mapple\033[0m'
+expect 64 explain a.kc hostile.txt --color sometimes
+expect 0 explain a.kc goal.txt --json
+cp out plain
+expect 0 explain a.kc goal.txt --color always --json
+cmp -s out plain || fail "$command: colours in JSON"
+
+# Runs explain on a terminal, with the environment of the arguments.
+on_terminal() {
+    command="explain on a terminal, $*"
+    env -u NO_COLOR -u COLORTERM "$@" \
+        script -qec "'$program' explain a.kc goal.txt" /dev/null </dev/null >out 2>err ||
+        fail "$command: exit status $?"
+}
+on_terminal TERM=xterm-256color
+prints out $'\033[1;38;5;33mgoal\033[0m'
+on_terminal TERM=xterm COLORTERM=truecolor
+prints out $'\033[1;38;5;33mgoal\033[0m'
+on_terminal TERM=xterm NO_COLOR=
+prints out $'\033[1;36mgoal\033[0m'
+for words in 'TERM=xterm NO_COLOR=1' 'TERM=xterm NO_COLOR=0' 'TERM=dumb' 'TERM='; do
+    # shellcheck disable=SC2086  # The words are the arguments.
+    on_terminal $words
+    prints out '  sport'
+    ! grep -q $'\033' out || fail "$command: colours"
 done
 
 # explain --path

@@ -92,6 +92,9 @@ def test_reasons_equal_the_program(shop, shop_kc, run_program, test_texts):
         assert reason.effects == [
             (effect["concept"], effect["adds"], effect["known"]) for effect in expected["concepts"]
         ]
+        assert [effect.log_odds_adds for effect in reason.effects] == [
+            effect["log_odds_adds"] for effect in expected["concepts"]
+        ]
 
 
 def test_reasons_of_a_named_node(shop):
@@ -104,6 +107,64 @@ def test_unknown_words_of_reasons_are_marked(news):
     effects = {e.concept: e.is_known for e in news.explain("goal zebra").effects}
     assert effects["goal"] is True
     assert effects["zebra"] is False
+
+
+def test_effects_and_labels_stay_tuples_of_their_first_elements(news):
+    effect = news.explain("goal").effects[0]
+    concept, adds, is_known = effect
+    assert (concept, adds, is_known) == effect
+    assert repr(effect).endswith(f"log_odds_adds={effect.log_odds_adds})")
+    assert effect.log_odds_adds > 0
+    label = zandrel.Label("a", "root/a", 0.5, 0.25)
+    assert label == ("a", "root/a", 0.5)
+    assert repr(label) == "Label(name='a', path='root/a', score=0.5, confidence=0.25)"
+    assert repr(zandrel.Label("a", "b", 0.5)) == "Label(name='a', path='b', score=0.5)"
+    copies = pickle.loads(pickle.dumps([label, effect]))
+    assert copies[0].confidence == 0.25
+    assert copies[1].log_odds_adds == effect.log_odds_adds
+
+
+def test_best_label_of_a_calibrated_container_has_a_confidence(tmp_path, test_texts):
+    shop = zandrel.Classifier.train(TRAIN, calibrate=True, prepare_to_explain=True)
+    shop.save(tmp_path / "sure.kc")
+    opened = zandrel.Classifier.open(tmp_path / "sure.kc", prepare_to_explain=True)
+    assert shop.is_calibrated and opened.is_calibrated
+    answers = shop.classify(test_texts, count=2)
+    confidences = [labels[0].confidence for labels in answers]
+    assert all(0 <= confidence <= 1 for confidence in confidences)
+    assert all(label.confidence is None for labels in answers for label in labels[1:])
+    assert len(set(confidences)) > 10
+    for jobs in (1, 3):
+        again = opened.classify(test_texts, jobs=jobs)
+        assert [labels[0].confidence for labels in again] == confidences
+        sure = opened.classify(test_texts, reject=0.9, jobs=jobs)
+        assert [bool(labels) for labels in sure] == [c >= 0.9 for c in confidences]
+    assert list(opened.stream(test_texts, reject=0.9)) == sure
+    assert opened.classify(test_texts[0], reject=0.0)[0].confidence == confidences[0]
+
+
+def test_trained_confidence_is_that_of_the_program(tmp_path, run_program):
+    run_program("train", tmp_path / "program.kc", TRAIN, "--calibrate")
+    zandrel.Classifier.train(TRAIN, calibrate=True).save(tmp_path / "python.kc")
+    assert_same_container(tmp_path / "python.kc", tmp_path / "program.kc")
+
+
+def test_learning_keeps_the_confidence(test_texts):
+    shop = zandrel.Classifier.train(TRAIN, calibrate=True)
+    before = shop.classify(test_texts[0])[0].confidence
+    shop.learn([("praise", text) for text in test_texts])
+    assert shop.is_calibrated
+    assert shop.classify(test_texts[0])[0].confidence is not None
+    assert before is not None
+
+
+def test_least_confidence_needs_a_calibrated_container(news):
+    assert not news.is_calibrated
+    assert news.classify("goal")[0].confidence is None
+    with pytest.raises(zandrel.InvalidArgumentError, match="no confidence map"):
+        news.classify("goal", reject=0.5)
+    with pytest.raises(zandrel.InvalidArgumentError, match="not between 0 and 1"):
+        news.classify("goal", reject=1.5)
 
 
 def test_labels_are_in_the_order_of_the_examples(news):

@@ -151,3 +151,28 @@ def test_columns_that_are_given_need_no_container_in_the_client(frame):
     meta = {"given": object, "body": object, "label": object, "score": float}
     answered = source.map_partitions(zandrel.dask.classify, "missing.kc", text="body", meta=meta)
     assert list(answered.columns) == list(meta)
+
+
+def test_frame_of_a_calibrated_container_has_the_confidence(cluster, tmp_path, frame):
+    path = str(tmp_path / "sure.kc")
+    sure = zandrel.Classifier.train(TRAIN, calibrate=True)
+    sure.save(path)
+    source = dask.dataframe.from_pandas(frame, npartitions=3)
+    answered = source.map_partitions(zandrel.dask.classify, path, text="body", reject=0.9).compute()
+    answers = [sure.classify(text, reject=0.9) for text in frame["body"]]
+    assert list(answered.columns) == ["given", "body", "label", "score", "confidence"]
+    assert list(answered["confidence"]) == [
+        labels[0].confidence if labels else 0.0 for labels in answers
+    ]
+    assert list(answered["label"]) == [labels[0].name if labels else "" for labels in answers]
+
+
+def test_bag_keeps_the_confidence(cluster, tmp_path, test_texts):
+    path = str(tmp_path / "sure.kc")
+    sure = zandrel.Classifier.train(TRAIN, calibrate=True)
+    sure.save(path)
+    bag = dask.bag.from_sequence(test_texts, npartitions=4)
+    answers = bag.map_partitions(zandrel.dask.classify, path).compute()
+    assert [labels[0].confidence for labels in answers] == [
+        labels[0].confidence for labels in sure.classify(test_texts)
+    ]

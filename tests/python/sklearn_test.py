@@ -169,6 +169,21 @@ def test_partial_fit_refuses_other_classes():
         model.partial_fit(["rain"], ["weather"])
 
 
+def test_confidence_of_predictions_needs_a_calibrated_model():
+    plain = ZandrelClassifier().fit(TEXTS, LABELS)
+    with pytest.raises(ValueError, match="calibrate=True"):
+        plain.predict_confidence(TEXTS)
+    model = ZandrelClassifier(calibrate=True).fit(TEXTS, LABELS)
+    texts = [*TEXTS, ""]
+    confidences = model.predict_confidence(texts)
+    assert confidences.shape == (len(texts),)
+    assert list(confidences[:-1]) == [
+        model.classifier_.classify(text)[0].confidence for text in TEXTS
+    ]
+    assert confidences[-1] == 0.0
+    assert np.array_equal(model.predict_proba(texts), plain.predict_proba(texts))
+
+
 def test_compact_model_cannot_learn_further():
     model = ZandrelClassifier(compact=True).fit(TEXTS, LABELS)
     with pytest.raises(zandrel.UnsupportedError):

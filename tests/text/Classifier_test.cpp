@@ -29,6 +29,7 @@
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/trained_tree.h"
 #include "tests/text/desk_texts.h"
+#include "tests/text/library_test_help.h"
 #include "text/kc/Kc_conversion.h"
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Stored_model.h"
@@ -42,47 +43,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-// Calls `work`, which must raise Error, and returns the error.
-template <class Work>
-Error error_of(const Work& work) {
-    try {
-        work();
-    } catch (const Error& error) {
-        return error;
-    }
-    ADD_FAILURE() << "no error";
-    return {Error_code::failed, "no error"};
-}
-
-#define EXPECT_ERROR(work, expected_code, expected_text)                 \
-    {                                                                    \
-        const Error raised = error_of([&] { work; });                    \
-        EXPECT_STREQ(name_of(raised.code()), name_of(expected_code));    \
-        EXPECT_STREQ(raised.what(), std::string(expected_text).c_str()); \
-    }
-
-std::string bytes_of(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
-}
-
-// Two containers have equal bytes only if they get the same id and the same time.
-class Same_identity {
-public:
-    Same_identity() : m_before(zandrel::set_config_seed([] { return 7U; })) {}
-
-    Same_identity(const Same_identity&) = delete;
-    Same_identity& operator=(const Same_identity&) = delete;
-
-    ~Same_identity() { zandrel::set_config_seed(m_before); }
-
-private:
-    Stopped_clock m_clock;
-    Config_seed m_before;
-};
 
 class ClassifierTest : public testing::Test {
 protected:
@@ -144,6 +104,12 @@ std::vector<std::string> random_texts(unsigned int seed, int count) {
     return texts;
 }
 
+std::optional<double> confidence_of(Text_model& model, const Labelled_text& message, int count) {
+    return model.confidence()
+               ? std::optional(model.confidence()->of(model.rank_rated(message, count).scores))
+               : std::nullopt;
+}
+
 void expect_same_answers(const std::string& path, const std::vector<std::string>& texts,
                          const std::vector<Field>& fields, const std::vector<Pair>& pairs) {
     const Classifier classifier = Classifier::open(path);
@@ -158,7 +124,9 @@ void expect_same_answers(const std::string& path, const std::vector<std::string>
             const std::vector<Label> labels = classifier.classify(asked, {count});
             const Ranking ranking = model->rank(message, count);
             ASSERT_EQ(labels.size(), ranking.size()) << text;
+            const std::optional<double> confidence = confidence_of(*model, message, count);
             for (std::size_t i = 0; i < labels.size(); ++i) {
+                EXPECT_EQ(labels[i].confidence, i == 0 ? confidence : std::nullopt) << text;
                 EXPECT_EQ(labels[i].name, ranking[i].label) << text;
                 EXPECT_EQ(labels[i].path, model->path_of(ranking[i])) << text;
                 EXPECT_EQ(labels[i].score, ranking[i].score) << text;  // to the last bit
@@ -175,6 +143,7 @@ void expect_same_answers(const std::string& path, const std::vector<std::string>
             for (std::size_t i = 0; i < reasons.effects.size(); ++i) {
                 EXPECT_EQ(reasons.effects[i].concept_text, explanation.concepts[i].concept_text);
                 EXPECT_EQ(reasons.effects[i].adds, explanation.concepts[i].adds);
+                EXPECT_EQ(reasons.effects[i].log_odds_adds, explanation.concepts[i].log_odds_adds);
                 EXPECT_EQ(reasons.effects[i].is_known, explanation.concepts[i].is_known);
             }
         }
@@ -193,6 +162,7 @@ TEST_F(ClassifierTest, AnswersEqualTheModelForEachAnalysisAndTree) {
             Train_options options;
             options.analysis = analysis;
             options.tree = tree;
+            options.calibrate = seed % 4 != 1;  // seeds are odd here
             Classifier::train(desk_examples(), options).save(file("a.kc"));
             expect_same_answers(file("a.kc"), random_texts(++seed, 12), {}, {});
             expect_same_answers(file("a.kc"), random_texts(++seed, 4),
@@ -223,7 +193,9 @@ TEST_F(ClassifierTest, CompactContainerAnswersAndExplains) {
 }
 
 TEST_F(ClassifierTest, ContainerInCachedFormAnswersLikeThePlainOne) {
-    Classifier::train(desk_examples(), options_with_tree()).save(file("a.kc"));
+    Train_options options = options_with_tree();
+    options.calibrate = true;
+    Classifier::train(desk_examples(), options).save(file("a.kc"));
     Conversion_options conversion;
     conversion.kc_file = file("a.kc");
     conversion.new_file = file("cached.kc");
@@ -249,12 +221,14 @@ TEST_F(ClassifierTest, TrainedContainerHasTheBytesOfTheProgram) {
             training.data_files = {data};
             training.model.tree = {tree, "tree"};
             training.compact = is_compact;
+            training.calibrates = is_compact == tree.empty();
             training.replaces = true;
             train_kc(training);
 
             Train_options options;
             options.tree = tree;
             options.compact = is_compact;
+            options.calibrate = training.calibrates;
             Classifier::train(desk_examples(), options).save(file("library.kc"));
             EXPECT_EQ(bytes_of(file("library.kc")), bytes_of(file("program.kc")));
 
@@ -267,7 +241,9 @@ TEST_F(ClassifierTest, TrainedContainerHasTheBytesOfTheProgram) {
 
 TEST_F(ClassifierTest, LearnedContainerHasTheBytesOfTheProgram) {
     const Same_identity same;
-    Classifier::train(desk_examples()).save(file("program.kc"));
+    Train_options options;
+    options.calibrate = true;
+    Classifier::train(desk_examples(), options).save(file("program.kc"));
     std::filesystem::copy_file(file("program.kc"), file("library.kc"));
     Learning_options learning;
     learning.kc_file = file("program.kc");

@@ -35,7 +35,9 @@ using Answers = std::vector<std::vector<std::string>>;
 std::string shown(const Label& label) {
     std::string score(sizeof(double), '\0');
     std::copy_n(reinterpret_cast<const char*>(&label.score), sizeof(double), score.begin());
-    return label.path + score;
+    const std::string confidence =
+        label.confidence ? " " + std::to_string(*label.confidence) : std::string();
+    return label.path + score + confidence;
 }
 
 std::vector<std::string> answer_to(const Classifier& classifier, const std::string& question) {
@@ -57,6 +59,7 @@ Answers answers_of(const Classifier& classifier) {
 Classifier trained(const std::string& tree = "") {
     Train_options options;
     options.tree = tree;
+    options.calibrate = true;
     return Classifier::train(desk_examples(), options);
 }
 

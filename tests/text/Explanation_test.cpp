@@ -25,15 +25,18 @@ std::string json_of(const Explanation& explanation) {
 }
 
 const Explanation kGoal = {
-    "A goal", "sport", 0.9625, {{"goal", 0.5}, {"a", -0.03125}, {"x", 0.0, false}}};
+    "A goal",
+    "sport",
+    0.9625,
+    {{"goal", 0.5, true, 2.25}, {"a", -0.03125, true, -0.125}, {"x", 0.0, false}}};
 
 TEST(ExplanationTest, LabelScoreAndConceptsArePrintedWithSigns) {
     EXPECT_EQ(printed(kGoal),
               "A goal\n"
               "  0.963  sport\n"
-              "    +0.5000  goal\n"
-              "    -0.0312  a\n"
-              "    +0.0000  x  (unknown)\n");
+              "    +0.5000  goal                      +2.2500\n"
+              "    -0.0312  a                         -0.1250\n"
+              "    +0.0000  x  (unknown)              +0.0000\n");
 }
 
 TEST(ExplanationTest, FirstConceptsAreKeptAndTheOthersCounted) {
@@ -43,8 +46,8 @@ TEST(ExplanationTest, FirstConceptsAreKeptAndTheOthersCounted) {
     EXPECT_EQ(printed(two),
               "A goal\n"
               "  0.963  sport\n"
-              "    +0.5000  goal\n"
-              "    -0.0312  a\n"
+              "    +0.5000  goal                      +2.2500\n"
+              "    -0.0312  a                         -0.1250\n"
               "    (1 more)\n");
 }
 
@@ -61,10 +64,19 @@ TEST(ExplanationTest, ControlCharactersAreEscapedInTextButNotInJson) {
     EXPECT_EQ(printed(hostile),
               "a\\x09b\\x1B[2J\n"
               "  0.500  sp\\xE2\\x80\\xAEort\n"
-              "    +0.5000  go\\xC2\\x9B\n");
+              "    +0.5000  go\\xC2\\x9B                +0.0000\n");
     EXPECT_EQ(explanation_json(hostile)["text"], hostile.text);
     EXPECT_EQ(explanation_json(hostile)["category"], hostile.label);
     EXPECT_EQ(explanation_json(hostile)["concepts"][0]["concept"], "go\xC2\x9B");
+}
+
+TEST(ExplanationTest, LongConceptsMoveTheLastColumn) {
+    const Explanation wide = {"t", "l", 0.5, {{"twenty-five characters ...", 0.25, true, 1.0}}};
+
+    EXPECT_EQ(printed(wide),
+              "t\n"
+              "  0.500  l\n"
+              "    +0.2500  twenty-five characters ...  +1.0000\n");
 }
 
 TEST(ExplanationTest, MissingResultIsReported) {
@@ -72,11 +84,12 @@ TEST(ExplanationTest, MissingResultIsReported) {
 }
 
 TEST(ExplanationTest, JsonHasTheSameContents) {
-    EXPECT_EQ(json_of(kGoal), R"({"text":"A goal","category":"sport","score":0.9625,"concepts":[)"
-                              R"({"concept":"goal","adds":0.5,"known":true},)"
-                              R"({"concept":"a","adds":-0.03125,"known":true},)"
-                              R"({"concept":"x","adds":0.0,"known":false}]})"
-                              "\n");
+    EXPECT_EQ(json_of(kGoal),
+              R"({"text":"A goal","category":"sport","score":0.9625,"concepts":[)"
+              R"({"concept":"goal","adds":0.5,"known":true,"log_odds_adds":2.25},)"
+              R"({"concept":"a","adds":-0.03125,"known":true,"log_odds_adds":-0.125},)"
+              R"({"concept":"x","adds":0.0,"known":false,"log_odds_adds":0.0}]})"
+              "\n");
 }
 
 TEST(ExplanationTest, JsonHasNullForNoResult) {

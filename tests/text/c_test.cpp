@@ -116,7 +116,7 @@ std::vector<std::string> names_of(const Classifier& classifier) {
 }
 
 zandrel_classify_options count_options(int count, double threshold = 0.0) {
-    return {sizeof(zandrel_classify_options), count, threshold};
+    return {sizeof(zandrel_classify_options), count, threshold, 0.0};
 }
 
 // The failure must be the last one of this thread.
@@ -143,6 +143,7 @@ void expect_labels(const zandrel_labels& labels, const std::vector<zandrel::Labe
         EXPECT_EQ(label.name[label.name_length], '\0');
         EXPECT_EQ(label.path[label.path_length], '\0');
         EXPECT_EQ(label.score, expected[i].score);
+        EXPECT_EQ(label.confidence, expected[i].confidence.value_or(-1.0));
     }
 }
 
@@ -420,12 +421,17 @@ TEST_F(CTest, OptionsOfAnotherSizeAreRefusedUnlessTheRestIsZero) {
     const std::string size_text =
         "argument options has a wrong size; set its member size to sizeof the struct";
 
-    expect_refused(classify({0, 1, 0.0}), size_text);
-    expect_refused(classify({sizeof(zandrel_classify_options) - 1, 1, 0.0}), size_text);
-    expect_refused(classify({4097, 1, 0.0}), size_text);
-    expect_refused(classify({std::numeric_limits<std::size_t>::max(), 1, 0.0}), size_text);
+    expect_refused(classify({0, 1, 0.0, 0.0}), size_text);
+    const std::size_t first_size = offsetof(zandrel_classify_options, reject);
+    expect_refused(classify({first_size - 1, 1, 0.0, 0.0}), size_text);
+    expect_refused(classify({4097, 1, 0.0, 0.0}), size_text);
+    expect_refused(classify({std::numeric_limits<std::size_t>::max(), 1, 0.0, 0.0}), size_text);
 
-    Later_options later = {{sizeof(Later_options), 2, 0.0}, {}};
+    // A caller with the first header has no member `reject`, and the bytes behind are its own.
+    EXPECT_EQ(classify({first_size, 1, 0.0, 7.0}), ZANDREL_OK);
+    zandrel_labels_free(labels);
+
+    Later_options later = {{sizeof(Later_options), 2, 0.0, 0.0}, {}};
     EXPECT_EQ(classify(later.known), ZANDREL_OK);
     ASSERT_NE(labels, nullptr);
     EXPECT_EQ(labels->count, 2U);
@@ -502,16 +508,16 @@ constexpr bool ends_with(Member Options::*, std::size_t offset) {
     return offset + sizeof(Member) == sizeof(Options);
 }
 
-static_assert(ends_with(&zandrel_open_options::user_data,
-                        offsetof(zandrel_open_options, user_data)));
-static_assert(ends_with(&zandrel_train_options::user_data,
-                        offsetof(zandrel_train_options, user_data)));
+static_assert(ends_with(&zandrel_open_options::prepare_to_explain,
+                        offsetof(zandrel_open_options, prepare_to_explain)));
+static_assert(ends_with(&zandrel_train_options::calibrate,
+                        offsetof(zandrel_train_options, calibrate)));
 static_assert(ends_with(&zandrel_learn_options::user_data,
                         offsetof(zandrel_learn_options, user_data)));
-static_assert(ends_with(&zandrel_classify_options::threshold,
-                        offsetof(zandrel_classify_options, threshold)));
-static_assert(ends_with(&zandrel_record_form::label_separator,
-                        offsetof(zandrel_record_form, label_separator)));
+static_assert(ends_with(&zandrel_classify_options::reject,
+                        offsetof(zandrel_classify_options, reject)));
+static_assert(ends_with(&zandrel_record_form::has_no_labels,
+                        offsetof(zandrel_record_form, has_no_labels)));
 
 // --- Classify and explain ---
 
@@ -551,6 +557,54 @@ TEST_F(CTest, ThresholdLeavesLabelsOutAndMustBeAShare) {
     EXPECT_EQ(zandrel_classify(classifier.get(), "x", 1, &wrong, &labels),
               ZANDREL_INVALID_ARGUMENT);
     EXPECT_THAT(zandrel_last_error()->message, HasSubstr("threshold"));
+}
+
+TEST_F(CTest, ConfidenceOfACalibratedContainerIsThatOfTheClass) {
+    zandrel_train_options options = {};
+    options.size = sizeof options;
+    options.calibrate = 1;
+    options.prepare_to_explain = 1;
+    const Classifier calibrated = trained(&options);
+    ASSERT_EQ(zandrel_save(calibrated.get(), folder.file("c.kc").c_str()), ZANDREL_OK);
+    const auto other = zandrel::Classifier::open(folder.file("c.kc"));
+    bool is_calibrated = false;
+    EXPECT_EQ(zandrel_is_calibrated(calibrated.get(), &is_calibrated), ZANDREL_OK);
+    EXPECT_TRUE(is_calibrated);
+
+    const zandrel_classify_options all = count_options(-1);
+    const Labels labels = classified(calibrated, "goal goal bread", &all);
+    expect_labels(*labels, other.classify("goal goal bread", {-1}));
+    ASSERT_EQ(labels->count, 2U);
+    EXPECT_GE(labels->items[0]->confidence, 0.0);
+    EXPECT_LT(labels->items[1]->confidence, 0.0);
+    zandrel_classify_options rejecting = count_options(-1);
+    rejecting.reject = 1.0;
+    const bool is_sure = labels->items[0]->confidence >= 1.0;
+    EXPECT_EQ(classified(calibrated, "goal goal bread", &rejecting)->count, is_sure ? 2U : 0U);
+
+    const Classifier plain = opened(path);
+    EXPECT_EQ(zandrel_is_calibrated(plain.get(), &is_calibrated), ZANDREL_OK);
+    EXPECT_FALSE(is_calibrated);
+    zandrel_labels* none = nullptr;
+    EXPECT_EQ(zandrel_classify(plain.get(), "x", 1, &rejecting, &none), ZANDREL_INVALID_ARGUMENT);
+    EXPECT_THAT(zandrel_last_error()->message, HasSubstr("no confidence map"));
+    expect_refused(zandrel_is_calibrated(plain.get(), nullptr), "argument is_calibrated is NULL");
+}
+
+TEST_F(CTest, RecordsWithoutLabelsAreRead) {
+    zandrel_record_form form = {};
+    form.size = sizeof form;
+    form.format = "jsonl";
+    form.has_no_labels = 1;
+    const std::string file = folder.write("texts.jsonl", "{\"text\": \"a goal\"}\n");
+    zandrel_records* records = nullptr;
+    ASSERT_EQ(zandrel_records_open(file.c_str(), &form, &records), ZANDREL_OK);
+    const zandrel_example* record = nullptr;
+    ASSERT_EQ(zandrel_records_next(records, &record), ZANDREL_OK);
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->label_count, 0U);
+    EXPECT_EQ(std::string(record->text.characters, record->text.length), "a goal");
+    zandrel_records_free(records);
 }
 
 TEST_F(CTest, TextEndsAtItsLengthOrAtTheZeroByte) {
@@ -611,6 +665,7 @@ TEST_F(CTest, ReasonsEqualThoseOfTheClass) {
             EXPECT_EQ(std::string(effect.concept_text, effect.concept_length),
                       expected.effects[i].concept_text);
             EXPECT_EQ(effect.adds, expected.effects[i].adds);
+            EXPECT_EQ(effect.log_odds_adds, expected.effects[i].log_odds_adds);
             EXPECT_EQ(effect.is_known, expected.effects[i].is_known);
         }
     }
@@ -705,8 +760,8 @@ TEST_F(CTest, SavedFileEqualsThatOfTheClass) {
     other.save(folder.file("class.kc"));
 
     const zandrel_setting setting = {"ClipValue", "2"};
-    const zandrel_train_options options = {sizeof options, "words", "english", &setting, 1,
-                                           nullptr,        true,    nullptr,   nullptr};
+    const zandrel_train_options options = {sizeof options, "words", "english", &setting, 1, nullptr,
+                                           true,           nullptr, nullptr,   0,        0};
     const Classifier classifier = trained(&options);
     ASSERT_EQ(zandrel_save(classifier.get(), folder.file("c.kc").c_str()), ZANDREL_OK);
     EXPECT_TRUE(folder.content("c.kc") == folder.content("class.kc"));

@@ -20,6 +20,7 @@
 #include "text/api/Records_impl.h"
 #include "text/api/Reported_progress.h"
 #include "text/api/raised_errors.h"
+#include "text/confidence/Out_of_fold.h"
 #include "text/kc/Cached_kc.h"
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_file.h"
@@ -100,6 +101,11 @@ Analysis_settings analysis_for(const Records::Impl& records, const std::optional
 // The shares of the phases of train and learn: analysing the texts, and the work itself.
 const std::vector<double> kTrainingShares = {0.3, 0.7};
 const std::vector<double> kOpeningShares = {1.0};
+// With a confidence map, learning classifies the texts before the work itself.
+const std::vector<double> kRatedLearningShares = {0.25, 0.2, 0.55};
+// The model itself, then for each of three folds: analysing, training and classifying.
+const std::vector<double> kCalibratingShares = {0.1,  0.24, 0.06, 0.13, 0.03, 0.06,
+                                                0.13, 0.03, 0.06, 0.13, 0.03};
 
 Labelled_text message_of(const Text& text) {
     Labelled_text message = {{}, std::string(text.characters)};
@@ -110,6 +116,9 @@ Labelled_text message_of(const Text& text) {
 void check_options(const Classify_options& options) {
     if (!(options.threshold >= 0.0 && options.threshold <= 1.0)) {
         refuse_argument("the threshold is not between 0 and 1");
+    }
+    if (!(options.reject >= 0.0 && options.reject <= 1.0)) {
+        refuse_argument("the least confidence is not between 0 and 1");
     }
 }
 
@@ -145,10 +154,23 @@ void add_labels(const Data_texts& data, Text_model& model) {
 // The readings of a container in cached form.
 
 std::vector<Label> labels_of(Text_model& model, const Text& text, const Classify_options& options) {
+    Ranking ranking;
+    std::optional<double> confidence;
+    if (model.confidence()) {
+        Rated_ranking rated = model.rank_rated(message_of(text), options.count);
+        confidence = model.confidence()->of(rated.scores);
+        if (*confidence < options.reject) {
+            return {};
+        }
+        ranking = std::move(rated.ranking);
+    } else {
+        ranking = model.rank(message_of(text), options.count);
+    }
     std::vector<Label> labels;
-    for (const Scored_label& each : model.rank(message_of(text), options.count)) {
+    for (const Scored_label& each : ranking) {
         if (each.score >= options.threshold) {
-            labels.push_back({std::string(each.label), model.path_of(each), each.score});
+            labels.push_back({std::string(each.label), model.path_of(each), each.score,
+                              labels.empty() ? confidence : std::nullopt});
         }
     }
     return labels;
@@ -172,7 +194,8 @@ Reasons reasons_of(Text_model& model, const Text& text, std::string_view node) {
     const Explanation explanation = model.explain(message, found);
     Reasons reasons = {explanation.label, path, explanation.score, {}};
     for (const Concept_effect& effect : explanation.concepts) {
-        reasons.effects.push_back({effect.concept_text, effect.adds, effect.is_known});
+        reasons.effects.push_back(
+            {effect.concept_text, effect.adds, effect.is_known, effect.log_odds_adds});
     }
     return reasons;
 }
@@ -220,12 +243,17 @@ public:
     std::vector<std::string> labels();
 
     const Analysis& analysis();
+    bool is_calibrated();
     // RAISES: Error closed.
     void check_not_closed();
 
 private:
     // RAISES: Error closed; Error failed after a call of learn that could not be undone.
     void check_open() const;
+
+    // RAISES: Error invalid_argument for a least confidence without a confidence map.
+    // REQUIRES: open, and a reader of the container, or the whole container.
+    void check_confidence(const Classify_options& options) const;
 
     // Makes what readers use, after a change.
     void freeze();
@@ -274,7 +302,8 @@ std::string Classifier::Impl::about(const std::string& message) const {
 void Classifier::Impl::freeze() {
     m_labels = m_model->labels();
     if (!m_is_cached) {
-        m_frozen = std::make_unique<Frozen_model>(*m_model->manager());
+        m_frozen = std::make_unique<Frozen_model>(*m_model->manager(), m_model->confidence(),
+                                                  m_model->has_rules());
         if (m_explains) {
             m_frozen->prepare_to_explain();
         }
@@ -292,17 +321,29 @@ decltype(auto) Classifier::Impl::in_turn(const Work& work) {
 std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_options& options) {
     check_options(options);
     if (options.count == 0) {
-        check_not_closed();
+        const Container_lock::Reader reader(m_lock);
+        check_open();
+        check_confidence(options);
         return {};
     }
     if (m_is_cached) {
         return in_turn([&] {
+            check_confidence(options);
             return work_on_container(m_name, [&] { return labels_of(*m_model, text, options); });
         });
     }
     const Container_lock::Reader reader(m_lock);
     check_open();
+    check_confidence(options);
     return m_frozen->classify(text, options, m_pool.at(reader.place()));
+}
+
+void Classifier::Impl::check_confidence(const Classify_options& options) const {
+    if (options.reject > 0.0 && !m_model->confidence()) {
+        refuse_argument(
+            about("the container has no confidence map; training with the option "
+                  "calibrate makes one"));
+    }
 }
 
 Reasons Classifier::Impl::explain(const Text& text, std::string_view node) {
@@ -342,6 +383,9 @@ void Classifier::Impl::learn(const Read& read, const Learn_options& options) {
                           const Container_lock::Reader reader(m_lock);
                           check_open();
                           check_can_learn();
+                          if (m_model->confidence()) {
+                              progress.use_shares(kRatedLearningShares);
+                          }
                       }
                       Data_texts data = read(settings_of(m_analysis), progress);
                       in_turn([&] {
@@ -446,6 +490,12 @@ const Analysis& Classifier::Impl::analysis() {
     return m_analysis;
 }
 
+bool Classifier::Impl::is_calibrated() {
+    const Container_lock::Reader reader(m_lock);
+    check_open();
+    return m_model->confidence().has_value();
+}
+
 std::vector<std::string> Classifier::Impl::labels() {
     const Container_lock::Reader reader(m_lock);
     check_open();
@@ -461,7 +511,15 @@ std::unique_ptr<Text_model> train_model(Data_texts& data, const Analysis_setting
     const Model_options model_options = {analysis, settings, {}, {options.tree, "tree"}};
     auto model = std::make_unique<Text_model>(model_options);
     try {
-        model->start_and_empty(data.texts, false, progress);
+        if (options.calibrate) {
+            model->start(data.texts, false, progress);
+            Out_of_fold_options folds;
+            folds.progress = progress;
+            model->give_confidence(
+                Confidence_map::fit(out_of_fold_answers(data.texts, model_options, folds)));
+        } else {
+            model->start_and_empty(data.texts, false, progress);
+        }
     } catch (const Unknown_label& error) {
         throw error_at(Error_code::unknown_label, data, error.index, error.reason);
     }
@@ -483,8 +541,8 @@ Records::Impl& impl_of(const std::unique_ptr<Records::Impl>& records) {
 template <class Prepare>
 Classifier Classifier::Impl::train(const Prepare& prepare, const Train_options& options) {
     return with_progress(
-        options.progress, kTrainingShares, Error_code::wrong_data,
-        [&](Reported_progress& progress) {
+        options.progress, options.calibrate ? kCalibratingShares : kTrainingShares,
+        Error_code::wrong_data, [&](Reported_progress& progress) {
             std::unique_ptr<Engine_settings> settings = settings_of(options.settings);
             Data_texts data;
             const Analysis_settings analysis = prepare(data, progress);
@@ -605,6 +663,10 @@ std::vector<std::string> Classifier::labels() const {
 
 const Analysis& Classifier::analysis() const {
     return with_errors(Error_code::failed, [&]() -> const Analysis& { return impl().analysis(); });
+}
+
+bool Classifier::is_calibrated() const {
+    return with_errors(Error_code::failed, [&] { return impl().is_calibrated(); });
 }
 
 Classifier::Impl& Classifier::impl() const {

@@ -2,6 +2,7 @@
 // tree in place of the dictionary.
 #include "text/api/Frozen_model.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -12,6 +13,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include "text/api/Data_texts.h"
+#include "text/model/Scored_concept.h"
 #include "text/wording/Shown_text.h"
 
 namespace zandrel {
@@ -62,6 +64,36 @@ std::vector<zeResult> best_results(const Frozen_tree& tree, zeMsg& msg, int want
     return std::move(results.results);
 }
 
+// The best results, and the two highest scores of the text.
+struct Rated_results {
+    std::vector<zeResult> results;
+    Top_scores scores;
+};
+
+// Text_model::rank_rated explains why a container with rules needs a second walk for one label.
+Rated_results rated_results(const Frozen_tree& tree, zeMsg& msg, int wanted, bool has_rules) {
+    Rated_results rated;
+    rated.results = best_results(tree, msg, wanted == 1 && !has_rules ? 2 : wanted);
+    const std::vector<zeResult>& results = rated.results;
+    if (results.empty()) {
+        return rated;
+    }
+    rated.scores.best = results.front().score;
+    if (wanted == 1 && has_rules) {
+        for (const zeResult& result : best_results(tree, msg, 2)) {
+            if (result.node->m_concept.view() != results.front().node->m_concept.view()) {
+                rated.scores.second = std::max(rated.scores.second, result.score);
+            }
+        }
+        return rated;
+    }
+    rated.scores.second = results.size() < 2 ? 0.0 : results[1].score;
+    if (wanted == 1) {
+        rated.results.resize(1);
+    }
+    return rated;
+}
+
 // The score of any node. A ranking has no inner nodes, and only the best of several leaves with the
 // same name.
 double score_of(const Frozen_tree& tree, zeMsg& msg, const zeNode* node) {
@@ -85,11 +117,24 @@ std::vector<Label> Frozen_model::classify(const Text& text, const Classify_optio
                                           Reader_tools& tools) const {
     Frozen_message message(tools.m_call, m_tree.words());
     fill(text, *tools.m_analysis, message);
+    std::vector<zeResult> results;
+    std::optional<double> confidence;
+    if (m_confidence) {
+        Rated_results rated = rated_results(m_tree, message.msg(), options.count, m_has_rules);
+        confidence = m_confidence->of(rated.scores);
+        if (*confidence < options.reject) {
+            return {};
+        }
+        results = std::move(rated.results);
+    } else {
+        results = best_results(m_tree, message.msg(), options.count);
+    }
     std::vector<Label> labels;
-    for (const zeResult& result : best_results(m_tree, message.msg(), options.count)) {
+    for (const zeResult& result : results) {
         if (result.score >= options.threshold) {
             labels.push_back({std::string(result.node->m_concept.view()),
-                              path_of(m_tree, result.node), result.score});
+                              path_of(m_tree, result.node), result.score,
+                              labels.empty() ? confidence : std::nullopt});
         }
     }
     return labels;
@@ -116,11 +161,13 @@ Reasons Frozen_model::explain(const Text& text, std::string_view node, Reader_to
                        path_of(m_tree, explained.node),
                        explained.score,
                        {}};
-    std::vector<zeStat_matcher::Concept_score> lines;
-    m_tree.explain(message.msg(), {explained.node}, lines);
-    for (const zeStat_matcher::Concept_score& line : lines) {
-        reasons.effects.push_back(
-            {std::string(line.m_concept.view()), line.m_score, m_tree.has_learned(line.m_concept)});
+    std::vector<zeStat_matcher::Concept_score> scores;
+    m_tree.explain(message.msg(), {explained.node}, scores);
+    std::vector<zeStat_matcher::Concept_score> log_odds;
+    m_tree.explain_in_log_odds(message.msg(), {explained.node}, log_odds);
+    for (const Scored_concept& each : in_both_scales(scores, std::move(log_odds))) {
+        reasons.effects.push_back({std::string(each.word.view()), each.adds,
+                                   m_tree.has_learned(each.word), each.log_odds_adds});
     }
     return reasons;
 }

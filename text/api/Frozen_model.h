@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -15,6 +16,7 @@
 
 #include "text/analysis/Text_analysis.h"
 #include "text/api/Container_lock.h"
+#include "text/confidence/Confidence_map.h"
 
 class zeManager;
 
@@ -64,15 +66,21 @@ class Frozen_model {
 public:
     // REQUIRES: the lock of the process, here and in the destructor; a container that is not in
     // cached form and whose rules have the forms of the analysis (give_forms).
+    // `confidence`: the map of the container. `has_rules`: rules can block texts.
     // BORROWS: the container, which must not change.
-    explicit Frozen_model(zeManager& manager) : m_tree(manager) {}
+    Frozen_model(zeManager& manager, const std::optional<Confidence_map>& confidence,
+                 bool has_rules)
+        : m_tree(manager), m_confidence(confidence), m_has_rules(has_rules) {}
 
+    // REQUIRES: with a least confidence, is_calibrated().
     std::vector<Label> classify(const Text& text, const Classify_options& options,
                                 Reader_tools& tools) const;
 
     // RAISES: Error not_found for an unknown node.
     // REQUIRES: can_explain().
     Reasons explain(const Text& text, std::string_view node, Reader_tools& tools) const;
+
+    bool is_calibrated() const { return m_confidence.has_value(); }
 
     bool can_explain() const { return m_tree.has_learned_words(); }
 
@@ -82,6 +90,8 @@ public:
 
 private:
     detail::Frozen_tree m_tree;
+    std::optional<Confidence_map> m_confidence;
+    bool m_has_rules;
 };
 
 }  // namespace zandrel

@@ -31,6 +31,9 @@ public:
     Reported_progress(Progress_function report, std::vector<double> shares)
         : m_report(std::move(report)), m_shares(std::move(shares)) {}
 
+    // REQUIRES: no phase has begun.
+    void use_shares(std::vector<double> shares) { m_shares = std::move(shares); }
+
     // Null if nobody wants reports: then the engine counts nothing.
     CTProgress* pointer() { return m_report ? this : nullptr; }
 

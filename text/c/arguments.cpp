@@ -193,6 +193,7 @@ Open_options options_of(const zandrel_open_options* options) {
     Open_options result;
     result.analysis = analysis_of(given.analysis, given.stem);
     result.progress = progress_of(given.progress, given.user_data);
+    result.prepare_to_explain = given.prepare_to_explain != 0;
     return result;
 }
 
@@ -204,6 +205,8 @@ Train_options options_of(const zandrel_train_options* options) {
     result.tree = string_or_nothing(given.tree);
     result.compact = given.compact;
     result.progress = progress_of(given.progress, given.user_data);
+    result.prepare_to_explain = given.prepare_to_explain != 0;
+    result.calibrate = given.calibrate != 0;
     return result;
 }
 
@@ -214,7 +217,7 @@ Learn_options options_of(const zandrel_learn_options* options) {
 
 Classify_options options_of(const zandrel_classify_options* options) {
     const zandrel_classify_options given = read_options(options, "options");
-    return {given.count == 0 ? 1 : given.count, given.threshold};
+    return {given.count == 0 ? 1 : given.count, given.threshold, given.reject};
 }
 
 Record_form form_of(const zandrel_record_form* form) {
@@ -232,6 +235,7 @@ Record_form form_of(const zandrel_record_form* form) {
     if (given.label_separator != nullptr) {
         result.label_separator = given.label_separator;
     }
+    result.has_labels = given.has_no_labels == 0;
     return result;
 }
 

@@ -194,6 +194,16 @@ zandrel_code zandrel_analysis(const zandrel_classifier* classifier, const char**
     return code;
 }
 
+zandrel_code zandrel_is_calibrated(const zandrel_classifier* classifier, bool* is_calibrated) {
+    if (is_calibrated != nullptr) {
+        *is_calibrated = false;
+    }
+    return guarded([&] {
+        need(is_calibrated, {"is_calibrated"});
+        *is_calibrated = opened(classifier).is_calibrated();
+    });
+}
+
 zandrel_code zandrel_close(zandrel_classifier* classifier) {
     return guarded([&] { opened(classifier).close(); });
 }

@@ -25,7 +25,7 @@ Owned_labels::Owned_labels(std::vector<Label>&& labels)
     m_views.reserve(m_labels.size());
     for (const Label& label : m_labels) {
         m_views.push_back({label.name.c_str(), label.name.size(), label.path.c_str(),
-                           label.path.size(), label.score});
+                           label.path.size(), label.score, label.confidence.value_or(-1.0)});
     }
     m_items = pointers_to(m_views);
     count = m_items.size();
@@ -36,7 +36,7 @@ Owned_reasons::Owned_reasons(Reasons&& reasons) : zandrel_reasons(), m_reasons(s
     m_views.reserve(m_reasons.effects.size());
     for (const Effect& effect : m_reasons.effects) {
         m_views.push_back({effect.concept_text.c_str(), effect.concept_text.size(), effect.adds,
-                           effect.is_known});
+                           effect.is_known, effect.log_odds_adds});
     }
     m_items = pointers_to(m_views);
     label = m_reasons.label.c_str();

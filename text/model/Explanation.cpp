@@ -2,6 +2,7 @@
 #include "text/model/Explanation.h"
 
 #include <cmath>
+#include <cstddef>
 
 #include <nlohmann/json.hpp>
 
@@ -11,6 +12,9 @@
 namespace zandrel {
 
 namespace {
+
+// The last column begins below each other if the concepts are not longer.
+constexpr std::size_t kConceptWidth = 24;
 
 std::string signed_number(double number) {
     return (number < 0.0 ? "-" : "+") + with_decimals(std::abs(number), 4);
@@ -26,7 +30,12 @@ void keep_first(std::size_t count, Explanation& explanation) {
 }
 
 void print_explanation(const Explanation& explanation, std::ostream& out) {
-    out << shown_text(explanation.text) << '\n';
+    print_explanation(explanation, shown_text(explanation.text), out);
+}
+
+void print_explanation(const Explanation& explanation, std::string_view text_line,
+                       std::ostream& out) {
+    out << text_line << '\n';
     if (explanation.label.empty()) {
         out << "  (no result)\n";
         return;
@@ -34,8 +43,10 @@ void print_explanation(const Explanation& explanation, std::ostream& out) {
     out << "  " << with_decimals(explanation.score, 3) << "  " << shown_text(explanation.label)
         << '\n';
     for (const Concept_effect& effect : explanation.concepts) {
-        out << "    " << signed_number(effect.adds) << "  " << shown_text(effect.concept_text)
-            << (effect.is_known ? "" : "  (unknown)") << '\n';
+        const std::string name =
+            shown_text(effect.concept_text) + (effect.is_known ? "" : "  (unknown)");
+        out << "    " << signed_number(effect.adds) << "  " << left_aligned(name, kConceptWidth)
+            << "  " << signed_number(effect.log_odds_adds) << '\n';
     }
     if (explanation.left_out > 0) {
         out << "    (" << grouped(explanation.left_out) << " more)\n";
@@ -51,8 +62,10 @@ nlohmann::ordered_json explanation_json(const Explanation& explanation) {
     json["score"] = explanation.score;
     json["concepts"] = nlohmann::ordered_json::array();
     for (const Concept_effect& effect : explanation.concepts) {
-        json["concepts"].push_back(
-            {{"concept", effect.concept_text}, {"adds", effect.adds}, {"known", effect.is_known}});
+        json["concepts"].push_back({{"concept", effect.concept_text},
+                                    {"adds", effect.adds},
+                                    {"known", effect.is_known},
+                                    {"log_odds_adds", effect.log_odds_adds}});
     }
     if (explanation.left_out > 0) {
         json["left_out"] = explanation.left_out;

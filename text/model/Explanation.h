@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -19,24 +20,32 @@ struct Concept_effect {
     // True if a statistical classifier of the model has learned the concept. A compact model only
     // knows the concepts that have a weight.
     bool is_known = true;
+    // The effect on the log odds of the raw score, in nats: a scale that does not end where the
+    // answer is certain (zeWorkflow::classify_concepts_in_log_odds). Between -27.7 and 27.7.
+    double log_odds_adds = 0.0;
 };
 
 struct Explanation {
     std::string text;
     std::string label;  // the best one; empty if there is no result
     double score = 0.0;
-    std::vector<Concept_effect> concepts;  // the greatest effect first
-    std::size_t left_out = 0;              // concepts of the text that are not in the list
+    // The greatest effect on the score first; of equal ones, the greatest effect on the log odds.
+    std::vector<Concept_effect> concepts;
+    std::size_t left_out = 0;  // concepts of the text that are not in the list
 };
 
 // Keeps the first `count` concepts, and counts the others in `left_out`.
 void keep_first(std::size_t count, Explanation& explanation);
 
-// Prints the text, and below it score, label and concepts. "(unknown)" follows an unknown concept.
-// If concepts were left out, the last line gives their number.
+// Prints the text, and below it score, label and concepts: each with its effect on the score, its
+// text, "(unknown)" if it is unknown, and its effect on the log odds. If concepts were left out,
+// the last line gives their number.
 void print_explanation(const Explanation& explanation, std::ostream& out);
+// The same with another line for the text, which is printed as it is.
+void print_explanation(const Explanation& explanation, std::string_view text_line,
+                       std::ostream& out);
 // The same as an object of `text`, `category`, `score` and `concepts`, a list of objects of
-// `concept`, `adds` and `known`. Without a result `category` is null.
+// `concept`, `adds`, `known` and `log_odds_adds`. Without a result `category` is null.
 nlohmann::ordered_json explanation_json(const Explanation& explanation);
 
 }  // namespace zandrel

@@ -51,6 +51,10 @@ struct Train_options {
     bool compact = false;   // leave out what only learning needs
     Progress_function progress = {};
     bool prepare_to_explain = false;  // as in Open_options
+    // Makes a confidence map: three models learn two thirds of the examples each, and the map
+    // learns from their answers to the last third how often an answer with given scores is right.
+    // Training then takes about three times as long, and the examples stay in memory until the end.
+    bool calibrate = false;
 };
 
 struct Learn_options {
@@ -61,6 +65,9 @@ struct Learn_options {
 struct Classify_options {
     int count = 1;           // the largest number of labels; 0: none; below 0: all
     double threshold = 0.0;  // the least score of a label, 0 to 1
+    // The least confidence of an answer, 0 to 1: below it, a text gets no label. Above 0 the
+    // container needs a confidence map.
+    double reject = 0.0;
 };
 
 // A container with its text analysis. It is a handle: it can be moved, not copied.
@@ -74,6 +81,10 @@ struct Classify_options {
 //
 // A container in cached form can be opened, classified and explained. Its calls read its file, so
 // each call waits for the lock of the process. It cannot learn and cannot be saved.
+//
+// A container can have a confidence map (Train_options::calibrate), which gives the chance that the
+// best label is right. It belongs to the container, also after `save` and `open`. `learn` keeps it
+// true: the container first answers the new texts, and the map learns from these answers.
 //
 // All of them wait in the order in which they came. `train` and `learn` read a data file before
 // they wait; only a corpus file is read in turn with the others.
@@ -118,8 +129,9 @@ public:
     void learn(Records& records, const Learn_options& options = {});
 
     // The labels with the highest scores, the best first.
-    // RAISES: invalid_argument for a threshold outside of 0 to 1, and for a field with a wrong name
-    // or value.
+    // RAISES: invalid_argument for a threshold or a confidence outside of 0 to 1, for a least
+    // confidence if the container has no confidence map, and for a field with a wrong name or
+    // value.
     std::vector<Label> classify(const Text& text, const Classify_options& options = {}) const;
     // One list for each text, in their order.
     std::vector<std::vector<Label>> classify(std::span<const Text> texts,
@@ -142,6 +154,8 @@ public:
     // All labels, each once, in the order in which they were added.
     std::vector<std::string> labels() const;
     const Analysis& analysis() const;
+    // Returns whether the container has a confidence map.
+    bool is_calibrated() const;
 
 private:
     class ZANDREL_TEXT_LOCAL Impl;

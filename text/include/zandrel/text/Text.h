@@ -2,6 +2,7 @@
 #ifndef ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_
 #define ZANDREL_TEXT_INCLUDE_ZANDREL_TEXT_TEXT_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,6 +53,9 @@ struct Label {
     std::string name;
     std::string path;    // the names from the root down, joined by "/"
     double score = 0.0;  // above 0, and at most 1 unless rules give more
+    // The chance that the best label of a text is right, 0 to 1. Only the best label has it, and
+    // only if the container has a confidence map (Train_options::calibrate).
+    std::optional<double> confidence = {};
 };
 
 // The effect of a concept (a word, or a pair of words) on a score: the score, minus the score of
@@ -60,6 +64,11 @@ struct Effect {
     std::string concept_text;
     double adds = 0.0;
     bool is_known = true;  // the container has learned it
+    // The effect on the log odds, log(p / (1 - p)), of the raw score p, which likelihood tables do
+    // not correct: its value minus the value without the concept, -27.7 to 27.7. The scores of a
+    // certain answer are all nearly 1, and `adds` is nearly 0; this effect still differs for a
+    // strong and a weak word.
+    double log_odds_adds = 0.0;
 };
 
 // Why a text has a score.
@@ -67,7 +76,8 @@ struct Reasons {
     std::string label;  // empty: no label has a score above 0
     std::string path;
     double score = 0.0;
-    std::vector<Effect> effects;  // the greatest first
+    // The greatest effect on the score first; of equal ones, the greatest effect on the log odds.
+    std::vector<Effect> effects;
 };
 
 }  // namespace zandrel

@@ -178,6 +178,9 @@ typedef struct zandrel_open_options {
     const char* stem;
     zandrel_progress progress;  // NULL: none
     void* user_data;            // BORROWS: for the call
+    // Not 0: the learned words are read now, not at the first explanation, which would wait for
+    // other classifiers that are being opened or trained.
+    size_t prepare_to_explain;
 } zandrel_open_options;
 
 typedef struct zandrel_train_options {
@@ -193,6 +196,11 @@ typedef struct zandrel_train_options {
     bool compact;      // leave out what only learning needs
     zandrel_progress progress;
     void* user_data;
+    size_t prepare_to_explain;  // as for zandrel_open
+    // Not 0: makes a confidence map. Three models learn two thirds of the examples each, and the
+    // map learns from their answers to the last third how often an answer with given scores is
+    // right. Training then takes about three times as long.
+    size_t calibrate;
 } zandrel_train_options;
 
 typedef struct zandrel_learn_options {
@@ -206,6 +214,9 @@ typedef struct zandrel_classify_options {
     size_t size;
     int count;         // at most so many labels; 0: one; below 0: all
     double threshold;  // the least score of a label, 0 to 1
+    // The least confidence of an answer, 0 to 1: below it, a text gets no label. Above 0 the
+    // container needs a confidence map.
+    double reject;
 } zandrel_classify_options;
 
 // The form of a data file; see docs/formats/data.md. Missing parts follow from the name of the
@@ -221,6 +232,9 @@ typedef struct zandrel_record_form {
     size_t field_column_count;
     bool has_header;
     const char* label_separator;  // NULL: that of the format; "": the whole column is one label
+    // Not 0: records need no labels and get none. They can be classified, not learned. The places
+    // of columns do not change.
+    size_t has_no_labels;
 } zandrel_record_form;
 
 // --- Results ---
@@ -235,6 +249,9 @@ typedef struct zandrel_label {
     const char* path;  // the names from the root down, joined by "/"
     size_t path_length;
     double score;  // above 0, and at most 1 unless rules give more
+    // The chance that the best label of a text is right, 0 to 1. Below 0: there is none. Only the
+    // best label has one, and only if the container has a confidence map.
+    double confidence;
 } zandrel_label;
 
 typedef struct zandrel_labels {
@@ -249,6 +266,10 @@ typedef struct zandrel_effect {
     size_t concept_length;
     double adds;    // below 0 it lowers the score
     bool is_known;  // the container has learned it
+    // The effect on the log odds, log(p / (1 - p)), of the raw score p: its value minus the value
+    // without the concept, -27.7 to 27.7. It still differs for a strong and a weak word where the
+    // answer is certain, and `adds` is nearly 0 for both.
+    double log_odds_adds;
 } zandrel_effect;
 
 // Why a text has a score.
@@ -306,7 +327,8 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_learn_records(zandrel_classifier* class
                                                        zandrel_records* records,
                                                        const zandrel_learn_options* options);
 
-// The labels of a text. If no label has a score, `*labels` is an empty list.
+// The labels of a text. If no label has a score, or the confidence is below the least one,
+// `*labels` is an empty list.
 // The caller frees `*labels` with zandrel_labels_free.
 // ERRORS: invalid_argument, closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_classify(const zandrel_classifier* classifier,
@@ -350,6 +372,11 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_label_names(const zandrel_classifier* c
 // ERRORS: closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_analysis(const zandrel_classifier* classifier,
                                                   const char** kind, const char** stem);
+
+// `*is_calibrated` becomes true if the container has a confidence map.
+// ERRORS: closed.
+ZANDREL_TEXT_EXPORT zandrel_code zandrel_is_calibrated(const zandrel_classifier* classifier,
+                                                       bool* is_calibrated);
 
 // Waits for calls that are running in other threads, and gives the memory of the container back.
 // Later calls return ZANDREL_CLOSED, except for another zandrel_close. The object itself
