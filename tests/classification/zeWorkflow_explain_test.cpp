@@ -428,7 +428,7 @@ TEST_F(zeWorkflowExplainTest, LinesAreOrderedByAbsoluteScoreThenByGreaterConcept
 }
 
 TEST(GreaterConceptScoresTest, ComparesAbsoluteScoreThenText) {
-    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
     const struct {
         std::string_view rule;
@@ -450,10 +450,10 @@ TEST(GreaterConceptScoresTest, ComparesAbsoluteScoreThenText) {
         {"the shorter text is lesser", "a", 0.5, "ab", 0.5, false},
         {"bytes above 127 are greater than ASCII", "\xFF", 0.5, "z", 0.5, true},
         {"an entry is not greater than itself", "a", 0.5, "a", 0.5, false},
-        {"what is no number comes last", "b", kNaN, "a", 0.0, false},
-        {"any number goes before it", "a", 0.0, "b", kNaN, true},
-        {"greater text first where neither is a number", "b", kNaN, "a", -kNaN, true},
-        {"lesser text behind where neither is a number", "a", kNaN, "b", kNaN, false},
+        {"what is no number comes last", "b", kNoNumber, "a", 0.0, false},
+        {"any number goes before it", "a", 0.0, "b", kNoNumber, true},
+        {"greater text first where neither is a number", "b", kNoNumber, "a", -kNoNumber, true},
+        {"lesser text behind where neither is a number", "a", kNoNumber, "b", kNoNumber, false},
     };
 
     for (const auto& row : rows) {

@@ -65,10 +65,11 @@ protected:
     zeLogicalTree& tree = *manager.m_logical_tree;
 };
 
-constexpr std::size_t kDeep = 100000;
+constexpr std::size_t kDeepLeaves = 100000;
 
 // The length of a chain that is added node by node. This takes quadratic time, since each new
-// category is compared with all categories of its classifier, so the chain is shorter than kDeep.
+// category is compared with all categories of its classifier, so the chain is shorter than
+// kDeepLeaves.
 constexpr std::size_t kDeepToAdd = 4000;
 
 constexpr std::size_t kDeepClassifiers = 10000;
@@ -76,26 +77,28 @@ constexpr std::size_t kDeepClassifiers = 10000;
 // With plus signs the text would take 5 GB. A level below 0 has none.
 TEST_F(zeLogicalTreeDeepTest, DeepTreeIsWrittenAsText) {
     Add(0, ZE_STAT, "root");
-    NestLeaves(kDeep);
+    NestLeaves(kDeepLeaves);
     std::ostringstream out;
 
-    zandrel::Tree_text::Write(tree, 1, -static_cast<int>(kDeep), out);
+    zandrel::Tree_text::Write(tree, 1, -static_cast<int>(kDeepLeaves), out);
 
     const std::string text = out.str();
-    const std::string last = "\t[Leaf]\t[Score]\t[]\t[" + std::to_string(kDeep - 1) + "]\t[]\n";
-    EXPECT_EQ(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')), kDeep + 1);
+    const std::string last =
+        "\t[Leaf]\t[Score]\t[]\t[" + std::to_string(kDeepLeaves - 1) + "]\t[]\n";
+    EXPECT_EQ(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')),
+              kDeepLeaves + 1);
     EXPECT_TRUE(text.ends_with("\n" + last));
 }
 
 TEST_F(zeLogicalTreeDeepTest, PathOfADeepLeafIsReturnedAndFindsTheLeaf) {
     Add(0, ZE_STAT, "root");
-    const std::vector<Id> chain = NestLeaves(kDeep);
+    const std::vector<Id> chain = NestLeaves(kDeepLeaves);
 
     qtString path;
     tree.GetNodePath(chain.back(), path);
 
     std::string expected = "root";
-    for (std::size_t i = 0; i < kDeep; ++i) {
+    for (std::size_t i = 0; i < kDeepLeaves; ++i) {
         expected += "/" + std::to_string(i);
     }
     EXPECT_TRUE(path.view() == expected) << "not compared by EXPECT_EQ, which would print it";
@@ -104,13 +107,13 @@ TEST_F(zeLogicalTreeDeepTest, PathOfADeepLeafIsReturnedAndFindsTheLeaf) {
 
 TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreGatheredFromTheTopDown) {
     Add(0, ZE_STAT, "root");
-    const std::vector<Id> chain = NestLeaves(kDeep);
+    const std::vector<Id> chain = NestLeaves(kDeepLeaves);
 
     std::vector<zeLogicalNode*> gathered;
     tree.GatherFatherAndSons(&tree.GetNode(chain.front()), gathered);
 
-    ASSERT_EQ(gathered.size(), kDeep);
-    for (std::size_t i = 0; i < kDeep; ++i) {
+    ASSERT_EQ(gathered.size(), kDeepLeaves);
+    for (std::size_t i = 0; i < kDeepLeaves; ++i) {
         ASSERT_EQ(gathered[i]->id, chain[i]);
     }
     EXPECT_EQ(tree.GetRealParent(chain.back()), manager.m_root->m_classifier);
@@ -118,7 +121,7 @@ TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreGatheredFromTheTopDown) {
 
 TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreMovedWithinTheirClassifier) {
     Add(0, ZE_STAT, "root");
-    const std::vector<Id> chain = NestLeaves(kDeep);
+    const std::vector<Id> chain = NestLeaves(kDeepLeaves);
     const Id target = Add(1, ZE_LEAF, "target");
 
     tree.MoveLogicalNode(chain[1], target);
@@ -130,7 +133,7 @@ TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreMovedWithinTheirClassifier) {
 
 TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreDeletedInBothTrees) {
     Add(0, ZE_STAT, "root");
-    const std::vector<Id> chain = NestLeaves(kDeep);
+    const std::vector<Id> chain = NestLeaves(kDeepLeaves);
 
     tree.RecursiveNodeDelete(*tree.GetNodePtr(chain.front()), true);
 
@@ -142,13 +145,13 @@ TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreDeletedInBothTrees) {
 
 TEST_F(zeLogicalTreeDeepTest, NestedLeavesAreCopiedWithTheirParents) {
     Add(0, ZE_STAT, "root");
-    NestLeaves(kDeep);
+    NestLeaves(kDeepLeaves);
     zeManager other;
 
     other.m_logical_tree->CopySubTree(tree, 1, 0, nullptr);
 
-    ASSERT_EQ(other.m_logical_tree->nodes.size(), kDeep + 1);
-    for (Id id = 1; id <= kDeep; ++id) {
+    ASSERT_EQ(other.m_logical_tree->nodes.size(), kDeepLeaves + 1);
+    for (Id id = 1; id <= kDeepLeaves; ++id) {
         ASSERT_EQ(other.m_logical_tree->GetNode(id).children, std::vector<Id>{id + 1});
         ASSERT_EQ(other.m_logical_tree->GetNode(id + 1).parent, id);
     }

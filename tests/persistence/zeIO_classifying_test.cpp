@@ -274,7 +274,7 @@ TEST_F(zeIOClassifyingTest, RecordOfAnotherStreamIsReadCompletely) {
 
 // Damage.
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kDamagedNumber = std::numeric_limits<double>::quiet_NaN();
 
 TEST_F(zeIOClassifyingTest, DamageInTheBytesIsFoundWhenTheModelIsCompleted) {
     const struct {
@@ -283,7 +283,7 @@ TEST_F(zeIOClassifyingTest, DamageInTheBytesIsFoundWhenTheModelIsCompleted) {
     } rows[] = {{1, "m_weight of a concept"}, {2, "m_weight of a concept of a profile"}};
 
     for (const auto& row : rows) {
-        const std::string damaged = with_number(file, "soup", row.nth, kNaN);
+        const std::string damaged = with_number(file, "soup", row.nth, kDamagedNumber);
         const std::string text = std::string("Damaged item: ") + row.field;
         EXPECT_QTX_ARGS(read_kc(whole, damaged), zeIO, 12, text, {"1"});
 

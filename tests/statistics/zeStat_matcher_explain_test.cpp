@@ -27,11 +27,11 @@ using testing::IsEmpty;
 
 using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
 
-constexpr double kPi = 3.141592653589793;
+constexpr double kHalfTurn = 3.141592653589793;
 
 // The score of a match value that is already scaled and shifted.
 double squashed(double x) {
-    return 0.5 + std::atan(kPi * x) / kPi;
+    return 0.5 + std::atan(kHalfTurn * x) / kHalfTurn;
 }
 
 // The weights in the table are: for sport goal +1, match +0.5, bread -2; for food bread +1, match

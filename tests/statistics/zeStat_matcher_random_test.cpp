@@ -29,7 +29,7 @@ namespace {
 
 constexpr unsigned int kFirstSeed = 20261122;
 constexpr unsigned int kModelCount = 3000;
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kUnbounded = std::numeric_limits<double>::infinity();
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 // The bits of a number. In this form NaN equals itself, and 0 differs from -0.
@@ -95,7 +95,7 @@ public:
 private:
     void add_profiles(std::size_t count) {
         storage.m_num_msgs = 8;
-        storage.m_clip_value = number({0.0, 0.0, 3.0, kInfinity});
+        storage.m_clip_value = number({0.0, 0.0, 3.0, kUnbounded});
         storage.m_clip_value = std::abs(storage.m_clip_value);
         storage.m_use_train_likelihood = !one_of(4);
         storage.m_use_likelihood_in_match = !one_of(4);
@@ -109,10 +109,10 @@ private:
             storage.get_or_add_profile(nodes.back().get(), added);
             zeStat_storage::Profile& profile = *storage.m_profiles.back();
             profile.m_num_msgs = one_of(3) ? static_cast<int>(below(9)) : 3;
-            profile.m_M = one_of(3) ? 0.0 : number({-0.0, kInfinity, -kInfinity, kNoNumber});
+            profile.m_M = one_of(3) ? 0.0 : number({-0.0, kUnbounded, -kUnbounded, kNoNumber});
             profile.m_likelihood_age = one_of(2) ? 1000 : static_cast<int>(below(1000));
             profile.m_match_value =
-                one_of(2) ? 0.0 : number({-0.0, kInfinity, -kInfinity, kNoNumber});
+                one_of(2) ? 0.0 : number({-0.0, kUnbounded, -kUnbounded, kNoNumber});
         }
     }
 
@@ -124,7 +124,7 @@ private:
             for (const char* const word : {"a", "b", "c", "d"}) {
                 if (one_of(3)) {
                     of_profile.push_back(
-                        {term(word), static_cast<float>(number({0.0, kInfinity}))});
+                        {term(word), static_cast<float>(number({0.0, kUnbounded}))});
                 }
             }
         }
@@ -154,7 +154,7 @@ private:
     void vary_tables() {
         for (const auto& profile : storage.m_profiles) {
             for (double& entry : profile->m_likelihood) {
-                entry = number({0.0, 1.0, kInfinity});
+                entry = number({0.0, 1.0, kUnbounded});
             }
         }
         for (double& entry : matcher->m_avg_likelihood) {
@@ -171,10 +171,10 @@ private:
         }
         msg->smls[0] = qtPtrLight<zeSml>(new zeSml(feeder, one_of(3) ? 1.5 : 0.0));
         if (one_of(6)) {
-            msg->smls[0]->m_total_weight = number({0.0, -0.0, kInfinity, kNoNumber});
+            msg->smls[0]->m_total_weight = number({0.0, -0.0, kUnbounded, kNoNumber});
         }
         if (one_of(8) && !msg->smls[0]->m_concepts.empty()) {
-            msg->smls[0]->m_concepts[0].m_weight = number({kInfinity, kNoNumber});
+            msg->smls[0]->m_concepts[0].m_weight = number({kUnbounded, kNoNumber});
         }
         msg->weight = number({1.0, 1.0});
     }

@@ -197,11 +197,12 @@ TEST_P(zeStatLikelihoodInterruptionTest, ModelCanBeTrainedAgainAfterSettingItsSe
     }
 }
 
-std::string name_of(const testing::TestParamInfo<Way>& instance) {
+std::string name_of_way(const testing::TestParamInfo<Way>& instance) {
     return instance.param.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, zeStatLikelihoodInterruptionTest, testing::ValuesIn(kWays), name_of);
+INSTANTIATE_TEST_SUITE_P(Ways, zeStatLikelihoodInterruptionTest, testing::ValuesIn(kWays),
+                         name_of_way);
 
 // A slice that was taken out is missing from the model until it is put back. Six polls count the
 // messages, three take out the first slice, two select, three match, and three put it back.

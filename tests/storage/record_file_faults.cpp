@@ -22,7 +22,7 @@ namespace {
 using Kind = Record_step::Kind;
 using Content = std::map<std::string, std::string>;
 
-const std::string kName = "fake/records";
+const std::string kFaultyFile = "fake/records";
 
 // The file after a step.
 struct Stage {
@@ -53,7 +53,7 @@ const std::map<Fake_disk::Call, std::set<std::string>>& allowed_ends() {
 }
 
 std::string without_name(std::string text) {
-    const std::size_t found = text.find(kName);
+    const std::size_t found = text.find(kFaultyFile);
     return found == std::string::npos ? text : text.substr(0, found);
 }
 
@@ -103,7 +103,7 @@ public:
         disk.has_places = m_has_places;
         std::unique_ptr<Hreclaim<Device>> file;
         EXPECT_EQ(run(file).first, m_stages.size());
-        EXPECT_TRUE(disk.files[kName] == m_stages.back().image);
+        EXPECT_TRUE(disk.files[kFaultyFile] == m_stages.back().image);
         file.reset();
         return disk.calls;
     }
@@ -134,18 +134,18 @@ public:
         }
         const bool is_dead = is_for_ever && fault == Fake_disk::Fault::kIoError;
         const bool is_write = disk.failed.front() == Fake_disk::Call::kWrite;
-        const std::string left = disk.files[kName];
+        const std::string left = disk.files[kFaultyFile];
         if (is_write && !is_dead && index % 2 == 0) {
             EXPECT_EQ(end_of([&] { file->Close(); }), "nothing");
         }
         file.reset();
         // Closing must write nothing more, not even the bytes that were buffered when the write
         // failed.
-        EXPECT_TRUE(!is_write || disk.files[kName] == left);
+        EXPECT_TRUE(!is_write || disk.files[kFaultyFile] == left);
         disk.heal();
         EXPECT_EQ(disk.open_files, 0);
-        if (m_on_left && disk.files.contains(kName)) {
-            m_on_left({disk.files.at(kName), m_stages[stage == 0 ? 0 : stage - 1].content,
+        if (m_on_left && disk.files.contains(kFaultyFile)) {
+            m_on_left({disk.files.at(kFaultyFile), m_stages[stage == 0 ? 0 : stage - 1].content,
                        m_stages[stage].content, m_stages[stage].step});
         }
         check_reopened(disk, stage);
@@ -167,7 +167,7 @@ private:
         for (std::size_t stage = 0; stage < m_stages.size(); ++stage) {
             const std::string end = end_of([&] {
                 if (stage == 0) {
-                    file->Open(kName, true, false);
+                    file->Open(kFaultyFile, true, false);
                     return;
                 }
                 const Record_step& step = m_stages[stage].step;
@@ -204,15 +204,15 @@ private:
         }
         file.reset();  // Errors from here on are not reported.
         EXPECT_FALSE(disk.failed.empty());
-        EXPECT_TRUE(disk.files[kName] == m_stages.back().image);
+        EXPECT_TRUE(disk.files[kFaultyFile] == m_stages.back().image);
     }
 
     void check_reopened(Fake_disk& disk, std::size_t stage) {
         const bool was_stale = stage > 0 && m_stages[stage - 1].is_stale;
-        const bool is_made = disk.files.contains(kName);
-        const bool is_stale = is_made && has_stale_state(disk.files.at(kName));
+        const bool is_made = disk.files.contains(kFaultyFile);
+        const bool is_stale = is_made && has_stale_state(disk.files.at(kFaultyFile));
         Hreclaim<Device> file;
-        const std::string end = end_of([&] { file.Open(kName, false, true); });
+        const std::string end = end_of([&] { file.Open(kFaultyFile, false, true); });
         if (end != "nothing") {
             check_refused(stage, is_made, is_stale, end);
             return;
