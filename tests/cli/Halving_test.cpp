@@ -256,8 +256,9 @@ TEST(HalvingTest, DefaultsRemainIfThereIsNoTimeAtAll) {
     EXPECT_THAT(trials.made, IsEmpty());
 }
 
-// One unit is the training of all texts. Testing takes about a quarter of it. A round costs
-// settings * folds / divisor * (2/3 + 1/3 * 1/4) units, less the trials of an earlier round.
+// One unit is the training of all texts with the defaults. Testing takes about a quarter of it. A
+// round costs settings * folds / divisor * (2/3 + 1/3 * 1/4) units, less the trials of an earlier
+// round.
 double cost_of(const std::vector<Tuning_round>& rounds) {
     double cost = 0.0;
     std::size_t full_folds_before = 0;

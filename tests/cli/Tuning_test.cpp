@@ -63,6 +63,7 @@ TEST(TuningSettingTest, TreesAreTriedWithManyLabels) {
     EXPECT_THAT(trees_of(19), testing::IsEmpty());
     EXPECT_THAT(trees_of(20), testing::ElementsAre(4));  // 2.2, 4.7 and 10
     EXPECT_THAT(trees_of(150), testing::ElementsAre(11, 21, 40));
+    EXPECT_THAT(trees_of(10001), testing::IsEmpty()) << "groups of so many labels are refused";
 }
 
 TEST(TuningSettingTest, EachValueIsOneOfTheEngine) {
@@ -191,7 +192,7 @@ const Odd_data kOddData[] = {
     {"empty texts", "a\t\nb\t\na\tone\nb\ttwo\na\tone\nb\t\n"},
 };
 
-TEST_F(TuningTest, DefaultsRemainForDataThatTellNothing) {
+TEST_F(TuningTest, DefaultsRemainForDataWithoutAGain) {
     for (const Odd_data& row : kOddData) {
         SCOPED_TRACE(row.name);
 
