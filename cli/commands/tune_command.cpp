@@ -33,7 +33,7 @@ constexpr const char* kTuneNotes =
     R"(tune trains models with many settings on parts of the data, tests them on the rest, and drops the worse
 half again and again. The settings that are left are compared with the defaults in three folds of all
 texts. The best one replaces the defaults only if its gain is more than two standard errors; otherwise
-the file says the defaults. A search takes 20 to 60 times as long as one training.
+the file says the defaults. A search takes 40 to 130 times as long as one training.
 
 The search tries phrases and words, with the endings of words and without them (--stem), larger profiles,
 SuppressM, ClipValue, UseNormalization, NumberOfSlices, no likelihood tables, and groups of labels if

@@ -43,6 +43,8 @@ public:
 
     bool IsInterrupted() const override { return m_asked != nullptr && m_asked->IsInterrupted(); }
 
+    void stop_asking() { m_asked = nullptr; }
+
 private:
     const CTProgress* m_asked;
 };
@@ -193,11 +195,19 @@ public:
         m_parts.emplace(key_of(part), std::move(data));
     }
 
+    // A worker does not ask for interruptions, since asking draws the progress bar, and only this
+    // process knows how far the search is. A signal ends a worker at once.
     void start_workers() {
         if (m_options.jobs > 1) {
-            m_pool = std::make_unique<Worker_pool>(m_options.jobs, [this](std::string_view task) {
-                return bytes_of_outcome(outcome(take_value<Trial>(task)));
-            });
+            m_pool = std::make_unique<Worker_pool>(
+                m_options.jobs,
+                [this](std::string_view task) {
+                    return bytes_of_outcome(outcome(take_value<Trial>(task)));
+                },
+                [this] {
+                    m_quiet.stop_asking();
+                    m_steps = Progress(nullptr);
+                });
         }
     }
 

@@ -72,7 +72,7 @@ std::vector<std::vector<Key_value>> engine_settings_of_words(std::size_t label_c
 std::vector<std::size_t> group_counts(std::size_t label_count) {
     constexpr std::size_t kFewLabels = 20;
     std::vector<std::size_t> counts = group_counts_to_try(label_count);
-    if (label_count < kFewLabels || counts.size() < 3) {
+    if (label_count < kFewLabels || label_count > kMostLabels) {
         return {};
     }
     if (counts.size() == 3) {

@@ -87,10 +87,11 @@ TEST(HalvingTest, BetterHalfGoesOnWithTheDefaults) {
     for (std::size_t i = 0; i < 8; ++i) {
         trials.right_texts[{i, 2, 0}] = first_round[i];
     }
-    for (const auto& [setting, right] : {std::pair(0, 5), {1, 6}, {3, 9}, {6, 7}}) {
-        trials.right_texts[{setting, 1, 0}] = static_cast<std::size_t>(right);
-    }
-    for (const std::size_t fold : {1, 2}) {
+    trials.right_texts[{0, 1, 0}] = 5;
+    trials.right_texts[{1, 1, 0}] = 6;
+    trials.right_texts[{3, 1, 0}] = 9;
+    trials.right_texts[{6, 1, 0}] = 7;
+    for (const std::size_t fold : {1U, 2U}) {
         trials.right_texts[{0, 1, fold}] = 5;
         trials.right_texts[{3, 1, fold}] = 8;
     }
@@ -155,7 +156,7 @@ TEST(HalvingTest, OnlyAGainOfMoreThanTwoStandardErrorsReplacesTheDefaults) {
 TEST(HalvingTest, SmallestModelIsChosenAmongEquallyGoodSettings) {
     Fake_trials trials;
     set_right(trials, 0, 2);
-    for (const std::size_t setting : {1, 2, 3}) {
+    for (const std::size_t setting : {1U, 2U, 3U}) {
         set_right(trials, setting, 9);
     }
     trials.sizes = {{1, 80}, {2, 60}, {3, 70}};
@@ -206,7 +207,7 @@ TEST(HalvingTest, LowerBrierScoreIsBetter) {
 // Three trials of the first round are made, so the last setting of the four has no figures.
 TEST(HalvingTest, SettingsThatWereNotTriedInTimeHaveNoFigures) {
     Fake_trials trials;
-    for (const std::size_t setting : {0, 1, 2, 3}) {
+    for (const std::size_t setting : {0U, 1U, 2U, 3U}) {
         trials.right_texts[{setting, 2, 0}] = 2 * setting;
         set_right(trials, setting, 2 * setting);
     }
@@ -224,11 +225,11 @@ TEST(HalvingTest, SettingsThatWereNotTriedInTimeHaveNoFigures) {
 // In the second round there is time for the defaults only, then for one fold of the other setting.
 TEST(HalvingTest, EarlierRoundDecidesIfNothingIsComparedInTheLastOne) {
     Fake_trials trials;
-    for (const std::size_t setting : {0, 1, 2}) {
+    for (const std::size_t setting : {0U, 1U, 2U}) {
         trials.right_texts[{setting, 2, 0}] = 4 * setting;
         set_right(trials, setting, 1);
     }
-    for (const std::size_t in_time : {6, 7, 8}) {
+    for (const std::size_t in_time : {6U, 7U, 8U}) {
         SCOPED_TRACE(in_time);
         trials.made.clear();
         trials.trials_in_time = in_time;
@@ -255,8 +256,9 @@ TEST(HalvingTest, DefaultsRemainIfThereIsNoTimeAtAll) {
     EXPECT_THAT(trials.made, IsEmpty());
 }
 
-// One unit is the training of all texts. Testing takes about a quarter of it. A round costs
-// settings * folds / divisor * (2/3 + 1/3 * 1/4) units, less the trials of an earlier round.
+// One unit is the training of all texts with the defaults. Testing takes about a quarter of it. A
+// round costs settings * folds / divisor * (2/3 + 1/3 * 1/4) units, less the trials of an earlier
+// round.
 double cost_of(const std::vector<Tuning_round>& rounds) {
     double cost = 0.0;
     std::size_t full_folds_before = 0;
@@ -270,8 +272,8 @@ double cost_of(const std::vector<Tuning_round>& rounds) {
 }
 
 TEST(HalvingTest, SearchCostsLessThanSixtyTrainings) {
-    for (const std::size_t texts : {100, 1999, 2000, 100000}) {
-        for (const std::size_t bytes : {1000, 4000000, 4000001}) {
+    for (const std::size_t texts : {100U, 1999U, 2000U, 100000U}) {
+        for (const std::size_t bytes : {1000U, 4000000U, 4000001U}) {
             SCOPED_TRACE(testing::Message() << texts << " texts, " << bytes << " bytes");
             const std::vector<Tuning_round> rounds = tuning_rounds(36, texts, bytes);
             EXPECT_EQ(rounds.front().settings, 36U);

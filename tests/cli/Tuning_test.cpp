@@ -37,7 +37,7 @@ std::vector<std::string> names_of(const std::vector<Tuning_setting>& settings) {
 }
 
 TEST(TuningSettingTest, ListBeginsWithTheDefaultsAndNamesEachSettingOnce) {
-    for (const std::size_t label_count : {1, 2, 20, 50, 150}) {
+    for (const std::size_t label_count : {1U, 2U, 20U, 50U, 150U}) {
         const std::vector<std::string> names =
             names_of(settings_to_try(analyses_to_try("german"), label_count));
 
@@ -63,6 +63,7 @@ TEST(TuningSettingTest, TreesAreTriedWithManyLabels) {
     EXPECT_THAT(trees_of(19), testing::IsEmpty());
     EXPECT_THAT(trees_of(20), testing::ElementsAre(4));  // 2.2, 4.7 and 10
     EXPECT_THAT(trees_of(150), testing::ElementsAre(11, 21, 40));
+    EXPECT_THAT(trees_of(10001), testing::IsEmpty()) << "groups of so many labels are refused";
 }
 
 TEST(TuningSettingTest, EachValueIsOneOfTheEngine) {
@@ -191,7 +192,7 @@ const Odd_data kOddData[] = {
     {"empty texts", "a\t\nb\t\na\tone\nb\ttwo\na\tone\nb\t\n"},
 };
 
-TEST_F(TuningTest, DefaultsRemainForDataThatTellNothing) {
+TEST_F(TuningTest, DefaultsRemainForDataWithoutAGain) {
     for (const Odd_data& row : kOddData) {
         SCOPED_TRACE(row.name);
 
@@ -269,11 +270,11 @@ TEST(TuningReportTest, FileHasTheEntriesAndSaysWhatWasMeasured) {
 
     EXPECT_EQ(
         table.str(),
-        "setting                                                     round       texts    accuracy"
+        "setting                                                    round       texts    accuracy"
         "        gain  std. error         CPU\n"
-        "Analysis=words Stem=english ProfileSize=9000 Tree=12            1       5,452     74.25 %"
+        "Analysis=words Stem=english ProfileSize=9000 Tree=12           1       5,452     74.25 %"
         "        1.05        0.42      1.25 s\n"
-        "defaults                                                        1       5,452     73.20 %"
+        "defaults                                                       1       5,452     73.20 %"
         "                              0.00 s\n"
         "\n"
         "a.options: Analysis=words Stem=english ProfileSize=9000 Tree=12; accuracy 74.25 % instead "
