@@ -181,10 +181,10 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
 
     def _agreed_classes(self, classes: Any) -> Any:
         if not hasattr(self, "classes_"):
-            return np.unique(column_or_1d(classes))
+            return np.unique(column_or_1d(_without_missing(classes)))
         if classes is None:
             return self.classes_
-        given = np.unique(classes)
+        given = np.unique(_without_missing(classes))
         if self._tree_labels:
             given = np.union1d(given, self._tree_labels)
         if not np.array_equal(self.classes_, given):
@@ -230,12 +230,23 @@ def _checked(X: Iterable[Any], y: Any) -> tuple[list[Any], Any]:
     texts = _texts(X)
     if y is None:
         raise ValueError("requires y to be passed, but the target y is None")
-    labels = column_or_1d(y, warn=True)
+    labels = column_or_1d(_without_missing(y), warn=True)
     check_consistent_length(texts, labels)
     if not texts:
         raise ValueError("Found array with 0 sample(s) while a minimum of 1 is required.")
     check_classification_targets(labels)
     return texts, labels
+
+
+def _without_missing(y: Any) -> Any:
+    """The labels of a nullable column of pandas get numpy's type, which scikit-learn needs."""
+    is_missing = getattr(y, "isna", None)
+    if is_missing is None:
+        return y
+    if np.any(is_missing()):
+        raise ValueError("y has missing labels")
+    plain = getattr(getattr(y, "dtype", None), "numpy_dtype", None)
+    return y if plain is None else y.to_numpy(dtype=plain)
 
 
 def _places(labels: Any, classes: Any) -> Any:

@@ -188,6 +188,7 @@ TEST_F(zeWorkflowExplainTest, EachConceptHasItsPartOfTheLogOdds) {
 TEST_F(zeWorkflowExplainTest, LogOddsAreThoseOfTheProductOfALongerWay) {
     zeNode* const inner = m_tree.Inner(m_tree.Root(), "inner", {{"goal", 2.0F}});
     zeNode* const leaf = m_tree.Leaf(inner, "leaf", {{"goal", 1.0F}, {"rain", 1.0F}});
+    m_tree.Leaf(inner, "other", {});  // the only child of a node would score 1
 
     const Concept_scores lines = m_tree.ExplainInLogOdds({{"goal", 1.0}, {"rain", 1.0}}, {leaf});
 

@@ -142,13 +142,14 @@ TEST(ReportTest, CategoriesAreListedIfRequested) {
 
 TEST(ReportTest, ExplanationComesLastIfThereIsOne) {
     Evaluation evaluation = printed_evaluation();
-    evaluation.explanation = Explanation{"A goal", "sport", 0.75, {{"goal", 0.25}}};
+    evaluation.explanation = Explanation{"A goal", "sport", 0.75, {{"goal", 0.25, true, 1.5}}};
 
-    EXPECT_THAT(report_of(evaluation, 10), EndsWith("(no result)\n"
-                                                    "\n"
-                                                    "A goal\n"
-                                                    "  0.750  sport\n"
-                                                    "    +0.2500  goal\n"));
+    EXPECT_THAT(report_of(evaluation, 10),
+                EndsWith("(no result)\n"
+                         "\n"
+                         "A goal\n"
+                         "  0.750  sport\n"
+                         "    +0.2500  goal                      +1.5000\n"));
 }
 
 TEST(ReportTest, ConfusionsAreLeftOutIfThereAreNone) {

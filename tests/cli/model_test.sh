@@ -308,23 +308,25 @@ cp out plain
 expect 0 explain a.kc goal.txt --color always --json
 cmp -s out plain || fail "$command: colours in JSON"
 
-# Runs explain on a terminal, with the environment of the arguments.
+# Runs explain on a terminal without a progress bar, with the environment of the arguments.
+expect 0 train coloured.model "$shop.train.tsv"
+echo parcel >parcel.txt
 on_terminal() {
     command="explain on a terminal, $*"
     env -u NO_COLOR -u COLORTERM "$@" \
-        script -qec "'$program' explain a.kc goal.txt" /dev/null </dev/null >out 2>err ||
+        script -qec "'$program' explain coloured.model parcel.txt 2>/dev/null" /dev/null </dev/null >out 2>err ||
         fail "$command: exit status $?"
 }
 on_terminal TERM=xterm-256color
-prints out $'\033[1;38;5;33mgoal\033[0m'
+prints out $'\033[1;38;5;33mparcel\033[0m'
 on_terminal TERM=xterm COLORTERM=truecolor
-prints out $'\033[1;38;5;33mgoal\033[0m'
+prints out $'\033[1;38;5;33mparcel\033[0m'
 on_terminal TERM=xterm NO_COLOR=
-prints out $'\033[1;36mgoal\033[0m'
+prints out $'\033[1;36mparcel\033[0m'
 for words in 'TERM=xterm NO_COLOR=1' 'TERM=xterm NO_COLOR=0' 'TERM=dumb' 'TERM='; do
     # shellcheck disable=SC2086  # The words are the arguments.
     on_terminal $words
-    prints out '  sport'
+    prints out '  delivery'
     ! grep -q $'\033' out || fail "$command: colours"
 done
 

@@ -109,8 +109,8 @@ def test_unknown_words_of_reasons_are_marked(news):
     assert effects["zebra"] is False
 
 
-def test_effects_and_labels_stay_tuples_of_their_first_elements(news):
-    effect = news.explain("goal").effects[0]
+def test_effects_and_labels_stay_tuples_of_their_first_elements(shop):
+    effect = shop.explain("where is my parcel").effects[0]
     concept, adds, is_known = effect
     assert (concept, adds, is_known) == effect
     assert repr(effect).endswith(f"log_odds_adds={effect.log_odds_adds})")

@@ -169,6 +169,33 @@ def test_partial_fit_refuses_other_classes():
         model.partial_fit(["rain"], ["weather"])
 
 
+@pytest.mark.parametrize(
+    "labels",
+    [
+        pandas.Series(LABELS, dtype="string"),
+        pandas.Series([3, 3, 5, 5], dtype="Int64"),
+        pandas.Series([True, True, False, False], dtype="boolean"),
+        pandas.array([3, 3, 5, 5], dtype="Int64"),
+    ],
+)
+def test_labels_of_nullable_columns(labels):
+    model = ZandrelClassifier().fit(TEXTS, labels)
+    assert list(model.predict(TEXTS)) == list(labels)
+    stream = ZandrelClassifier().partial_fit(TEXTS, labels, classes=labels.unique())
+    stream.partial_fit(TEXTS, labels, classes=labels.unique())
+    assert list(stream.class_count_) == [4, 4]
+
+
+def test_missing_labels_are_refused():
+    for labels in (
+        pandas.Series(["a", "b", None, "a"], dtype="string"),
+        pandas.Series([1, 2, None, 1], dtype="Int64"),
+        pandas.Series(["a", "b", None, "a"]),
+    ):
+        with pytest.raises(ValueError, match="missing labels"):
+            ZandrelClassifier().fit(TEXTS, labels)
+
+
 def test_confidence_of_predictions_needs_a_calibrated_model():
     plain = ZandrelClassifier().fit(TEXTS, LABELS)
     with pytest.raises(ValueError, match="calibrate=True"):

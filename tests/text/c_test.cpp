@@ -892,8 +892,8 @@ TEST_F(CTest, ProgressIsReportedUpToOne) {
 
     reports.done.clear();
     zandrel_classifier* classifier = nullptr;
-    const zandrel_open_options open_options = {sizeof open_options, nullptr, nullptr, report,
-                                               &reports};
+    const zandrel_open_options open_options = {
+        sizeof open_options, nullptr, nullptr, report, &reports, 0};
     ASSERT_EQ(zandrel_open(path.c_str(), &open_options, &classifier), ZANDREL_OK);
     EXPECT_EQ(reports.done.back(), 1.0);
 
@@ -1003,8 +1003,8 @@ TEST_F(CTest, FormOfRecordsIsUsed) {
     const std::string data = folder.write("data.csv", "id,topic,words\n1,a+b,one\n");
     const char* const texts[] = {"words"};
     const char* const labels[] = {"topic"};
-    const zandrel_record_form form = {sizeof form, "csv",   texts, 1,    labels,
-                                      1,           nullptr, 0,     true, "+"};
+    const zandrel_record_form form = {sizeof form, "csv", texts, 1,   labels, 1,
+                                      nullptr,     0,     true,  "+", 0};
     const Records records = opened_records(data, &form);
     const zandrel_example* record = nullptr;
     ASSERT_EQ(zandrel_records_next(records.get(), &record), ZANDREL_OK);
