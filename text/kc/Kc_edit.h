@@ -34,8 +34,8 @@ using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
 // empty text.
 // RAISES: Data_error "FILE: message" for a change that is refused; what Kc_lock,
 // read_kc and write_kc raise, and what the change raises otherwise.
-[[nodiscard]] std::string edit_kc(const std::string& path, const Lock_wait& wait,
-                                  const Kc_change& change, const Cache_bound& bound = {});
+std::string edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
+                    const Cache_bound& bound = {});
 
 }  // namespace zandrel
 
