@@ -18,6 +18,12 @@ inline Top_scores top_scores(const Ranking& ranking) {
     return {ranking.empty() ? 0.0 : ranking[0].score, ranking.size() < 2 ? 0.0 : ranking[1].score};
 }
 
+// A ranking, and the scores for its confidence. The ranking can have been made for one label only.
+struct Rated_ranking {
+    Ranking ranking;
+    Top_scores scores;
+};
+
 // An answer whose truth is known.
 struct Judged_answer {
     Top_scores scores;
