@@ -222,7 +222,7 @@ TEST(ReportTest, CategoriesAreListedIfRequested) {
                   "category                     texts       given   precision        95 %"
                   "      recall        95 %          F1        95 %\n"
                   "caf\u00E9                             4          12     25.00 %    8.9-53.2"
-                  "     75.00 %   30.1-95.4     37.50 %   17.0-61.7\n"
+                  "     75.00 %   30.1-95.4     37.50 %   15.1-66.9\n"
                   "a long name of a label       5,000       5,000    100.00 %  99.9-100.0"
                   "    100.00 %  99.9-100.0    100.00 % 100.0-100.0\n"
                   "\n"
