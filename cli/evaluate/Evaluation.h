@@ -11,10 +11,12 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "cli/evaluate/Answered_share.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
+#include "cli/evaluate/Wanted_precision.h"
 #include "text/data/Folds.h"
 #include "text/data/Labelled_text.h"
 #include "text/kc/Cached_kc.h"
@@ -23,6 +25,8 @@
 #include "text/model/Model_options.h"
 
 namespace zandrel::cli {
+
+class Evaluation_observer;
 
 struct Evaluation_options {
     std::string kc_file;           // empty: train a model
@@ -52,6 +56,11 @@ struct Evaluation_options {
     // Gets the warnings about probable mistakes in the data (evaluation_warnings) before the long
     // work, and about those in a tree after the training. May be empty.
     std::function<void(const std::string&)> warn = {};
+    // Texts of a lower confidence get no answer. Needs a confidence map.
+    std::optional<double> least_confidence = {};
+    std::optional<double> wanted_precision = {};  // above 0, below 1: finds its threshold
+    bool calibrates = false;                      // fits a confidence map for a trained model
+    Evaluation_observer* observer = nullptr;      // BORROWS: gets each classified text; null: none
 };
 
 // The texts of one phase, and its cost.
@@ -68,6 +77,19 @@ struct Loading {
     double cpu_seconds = 0.0;
 };
 
+// The texts that were answered, if texts of low confidence are not.
+struct Rejection {
+    double least_confidence = 0.0;
+    std::size_t texts = 0;
+    std::size_t answered = 0;
+
+    double share() const { return ratio(static_cast<double>(answered), texts); }
+
+    Interval interval() const { return share_interval(answered, texts); }
+};
+
+// With `rejection`, `metrics`, `assignments` and the calibrations describe the answered texts.
+// Intervals are missing in the evaluation of a fold, whose figures have a spread instead.
 // All figures except `learning` and `explanation` describe the model before it learned further
 // texts.
 struct Evaluation {
@@ -79,8 +101,13 @@ struct Evaluation {
     Assignments assignments;                     // of the labels at or above the threshold
     Calibration calibration;                     // of the scores of all labels
     std::optional<Calibration> raw_calibration;  // without likelihood tables; missing if none
-    std::vector<Learning_step> learning;         // before the first bulk and after each, if any
-    Skipped_lines skipped;                       // of all files
+    // The calibration of the confidences; missing if the model has no confidence map.
+    std::optional<Best_calibration> confidence;
+    Answered_share answered;                           // of all texts, by confidence or by score
+    std::optional<Rejection> rejection;                // if a least confidence is given
+    std::optional<Wanted_precision> wanted_precision;  // if a precision is wanted
+    std::vector<Learning_step> learning;  // before the first bulk and after each, if any
+    Skipped_lines skipped;                // of all files
     std::optional<Explanation> explanation;
     // See Text_model::blocked_texts. Indexes of the texts that were trained here, ascending.
     std::vector<std::size_t> blocked_texts;

@@ -5,6 +5,7 @@ Usage: bench_test.py PROJECT_FOLDER
 
 import contextlib
 import io
+import json
 import pathlib
 import subprocess
 import sys
@@ -16,7 +17,7 @@ from unittest import mock
 PROJECT = pathlib.Path(sys.argv[1])
 sys.path.insert(0, str(PROJECT / "script"))
 
-from benchmarks import accuracy, bars, contestants, corpora, curves, learning, peers, processes, start, stream, tune
+from benchmarks import accuracy, bars, confidence, contestants, corpora, curves, learning, peers, processes, start, stream, tune
 from benchmarks.contestants import Outcome
 from benchmarks.failure import Failure
 
@@ -432,6 +433,77 @@ class AccuracyTest(FolderTest):
                           "0.25"])
 
 
+class ConfidenceTest(FolderTest):
+    OPTIONS = {"analysis": "words", "corpus": None, "outside": "none"}
+
+    @staticmethod
+    def report(correct=80, texts=100, answered=None, threshold=0.75):
+        result = {"accuracy": 0.8, "correct": correct, "ece_top": 0.125, "confidence": {"ece_top": 0.0625},
+                  "test": {"texts": texts},
+                  "intervals": {"texts": texts, "accuracy": [0.75, 0.85], "ece_top": [0.0625, 0.1875],
+                                "confidence": {"ece_top": [0.03125, 0.09375]},
+                                "answered_share": [0.25, 0.5]},
+                  "wanted_precision": {"threshold": threshold, "precision": 0.96,
+                                       "precision_interval": [0.9, 0.99], "share": 0.5}}
+        if answered is not None:
+            result["rejection"] = {"texts": texts, "answered": answered}
+        return result
+
+    def test_row_has_figures_with_intervals(self):
+        row = confidence.calibration_row("mail", self.report()).split()
+        self.assertEqual(row, ["mail", "100", "80.00", "[75.0-85.0]", "0.1250", "[0.0625-0.1875]",
+                               "0.0625", "[0.0312-0.0938]", "0.7500", "96.00", "[90.0-99.0]", "50.0"])
+
+    def test_precision_that_is_not_reached_is_a_dash(self):
+        row = confidence.calibration_row("mail", self.report(threshold=None)).split()
+        self.assertEqual(row[-3:], ["none", "-", "50.0"])
+
+    def test_texts_of_no_category_are_divided_from_the_others(self):
+        corpus = self.write_corpus("mail", train="a\tone\nnone\ttwo\n", test="none,b\tx\nb\ty\nnone\tz\n")
+        inside, outside_test = confidence.divided(corpus, "none", self.folder)
+        self.assertEqual(inside.name, "mail without none")
+        self.assertEqual(inside.train.read_bytes(), b"a\tone\n")
+        self.assertEqual(inside.test.read_bytes(), b"b\ty\n")
+        self.assertEqual(outside_test.read_bytes(), b"none,b\tx\nnone\tz\n")
+
+    def test_rejected_texts_of_no_category_are_compared_with_lost_answers(self):
+        """40 of 100 outside texts are answered. Of 100 others 80 were right without a threshold; 60 are
+        answered now, 55 of them right: 25 right answers are lost, and 15 of 20 wrong ones avoided."""
+        row = confidence.outside_row(0.5, self.report(correct=0, answered=40),
+                                     self.report(correct=55, answered=60), self.report()).split()
+        self.assertEqual(" ".join(row), "0.50 60 of 100: 60.00 [50.0-75.0] 60 of 100 25 of 80 15 of 20 "
+                                        "80.00 [75.0-85.0]")
+
+    def test_corpus_is_also_measured_without_the_label(self):
+        self.write_corpus("mail", train="a\tone\nnone\ttwo\n", test="a\tone\nnone\ttwo\n")
+        commands = []
+
+        def output_of(command):
+            commands.append([str(word) for word in command])
+            return json.dumps(self.report(answered=50) if "--reject" in commands[-1] else self.report())
+
+        table = io.StringIO()
+        with mock.patch("benchmarks.program.output_of", output_of), \
+                mock.patch.object(confidence, "build_program", lambda: None), \
+                contextlib.redirect_stdout(table):
+            status = confidence.measure_confidence(types.SimpleNamespace(data=self.folder, **self.OPTIONS))
+
+        self.assertEqual(status, 0, self.messages.getvalue())
+        rows = [line.split()[0] for line in table.getvalue().splitlines() if line]
+        self.assertEqual(rows.count("mail"), 3)  # with all texts, without the label, the heading below
+        self.assertEqual([command[1] for command in commands].count("train"), 1)
+        self.assertEqual(sum("--reject" in command for command in commands),
+                         2 * len(confidence.THRESHOLDS))
+
+    def test_corpus_that_fails_is_reported(self):
+        self.write_corpus("empty", train="")
+        with mock.patch.object(confidence, "build_program", lambda: None), \
+                contextlib.redirect_stdout(io.StringIO()):
+            status = confidence.measure_confidence(types.SimpleNamespace(data=self.folder, **self.OPTIONS))
+        self.assertEqual(status, 1)
+        self.assertIn("empty.train.tsv: no text with a word", self.messages.getvalue())
+
+
 class StartTest(FolderTest):
     def test_takes_the_first_text_with_a_word(self):
         corpus = self.write_corpus("news", test="a\t, -\na,b\tone\rtwo\n")
@@ -822,6 +894,7 @@ class CommandLineTest(FolderTest):
                 (["learning", "--data", "x", "--bulks", "5"], 2, "'' is no number above 0"),
                 (["learning", "--data", "x", "--bulks", "0:5"], 2, "'0' is no number above 0"),
                 (["learning", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
+                (["confidence", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["start", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
                 (["stream", "--data", "x", "--parts", "0"], 2, "'0' is no number above 0"),
                 (["stream", "--data", self.folder], 1, "bench: .*: no NAME.train.tsv"),
