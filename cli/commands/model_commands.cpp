@@ -50,9 +50,6 @@ Examples:
 With --cached N the container gets the cached form: it is trained in its file, with at most N statistical
 classifiers in memory, and can be larger than the memory. It is written as a whole or not at all.
 
-With --calibrate the container also learns how far its answers can be trusted, for classify --confidence
-and --reject. learn keeps that true.
-
 A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
 the container anew.
 
