@@ -99,6 +99,14 @@ public:
         return Explain(msg, nodes);
     }
 
+    Concept_scores ExplainInLogOdds(Weighted_list bag, const std::vector<zeNode*>& nodes) {
+        zeMsg msg;
+        msg.smls[0] = make_bag(bag);
+        Concept_scores lines = {{term("old"), 7.0}};
+        m_manager.GetWorkflow()->classify_concepts_in_log_odds(msg, nodes, lines);
+        return lines;
+    }
+
     // The score of a category in the results of the walk; 0 if it is not among them.
     double Score(zeMsg& msg, const zeNode* category) {
         zeResult_set results(0.0, -1);
@@ -161,6 +169,72 @@ TEST_F(zeWorkflowExplainTest, EachConceptHasItsPartOfTheScore) {
     // The match value is (3 - 2) / 4. Without goal it is -2 / 4, and without bread 3 / 4.
     EXPECT_THAT(listing_of(lines), ElementsAre(line("goal", squashed(0.25) - squashed(-0.5)),
                                                line("bread", squashed(0.25) - squashed(0.75))));
+}
+
+double log_odds(double score) {
+    return std::log(score / (1.0 - score));
+}
+
+TEST_F(zeWorkflowExplainTest, EachConceptHasItsPartOfTheLogOdds) {
+    const Concept_scores lines =
+        m_tree.ExplainInLogOdds({{"bread", 1.0}, {"goal", 3.0}, {"zebra", 1.0}}, {m_sport});
+
+    const double all = log_odds(squashed(0.2));
+    EXPECT_THAT(listing_of(lines),
+                ElementsAre(line("goal", all - log_odds(squashed(-0.4))),
+                            line("bread", all - log_odds(squashed(0.6))), line("zebra", 0.0)));
+}
+
+TEST_F(zeWorkflowExplainTest, LogOddsAreThoseOfTheProductOfALongerWay) {
+    zeNode* const inner = m_tree.Inner(m_tree.Root(), "inner", {{"goal", 2.0F}});
+    zeNode* const leaf = m_tree.Leaf(inner, "leaf", {{"goal", 1.0F}, {"rain", 1.0F}});
+
+    const Concept_scores lines = m_tree.ExplainInLogOdds({{"goal", 1.0}, {"rain", 1.0}}, {leaf});
+
+    const double all = log_odds(squashed(1.0) * squashed(1.0));
+    EXPECT_THAT(listing_of(lines),
+                ElementsAre(line("goal", all - log_odds(squashed(0.0) * squashed(0.5))),
+                            line("rain", all - log_odds(squashed(1.0) * squashed(0.5)))));
+}
+
+TEST_F(zeWorkflowExplainTest, LogOddsEndAtOneMillionth) {
+    zeNode* const sure = m_tree.Leaf(m_tree.Root(), "sure", {{"goal", 1e9F}});
+    zeNode* const unlikely = m_tree.Leaf(m_tree.Root(), "unlikely", {{"goal", -1e9F}});
+
+    EXPECT_THAT(listing_of(m_tree.ExplainInLogOdds({{"goal", 1.0}}, {sure})),
+                ElementsAre(line("goal", std::log(0.999999 / 0.000001))));
+    EXPECT_THAT(listing_of(m_tree.ExplainInLogOdds({{"goal", 1.0}}, {unlikely})),
+                ElementsAre(line("goal", -std::log(0.999999 / 0.000001))));
+}
+
+// The table is flat from 0.5 on, so the score hardly depends on the words.
+TEST_F(zeWorkflowExplainTest, LogOddsDoNotDependOnLikelihoodTables) {
+    const Weighted_list bag = {{"bread", 1.0}, {"goal", 9.0}};
+    const Concept_scores without = m_tree.ExplainInLogOdds(bag, {m_sport});
+    zeStat_matcher& matcher = m_tree.Matcher(m_tree.Root());
+    zeStat_storage& storage = *matcher.m_storage;
+    storage.m_use_train_likelihood = true;
+    storage.m_use_likelihood_in_match = true;
+    zeStat_storage::Profile& profile = storage.profile(storage.get_profile(m_sport));
+    profile.m_likelihood_age = Zandrel::MAX_LIKELIHOOD_AGE;
+    std::fill(profile.m_likelihood.begin() + Zandrel::LIKELIHOOD_SIZE / 2,
+              profile.m_likelihood.end(), 1.0);
+
+    const Concept_scores scores = m_tree.Explain(bag, {m_sport});
+    const Concept_scores with = m_tree.ExplainInLogOdds(bag, {m_sport});
+
+    EXPECT_THAT(listing_of(scores), ElementsAre(testing::Pair("goal", testing::Gt(0.1)),
+                                                testing::Pair("bread", testing::Gt(-0.01))));
+    EXPECT_EQ(listing_of(with), listing_of(without));
+    EXPECT_LT(with[1].m_score, -0.5);
+}
+
+TEST_F(zeWorkflowExplainTest, MessageWithoutABagChangesNoLogOdds) {
+    zeMsg msg;
+    Concept_scores lines = {{term("old"), 7.0}};
+    m_tree.Manager().GetWorkflow()->classify_concepts_in_log_odds(msg, {m_sport}, lines);
+
+    EXPECT_THAT(listing_of(lines), ElementsAre(line("old", 7.0)));
 }
 
 TEST_F(zeWorkflowExplainTest, ConceptAgainstTheNodeHasANegativeScore) {

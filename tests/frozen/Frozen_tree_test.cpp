@@ -121,6 +121,11 @@ TEST(Frozen_treeTest, RandomTreesExplainAsTheEngine) {
                 std::vector<zeStat_matcher::Concept_score> got(1);
                 tree.explain(frozen, nodes, got);
                 EXPECT_EQ(lines_of(got), lines_of(expected));
+                std::vector<zeStat_matcher::Concept_score> expected_log_odds(1);
+                workflow.classify_concepts_in_log_odds(msg, nodes, expected_log_odds);
+                std::vector<zeStat_matcher::Concept_score> got_log_odds(1);
+                tree.explain_in_log_odds(frozen, nodes, got_log_odds);
+                EXPECT_EQ(lines_of(got_log_odds), lines_of(expected_log_odds));
                 effect_count += static_cast<std::size_t>(std::count_if(
                     got.begin(), got.end(), [](const auto& line) { return line.m_score != 0.0; }));
             }

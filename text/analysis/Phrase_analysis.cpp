@@ -33,4 +33,16 @@ std::string_view Phrase_analysis::whole_concept(std::string_view text) {
     }
 }
 
+Text_places Phrase_analysis::places(std::string_view text) {
+    Text_places places;
+    places.words = m_tokenizer.cut_with_ranges(text);
+    for (std::size_t i = 0; i < places.words.size(); ++i) {
+        places.concepts.push_back({std::string(m_tokenizer.token(i)), i, 1});
+    }
+    for (std::size_t i = 1; i < places.words.size(); ++i) {
+        places.concepts.push_back({std::string(m_tokenizer.pair(i - 1)), i - 1, 2});
+    }
+    return places;
+}
+
 }  // namespace zandrel

@@ -14,12 +14,14 @@
 // the other 10 marks.
 #include "text/analysis/Text_folder.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
 
 #include <unicode/bytestream.h>
+#include <unicode/edits.h>
 #include <unicode/utf8.h>
 
 namespace zandrel {
@@ -34,7 +36,36 @@ void check(UErrorCode error) {
     }
 }
 
+// The range of a unit that begins at `start`. ICU counts from the beginning of the unit.
+Text_range range_at(std::size_t start, std::int32_t index, std::int32_t length) {
+    const std::size_t begin = start + static_cast<std::size_t>(index);
+    return {begin, begin + static_cast<std::size_t>(length)};
+}
+
 }  // namespace
+
+const Folded_places::Change* Folded_places::change_before(std::size_t folded) const {
+    const auto after = std::upper_bound(
+        m_changes.begin(), m_changes.end(), folded,
+        [](std::size_t place, const Change& change) { return place < change.folded.begin; });
+    return after == m_changes.begin() ? nullptr : &*(after - 1);
+}
+
+// A place after a change is as far behind its end as in the folded text.
+Text_range Folded_places::range_in_text(Text_range folded) const {
+    Text_range range = folded;
+    if (const Change* const change = change_before(folded.begin)) {
+        range.begin = folded.begin < change->folded.end
+                          ? change->text.begin
+                          : change->text.end + (folded.begin - change->folded.end);
+    }
+    if (const Change* const change = change_before(folded.end - 1)) {
+        range.end = folded.end <= change->folded.end
+                        ? change->text.end
+                        : change->text.end + (folded.end - change->folded.end);
+    }
+    return range;
+}
 
 Text_folder::Text_folder() {
     UErrorCode error = U_ZERO_ERROR;
@@ -44,7 +75,15 @@ Text_folder::Text_folder() {
 
 std::string_view Text_folder::fold(std::string_view text) {
     if (!fold_ascii(text)) {
-        fold_any(text);
+        fold_any(text, nullptr);
+    }
+    return m_folded;
+}
+
+std::string_view Text_folder::fold(std::string_view text, Folded_places& places) {
+    places.m_changes.clear();
+    if (!fold_ascii(text)) {
+        fold_any(text, &places);
     }
     return m_folded;
 }
@@ -62,20 +101,31 @@ bool Text_folder::fold_ascii(std::string_view text) {
     return all_bits < 0x80;
 }
 
-void Text_folder::fold_any(std::string_view text) {
+void Text_folder::fold_any(std::string_view text, Folded_places* places) {
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
         throw std::length_error("a text of 2 GiB or more cannot be analysed");
     }
     m_folded.clear();
     icu::StringByteSink<std::string> sink(&m_folded);
-    while (!text.empty()) {
-        const std::size_t size = unit_size(text);
+    icu::Edits edits;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t size = unit_size(text.substr(start));
+        const std::size_t folded_start = m_folded.size();
         UErrorCode error = U_ZERO_ERROR;
-        m_normalizer->normalizeUTF8(0,
-                                    icu::StringPiece(text.data(), static_cast<std::int32_t>(size)),
-                                    sink, nullptr, error);
+        m_normalizer->normalizeUTF8(
+            0, icu::StringPiece(text.data() + start, static_cast<std::int32_t>(size)), sink,
+            places == nullptr ? nullptr : &edits, error);
         check(error);
-        text.remove_prefix(size);
+        if (places != nullptr) {
+            for (icu::Edits::Iterator edit = edits.getFineChangesIterator();
+                 edit.next(error) != 0;) {
+                places->m_changes.push_back(
+                    {range_at(folded_start, edit.destinationIndex(), edit.newLength()),
+                     range_at(start, edit.sourceIndex(), edit.oldLength())});
+            }
+            check(error);
+        }
+        start += size;
     }
 }
 

@@ -203,9 +203,45 @@ void Tokenizer::cut_folded(std::string_view folded) {
     m_line.clear();
     std::size_t next = 0;
     while (next < folded.size()) {
-        next = is_ascii(folded[next]) ? take_ascii(folded, next) : take_other(folded, next);
+        next = take_next(folded, next);
     }
     end_word();
+}
+
+// Each step adds to a word that has begun, or ends this word, or ends it and adds a token of one
+// character. So the number of tokens and the end of the line say which ranges are complete.
+std::vector<Text_range> Tokenizer::cut_with_ranges(std::string_view text) {
+    Folded_places places;
+    const std::string_view folded = m_folder.fold(text, places);
+    std::vector<Text_range> ranges;
+    Text_range word;  // in the folded text, while a word has begun
+    m_starts.assign(1, 0);
+    m_line.clear();
+    for (std::size_t start = 0; start < folded.size();) {
+        const bool was_in_word = is_in_word();
+        const std::size_t end = take_next(folded, start);
+        if (is_in_word()) {
+            word = {was_in_word ? word.begin : start, end};
+        } else {
+            if (was_in_word) {
+                ranges.push_back(places.range_in_text(word));
+            }
+            if (ranges.size() + 1 < m_starts.size()) {
+                ranges.push_back(places.range_in_text({start, end}));
+            }
+        }
+        start = end;
+    }
+    if (is_in_word()) {
+        end_word();
+        ranges.push_back(places.range_in_text(word));
+    }
+    m_token_count = m_starts.size() - 1;
+    return ranges;
+}
+
+std::size_t Tokenizer::take_next(std::string_view folded, std::size_t start) {
+    return is_ascii(folded[start]) ? take_ascii(folded, start) : take_other(folded, start);
 }
 
 // Takes a run of letters at once.

@@ -11,6 +11,7 @@
 
 #include "text/analysis/Stemmer.h"
 #include "text/analysis/Text_folder.h"
+#include "text/analysis/Text_places.h"
 
 namespace zandrel {
 
@@ -40,6 +41,11 @@ public:
     // Splits the next text, which may contain any bytes. RAISES: as Text_folder::fold.
     void cut(std::string_view text);
 
+    // The same, and returns the range of each token in the text. A token whose characters became
+    // other ones, such as a stem, has the range of the characters from which it was made.
+    // COST: about three times that of `cut`.
+    std::vector<Text_range> cut_with_ranges(std::string_view text);
+
     std::size_t token_count() const { return m_token_count; }
 
     // VALID UNTIL: the next text.
@@ -53,6 +59,8 @@ private:
     // Folds and splits a text of ASCII in one pass. REQUIRES: words are not stemmed.
     void cut_ascii(std::string_view text);
     void cut_folded(std::string_view text);
+    // Returns the position after the character or word that it takes.
+    std::size_t take_next(std::string_view folded, std::size_t start);
     // Both take the character or word that starts at `start`, and return the position after it.
     std::size_t take_ascii(std::string_view text, std::size_t start);
     std::size_t take_other(std::string_view text, std::size_t start);
@@ -61,6 +69,9 @@ private:
     // token.
     void end_word();
     void end_token();
+
+    // Returns whether a word has begun at the end of `m_line`.
+    bool is_in_word() const { return m_starts.back() < m_line.size(); }
 
     std::string_view tokens(std::size_t first, std::size_t end) const {
         return {m_line.data() + m_starts[first], m_starts[end] - 1 - m_starts[first]};

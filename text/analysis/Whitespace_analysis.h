@@ -16,8 +16,12 @@ class Whitespace_analysis : public Text_analysis {
 public:
     void feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) override;
     std::string_view whole_concept(std::string_view text) override;
+    Text_places places(std::string_view text) override;
 
 private:
+    // Puts the parts of the text into `m_parts`.
+    void cut(std::string_view text);
+
     std::vector<std::string_view> m_parts;  // of the text that is fed
 };
 

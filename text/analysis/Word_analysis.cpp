@@ -22,4 +22,13 @@ std::string_view Word_analysis::whole_concept(std::string_view text) {
     return m_tokenizer.token_count() == 1 ? m_tokenizer.token(0) : std::string_view();
 }
 
+Text_places Word_analysis::places(std::string_view text) {
+    Text_places places;
+    places.words = m_tokenizer.cut_with_ranges(text);
+    for (std::size_t i = 0; i < places.words.size(); ++i) {
+        places.concepts.push_back({std::string(m_tokenizer.token(i)), i, 1});
+    }
+    return places;
+}
+
 }  // namespace zandrel

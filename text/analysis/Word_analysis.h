@@ -19,6 +19,7 @@ public:
 
     void feed_words(std::string_view text, Word_look_up& words, zeSml_feeder& feeder) override;
     std::string_view whole_concept(std::string_view text) override;
+    Text_places places(std::string_view text) override;
 
 private:
     Tokenizer m_tokenizer;

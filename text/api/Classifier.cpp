@@ -172,7 +172,8 @@ Reasons reasons_of(Text_model& model, const Text& text, std::string_view node) {
     const Explanation explanation = model.explain(message, found);
     Reasons reasons = {explanation.label, path, explanation.score, {}};
     for (const Concept_effect& effect : explanation.concepts) {
-        reasons.effects.push_back({effect.concept_text, effect.adds, effect.is_known});
+        reasons.effects.push_back(
+            {effect.concept_text, effect.adds, effect.is_known, effect.log_odds_adds});
     }
     return reasons;
 }

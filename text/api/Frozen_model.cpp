@@ -12,6 +12,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include "text/api/Data_texts.h"
+#include "text/model/Scored_concept.h"
 #include "text/wording/Shown_text.h"
 
 namespace zandrel {
@@ -116,11 +117,13 @@ Reasons Frozen_model::explain(const Text& text, std::string_view node, Reader_to
                        path_of(m_tree, explained.node),
                        explained.score,
                        {}};
-    std::vector<zeStat_matcher::Concept_score> lines;
-    m_tree.explain(message.msg(), {explained.node}, lines);
-    for (const zeStat_matcher::Concept_score& line : lines) {
-        reasons.effects.push_back(
-            {std::string(line.m_concept.view()), line.m_score, m_tree.has_learned(line.m_concept)});
+    std::vector<zeStat_matcher::Concept_score> scores;
+    m_tree.explain(message.msg(), {explained.node}, scores);
+    std::vector<zeStat_matcher::Concept_score> log_odds;
+    m_tree.explain_in_log_odds(message.msg(), {explained.node}, log_odds);
+    for (const Scored_concept& each : in_both_scales(scores, std::move(log_odds))) {
+        reasons.effects.push_back({std::string(each.word.view()), each.adds,
+                                   m_tree.has_learned(each.word), each.log_odds_adds});
     }
     return reasons;
 }

@@ -19,14 +19,18 @@ struct Concept_effect {
     // True if a statistical classifier of the model has learned the concept. A compact model only
     // knows the concepts that have a weight.
     bool is_known = true;
+    // The effect on the log odds of the raw score, in nats: a scale that does not end where the
+    // answer is certain (zeWorkflow::classify_concepts_in_log_odds). Between -27.7 and 27.7.
+    double log_odds_adds = 0.0;
 };
 
 struct Explanation {
     std::string text;
     std::string label;  // the best one; empty if there is no result
     double score = 0.0;
-    std::vector<Concept_effect> concepts;  // the greatest effect first
-    std::size_t left_out = 0;              // concepts of the text that are not in the list
+    // The greatest effect on the score first; of equal ones, the greatest effect on the log odds.
+    std::vector<Concept_effect> concepts;
+    std::size_t left_out = 0;  // concepts of the text that are not in the list
 };
 
 // Keeps the first `count` concepts, and counts the others in `left_out`.

@@ -33,6 +33,7 @@
 #include "text/model/Training_progress.h"
 #include "text/model/Training_work.h"
 #include "text/model/Walk.h"
+#include "text/model/Word_effects.h"
 
 class zeCorpus;
 class zeCorpus_view;
@@ -182,6 +183,9 @@ public:
     Explanation explain(std::string_view text, zeNode* node);
     // The same for a text with pairs. `node`: null: the best label.
     Explanation explain(const Labelled_text& message, zeNode* node = nullptr);
+    // The effects of the words of the text that was explained, at their places.
+    // REQUIRES: an explanation by this model with all its concepts (before keep_first).
+    std::vector<Word_effect> words_of(const Explanation& explanation);
     // The walk that finds the `wanted` best labels. It has the same results as `rank`. The pairs of
     // the message are for rules; its labels do not matter. VALID UNTIL: the model is destroyed.
     Walk walk(const Labelled_text& message, int wanted);

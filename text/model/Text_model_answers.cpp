@@ -19,6 +19,7 @@
 #include "text/data/Stored_corpus.h"
 #include "text/data/set_pairs.h"
 #include "text/kc/stat_classifiers.h"
+#include "text/model/Scored_concept.h"
 
 namespace zandrel {
 
@@ -190,14 +191,20 @@ Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
     Explanation explanation;
     explanation.label = node->m_concept.view();
     explanation.score = score;
-    std::vector<zeStat_matcher::Concept_score> lines;
-    m_workflow->classify_concepts(msg, {node}, lines);
+    std::vector<zeStat_matcher::Concept_score> scores;
+    m_workflow->classify_concepts(msg, {node}, scores);
+    std::vector<zeStat_matcher::Concept_score> log_odds;
+    m_workflow->classify_concepts_in_log_odds(msg, {node}, log_odds);
     const std::function<bool(const Concept& word)> knows_word = word_test();
-    for (const zeStat_matcher::Concept_score& line : lines) {
+    for (const Scored_concept& each : in_both_scales(scores, std::move(log_odds))) {
         explanation.concepts.push_back(
-            {std::string(line.m_concept.view()), line.m_score, knows_word(line.m_concept)});
+            {std::string(each.word.view()), each.adds, knows_word(each.word), each.log_odds_adds});
     }
     return explanation;
+}
+
+std::vector<Word_effect> Text_model::words_of(const Explanation& explanation) {
+    return word_effects(m_analysis->places(explanation.text), explanation.concepts);
 }
 
 // Returns a function that finds out whether any classifier has learned a word.

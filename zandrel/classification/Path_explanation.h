@@ -5,6 +5,7 @@
 #define ZANDREL_CLASSIFICATION_PATH_EXPLANATION_H_
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -15,6 +16,14 @@
 #include "zandrel/messages/zeMsg.h"
 
 namespace zandrel::detail {
+
+// Returns the log odds of a score, in nats. A score that is nearer to 0 or 1 than 1e-6, or beyond
+// them, counts as 1e-6 or 1 - 1e-6. So the result is between -13.82 and 13.82.
+inline double log_odds_of(double score) noexcept {
+    constexpr double kNearest = 1e-6;
+    const double inside = std::clamp(score, kNearest, 1.0 - kNearest);
+    return std::log(inside / (1.0 - inside));
+}
 
 // Computes the paths from nodes to the root for one message. `Classifiers` has access to the
 // classifiers and the message:
@@ -30,6 +39,24 @@ public:
 
     // Replaces the lines by the explanation of the best path of the nodes.
     void explain(const std::vector<zeNode*>& nodes) {
+        explain_with(nodes, [](double score) { return score; });
+    }
+
+    // The same in log odds.
+    void explain_in_log_odds(const std::vector<zeNode*>& nodes) {
+        explain_with(nodes, log_odds_of);
+    }
+
+private:
+    // The path from one node to the root: its score, and its score without each concept.
+    struct Path {
+        double score = 0.0;
+        Lines without;
+    };
+
+    // `scale`: from the score to the scale of the lines.
+    template <class Scale>
+    void explain_with(const std::vector<zeNode*>& nodes, const Scale& scale) {
         m_answer.clear();
         m_answer.reserve(m_msg.active_bag()->m_concepts.size());
         std::vector<Path> paths;
@@ -49,17 +76,10 @@ public:
             }
         }
         for (auto& line : m_answer) {
-            line.m_score = best - line.m_score;
+            line.m_score = scale(best) - scale(line.m_score);
         }
         std::sort(m_answer.begin(), m_answer.end(), greater_concept_scores);
     }
-
-private:
-    // The path from one node to the root: its score, and its score without each concept.
-    struct Path {
-        double score = 0.0;
-        Lines without;
-    };
 
     // A blocked path keeps the score that it has reached below the block, which can still be the
     // best. Its scores without a concept become 0.

@@ -63,6 +63,16 @@ public:
     void classify_concepts(zeMsg& msg, const std::vector<zeNode*>& nodes,
                            std::vector<zeStat_matcher::Concept_score>& concept_scores);
 
+    // The same in log odds, a scale that does not end at 1. The log odds of a score p are
+    // log(p / (1 - p)), in nats; a score below 1e-6 counts as 1e-6, and a score above 1 - 1e-6 as
+    // 1 - 1e-6. A concept adds the log odds of the best path score minus its log odds without the
+    // concept, between -27.7 and 27.7. These are raw scores: likelihood tables do not correct them,
+    // since a table is nearly flat where a category is certain. zeWorkflow_explain.cpp has an
+    // example.
+    // COST: as classify_concepts.
+    void classify_concepts_in_log_odds(zeMsg& msg, const std::vector<zeNode*>& nodes,
+                                       std::vector<zeStat_matcher::Concept_score>& log_odds);
+
     // A depth-first, preorder walk: the top of the stack is the current node, and the walk has
     // ended when the stack is empty. It starts at `node`, or at the root for null.
     std::vector<Node_stack_elem> start_node(zeNode* node);

@@ -14,6 +14,11 @@
 //     product                0.54     0.06             0.72
 //
 // "goal" adds 0.54 - 0.06 = 0.48. "rain" adds 0.54 - 0.72 = -0.18: it speaks against football.
+//
+// The differences of two strong words of a certain answer are both nearly 0: without one of them
+// the score falls from 0.998 to 0.997. So there is a second scale, the log odds log(p / (1 - p)).
+// If the factors above are raw, "goal" adds 0.160 - (-2.752) = 2.912 and "rain" adds
+// 0.160 - 0.944 = -0.784.
 #include "zandrel/classification/zeWorkflow.h"
 
 #include <cmath>
@@ -32,7 +37,9 @@ using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
 // The classifiers of a tree, as Path_explanation wants them.
 class Explaining_classifiers {
 public:
-    Explaining_classifiers(zePhysicalTree& tree, zeMsg& msg) : m_tree(tree), m_msg(msg) {}
+    // `uses_tables`: likelihood tables correct the factors.
+    Explaining_classifiers(zePhysicalTree& tree, zeMsg& msg, bool uses_tables)
+        : m_tree(tree), m_msg(msg), m_uses_tables(uses_tables) {}
 
     bool is_blocked(zeNode* parent, zeNode* child) {
         return m_tree.is_cat_blocked(parent, child, m_msg);
@@ -41,12 +48,13 @@ public:
     double explain(zeNode* node, zeNode* child, Concept_scores& lines) {
         auto* const stat_matcher = dynamic_cast<zeStat_matcher*>(m_tree.get_classifier(node));
         ZANDREL_ASSERT(stat_matcher != nullptr, "stat_matcher");
-        return stat_matcher->classify_concepts(m_msg, child, lines);
+        return stat_matcher->classify_concepts(m_msg, child, lines, m_uses_tables);
     }
 
 private:
     zePhysicalTree& m_tree;
     zeMsg& m_msg;
+    bool m_uses_tables;
 };
 
 }  // namespace
@@ -64,6 +72,16 @@ void zeWorkflow::classify_concepts(zeMsg& msg, const std::vector<zeNode*>& nodes
         return;
     }
     const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
-    Explaining_classifiers classifiers(*tree, msg);
+    Explaining_classifiers classifiers(*tree, msg, true);
     zandrel::detail::Path_explanation(classifiers, msg, concept_scores).explain(nodes);
+}
+
+void zeWorkflow::classify_concepts_in_log_odds(zeMsg& msg, const std::vector<zeNode*>& nodes,
+                                               Concept_scores& log_odds) {
+    if (msg.active_bag().IsNull()) {
+        return;
+    }
+    const qtPtrLight<zePhysicalTree> tree = m_manager->m_physical_tree;
+    Explaining_classifiers classifiers(*tree, msg, false);
+    zandrel::detail::Path_explanation(classifiers, msg, log_odds).explain_in_log_odds(nodes);
 }

@@ -154,7 +154,8 @@ public:
     }
 
     double explain(zeNode* node, zeNode* child, std::vector<Concept_score>& lines) const {
-        return m_tree.explain_child(node, child, m_msg, lines);
+        return m_tree.explain_child(node, child, m_msg, lines,
+                                    m_uses_tables ? Tables::kOn : Tables::kOff);
     }
 
 private:
@@ -254,6 +255,15 @@ void Frozen_tree::explain(zeMsg& msg, const std::vector<zeNode*>& nodes,
     Path_explanation(call, msg, scores).explain(nodes);
 }
 
+void Frozen_tree::explain_in_log_odds(zeMsg& msg, const std::vector<zeNode*>& nodes,
+                                      std::vector<Concept_score>& log_odds) const {
+    if (msg.active_bag().IsNull()) {
+        return;
+    }
+    const Call call(*this, msg, Tables::kOff);
+    Path_explanation(call, msg, log_odds).explain_in_log_odds(nodes);
+}
+
 bool Frozen_tree::answer(const zeNode* node, zeMsg& msg, zeResult_set& answers, double node_score,
                          bool use_thresholds, Tables tables) const {
     const Classifier* const classifier = find(node);
@@ -292,7 +302,7 @@ const Frozen_rule* Frozen_tree::rule(const zeNode* node, zeNode* child) const {
 }
 
 double Frozen_tree::explain_child(const zeNode* node, zeNode* child, zeMsg& msg,
-                                  std::vector<Concept_score>& scores) const {
+                                  std::vector<Concept_score>& scores, Tables tables) const {
     const Classifier* const classifier = find(node);
     ZANDREL_ASSERT(classifier != nullptr && classifier->matcher != nullptr, "stat_matcher");
     const qtPtrLight<zeSml>& bag = msg.active_bag();
@@ -303,8 +313,8 @@ double Frozen_tree::explain_child(const zeNode* node, zeNode* child, zeMsg& msg,
     const Clipped_bag clipped(*bag, frozen.storage().m_clip_value);
     const int iprofile = frozen.matcher.profile_of(child);
     return score_without_each(
-        frozen.matcher.scorer_for(clipped.total_weight()), clipped, iprofile, 0.0,
-        [&frozen](const Concept& word) { return frozen.row(word); }, scores);
+        frozen.matcher.scorer_for(clipped.total_weight(), tables == Tables::kOn), clipped, iprofile,
+        0.0, [&frozen](const Concept& word) { return frozen.row(word); }, scores);
 }
 
 qtString Frozen_tree::path_of(zeNode* node) const {

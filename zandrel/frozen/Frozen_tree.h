@@ -77,6 +77,9 @@ public:
     // As zeWorkflow::classify_concepts. VALID UNTIL: the concepts of the lines, as the message.
     void explain(zeMsg& msg, const std::vector<zeNode*>& nodes,
                  std::vector<Concept_score>& scores) const;
+    // As zeWorkflow::classify_concepts_in_log_odds. VALID UNTIL: as `explain`.
+    void explain_in_log_odds(zeMsg& msg, const std::vector<zeNode*>& nodes,
+                             std::vector<Concept_score>& log_odds) const;
 
     // The parts of a walk, for callers that follow it.
 
@@ -92,7 +95,7 @@ public:
     // As zeStat_matcher::classify_concepts of the classifier of a node.
     // RAISES: also the assertion "stat_matcher" for a node without a statistical classifier.
     double explain_child(const zeNode* node, zeNode* child, zeMsg& msg,
-                         std::vector<Concept_score>& scores) const;
+                         std::vector<Concept_score>& scores, Tables tables = Tables::kOn) const;
 
     // Paths.
 

@@ -186,13 +186,18 @@ void zeStat_matcher::build_rest_scores() {
 
 double zeStat_matcher::classify_concepts(zeMsg& msg, zeNode*& category,
                                          std::vector<Concept_score>& scores) {
+    return classify_concepts(msg, category, scores, true);
+}
+
+double zeStat_matcher::classify_concepts(zeMsg& msg, zeNode*& category,
+                                         std::vector<Concept_score>& scores, bool uses_tables) {
     const qtPtrLight<zeSml>& bag = msg.active_bag();
     if (bag.IsNull()) {
         return 0.0;
     }
     const Clipped_bag clipped(*bag, m_storage->m_clip_value);
     const int iprofile = profile_of(category);
-    const Match_scorer scorer = scorer_for(clipped.total_weight());
+    const Match_scorer scorer = scorer_for(clipped.total_weight(), uses_tables);
     return zandrel::detail::score_without_each(
         scorer, clipped, iprofile, take_accumulator(iprofile),
         [this](const Concept& wanted) { return m_table.row(wanted); }, scores);

@@ -119,6 +119,10 @@ public:
     // change `scores`. The sum starts with the profile's accumulator, which is reset.
     // REQUIRES: a profile of the category, or the assertion "!m_storage->end(iprofile)" fires.
     double classify_concepts(zeMsg& msg, zeNode*& category, std::vector<Concept_score>& scores);
+    // The same. `uses_tables`: false: likelihood tables do not correct the scores, whatever the
+    // settings.
+    double classify_concepts(zeMsg& msg, zeNode*& category, std::vector<Concept_score>& scores,
+                             bool uses_tables);
     // The index of a category's profile.
     // RAISES: as `classify_concepts`.
     int profile_of(zeNode* category) const;

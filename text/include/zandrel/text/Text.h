@@ -60,6 +60,11 @@ struct Effect {
     std::string concept_text;
     double adds = 0.0;
     bool is_known = true;  // the container has learned it
+    // The effect on the log odds, log(p / (1 - p)), of the raw score p, which likelihood tables do
+    // not correct: its value minus the value without the concept, -27.7 to 27.7. The scores of a
+    // certain answer are all nearly 1, and `adds` is nearly 0; this effect still differs for a
+    // strong and a weak word.
+    double log_odds_adds = 0.0;
 };
 
 // Why a text has a score.
@@ -67,7 +72,8 @@ struct Reasons {
     std::string label;  // empty: no label has a score above 0
     std::string path;
     double score = 0.0;
-    std::vector<Effect> effects;  // the greatest first
+    // The greatest effect on the score first; of equal ones, the greatest effect on the log odds.
+    std::vector<Effect> effects;
 };
 
 }  // namespace zandrel
