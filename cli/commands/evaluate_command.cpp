@@ -26,7 +26,11 @@
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
+#include "cli/kc/Text_output.h"
 #include "cli/process/Long_work.h"
+#include "cli/report/Report_collector.h"
+#include "cli/report/Report_page.h"
+#include "cli/report/Report_source.h"
 #include "text/data/Data_input.h"
 #include "text/kc/Kc_damage.h"
 #include "text/wording/Json.h"
@@ -57,6 +61,7 @@ struct Evaluate_words {
     int confusion_count = 10;
     bool lists_categories = false;
     bool writes_json = false;
+    std::string page_file;  // of --report; empty: none
     // BORROWS: options of the command.
     CLI::Option* cv = nullptr;
     CLI::Option* holdout = nullptr;
@@ -133,10 +138,14 @@ void settle_options(Evaluate_words& words) {
     settle_training(words);
 }
 
-// `Work`: evaluate or cross_validate.
+// `collector`: null: there is no page to write.   `Work`: evaluate or cross_validate.
 template <class Work>
-auto measured(Evaluate_words& words, const Work& work) {
+auto measured(Evaluate_words& words, Report_collector* collector, const Work& work) {
     settle_options(words);
+    words.options.observer = collector;
+    if (collector != nullptr) {
+        check_report_file(words.page_file);
+    }
     Long_work long_work;
     words.options.progress = &long_work.progress();
     words.options.warn = [&long_work](const std::string& text) { long_work.warn(text); };
@@ -161,14 +170,29 @@ void print_result(const Evaluate_words& words, const Result& result) {
     }
 }
 
+// `folds`: of a cross-validation; otherwise null.
+void write_page(const Evaluate_words& words, const Evaluation& evaluation,
+                const Cross_validation* folds, const Report_collector& collector) {
+    if (!words.page_file.empty()) {
+        write_text(words.page_file, [&](std::ostream& out) {
+            write_report_page(report_source(words.options), evaluation, folds, collector.data(),
+                              out);
+        });
+    }
+}
+
 void print_evaluation(Evaluate_words& words) {
+    Report_collector collector;
+    Report_collector* const observer = words.page_file.empty() ? nullptr : &collector;
     if (words.cv->count() > 0) {
-        const Cross_validation validation = measured(words, cross_validate);
+        const Cross_validation validation = measured(words, observer, cross_validate);
         print_skipped(validation.all.skipped, std::cerr);
+        write_page(words, validation.all, &validation, collector);
         print_result(words, validation);
     } else {
-        const Evaluation evaluation = measured(words, evaluation_of);
+        const Evaluation evaluation = measured(words, observer, evaluation_of);
         print_skipped(evaluation.skipped, std::cerr);
+        write_page(words, evaluation, nullptr, collector);
         print_result(words, evaluation);
     }
 }
@@ -215,6 +239,11 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
         .add_option("--explain", words.options.text_to_explain,
                     "Print what each concept of this text adds to the score of its best label")
         ->type_name("TEXT");
+    command
+        .add_option("--report", words.page_file,
+                    "Also write a page of HTML with figures, confusions, texts and charts")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
     add_json_option(command, words.writes_json);
 }
 
