@@ -44,12 +44,14 @@ constexpr const char* kNotes =
 --cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
 learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
 of the texts and classifies the share. The same --seed gives the same parts on every machine.
+--report FILE also writes a page for a browser, with texts of the data. It replaces only a report.
 
 Examples:
   zandrel evaluate shop.kc shop.test.tsv
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel evaluate --cv 5 shop.tsv
   zandrel evaluate --holdout 0.2 shop.tsv --analysis words
+  zandrel evaluate shop.kc shop.test.tsv --report shop.html
 
 See also: zandrel help figures, data, analysis, settings)";
 
