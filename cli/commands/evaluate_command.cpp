@@ -44,6 +44,8 @@ constexpr const char* kNotes =
 --cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
 learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
 of the texts and classifies the share. The same --seed gives the same parts on every machine.
+--want-precision chooses the threshold by training texts that the answering models have not learned;
+with KC or --cv by the test texts of all folds but the one that it is tested on (5 folds with KC).
 --report FILE also writes a page for a browser, with texts of the data. It replaces only a report.
 
 Examples:
@@ -51,6 +53,7 @@ Examples:
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --per-category --threshold 0.6
   zandrel evaluate --cv 5 shop.tsv
   zandrel evaluate --holdout 0.2 shop.tsv --analysis words
+  zandrel evaluate --train shop.train.tsv --test shop.test.tsv --calibrate --want-precision 0.95
   zandrel evaluate shop.kc shop.test.tsv --report shop.html
 
 See also: zandrel help figures, data, analysis, settings)";
@@ -65,6 +68,7 @@ struct Evaluate_words {
     bool writes_json = false;
     std::string page_file;  // of --report; empty: none
     // BORROWS: options of the command.
+    CLI::Option* rejection = nullptr;
     CLI::Option* cv = nullptr;
     CLI::Option* holdout = nullptr;
     CLI::Option* seed = nullptr;
@@ -86,6 +90,9 @@ bool divides_data(const Evaluate_words& words) {
 void settle_training(Evaluate_words& words) {
     if (words.bound->count() > 0) {
         throw CLI::RequiresError("--cached", "KC");
+    }
+    if (words.rejection->count() > 0 && !words.options.calibrates) {
+        throw CLI::RequiresError("--reject", "--calibrate, or a container that has confidences");
     }
     std::vector<std::string> files = words.options.data_files;
     files.insert(files.end(), {words.options.train_file, words.options.test_file,
@@ -249,6 +256,24 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
     add_json_option(command, words.writes_json);
 }
 
+void add_trust_options(CLI::App& command, Evaluate_words& words) {
+    command.add_flag("--calibrate", words.options.calibrates,
+                     "Measure confidences too: learned from three folds of the training texts");
+    words.rejection =
+        command
+            .add_option("--reject", words.options.least_confidence,
+                        "Give no answer below this confidence, 0 to 1, and report figures of the "
+                        "others")
+            ->check(error_of_share)
+            ->type_name("X");
+    command
+        .add_option("--want-precision", words.options.wanted_precision,
+                    "Find the least confidence or score for which this share of answers is right")
+        ->check(error_of_part)
+        ->type_name("P")
+        ->excludes(words.rejection);
+}
+
 // The number of folds is checked again when the number of texts is known.
 void add_division_options(CLI::App& command, Evaluate_words& words) {
     words.cv =
@@ -286,8 +311,8 @@ void add_container_arguments(CLI::App& command, Evaluate_words& words) {
                     "files; -: standard input")
         ->type_name("");
     words.bound = add_bound_option(command, words.options.bound.given);
-    for (const char* const name :
-         {"--train", "--test", "--bootstrap", "--groups", "--tree", "--options", "--set"}) {
+    for (const char* const name : {"--train", "--test", "--bootstrap", "--groups", "--tree",
+                                   "--options", "--set", "--calibrate"}) {
         words.not_of_container.push_back(command.get_option(name));
     }
 }
@@ -301,6 +326,7 @@ void add_evaluate_command(CLI::App& app) {
     add_data_options(*command, words->options);
     add_training_options(*command, words->training);
     add_report_options(*command, *words);
+    add_trust_options(*command, *words);
     add_division_options(*command, *words);
     add_container_arguments(*command, *words);
     command->footer(kNotes);

@@ -184,6 +184,9 @@ void add_train(CLI::App& app) {
     for (const char* const name : {"--groups", "--tree", "--options", "--set", "--replace"}) {
         keeps_tree->excludes(command->get_option(name));
     }
+    command->add_flag("--calibrate", words->options.calibrates,
+                      "Learn by three-fold cross-validation how far to trust an answer, for "
+                      "classify --confidence; train then takes about three times as long");
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
     add_bound_option(*command, words->options.bound.given);

@@ -84,14 +84,9 @@ Best_calibration Best_calibration_counter::calibration() const {
     return result;
 }
 
-namespace {
-
-// The value of a rule can be above 1, also infinite, and so can the scores below its node.
 double probability(double score) {
     return std::min(score, 1.0);
 }
-
-}  // namespace
 
 double best_score(const Ranking& ranking) {
     return ranking.empty() ? 0.0 : probability(ranking.front().score);

@@ -184,8 +184,10 @@ private:
     std::optional<Rounds> m_rounds;
 };
 
-// The score of a ranking's best label as a probability: rules can give scores above 1, which count
-// as 1. 0 for an empty ranking.
+// A score as a probability: rules can give scores above 1, also infinite, which count as 1.
+double probability(double score);
+
+// The score of the best label as a probability; 0 for an empty ranking.
 double best_score(const Ranking& ranking);
 
 }  // namespace zandrel::cli

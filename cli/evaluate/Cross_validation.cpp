@@ -72,7 +72,8 @@ public:
     }
 
     void add(const Evaluated_text& text) override {
-        m_observer.add({text.text, m_indexes[text.index], text.ranking, text.confidence});
+        m_observer.add(
+            {text.text, m_indexes[text.index], text.ranking, text.confidence, text.is_answered});
     }
 
     void end_model(Text_model& model) override { m_observer.end_model(model); }
@@ -164,6 +165,19 @@ void add_fold(Evaluation evaluation, Cross_validation& result) {
     result.folds.push_back(std::move(evaluation));
 }
 
+// The texts of each fold are answered by a model that has not learned them, so they can choose the
+// threshold for the other folds. `answers`: of all texts, those of the first fold first.
+void find_wanted_precision(const Evaluation_options& options, std::vector<std::size_t> folds,
+                           const std::vector<Trusted_answer>& answers, Evaluation& all) {
+    if (!options.wanted_precision) {
+        return;
+    }
+    std::sort(folds.begin(), folds.end());  // now in the order of the answers
+    all.wanted_precision =
+        precision_by_folds(*options.wanted_precision, answers, folds, options.fold_count);
+    all.wanted_precision->is_confidence = all.answered.is_confidence;
+}
+
 }  // namespace
 
 Cross_validation cross_validate(const Evaluation_options& options) {
@@ -175,7 +189,7 @@ Cross_validation cross_validate(const Evaluation_options& options) {
         folds_of(label_lists_of(data.texts), options.fold_count, options.seed);
     warn_of_folds(options, data, folds);
     result.all.training.emplace();
-    Quality all(options.threshold, {});
+    Quality all(options, {});
     std::set<std::size_t> blocked;
     for (std::size_t fold = 0; fold < options.fold_count; ++fold) {
         Progress(options.progress).check_interrupt();
@@ -187,6 +201,7 @@ Cross_validation cross_validate(const Evaluation_options& options) {
         add_fold(std::move(evaluation), result);
     }
     all.put_into(result.all);
+    find_wanted_precision(options, folds, all.all_answers(), result.all);
     result.all.peak_memory_bytes = peak_memory_bytes();
     return result;
 }
@@ -210,11 +225,6 @@ Spread spread_of(const Figure& figure, const std::vector<Evaluation>& folds) {
         values.push_back(figure.of(fold));
     }
     return spread_of(values);
-}
-
-bool have_raw_calibration(const std::vector<Evaluation>& folds) {
-    return std::all_of(folds.begin(), folds.end(),
-                       [](const Evaluation& fold) { return fold.raw_calibration.has_value(); });
 }
 
 }  // namespace zandrel::cli

@@ -39,9 +39,6 @@ Spread spread_of(const std::vector<double>& values);
 // The spread of a figure over the folds.
 Spread spread_of(const Figure& figure, const std::vector<Evaluation>& folds);
 
-// Returns whether each fold has a raw_calibration.
-bool have_raw_calibration(const std::vector<Evaluation>& folds);
-
 }  // namespace zandrel::cli
 
 #endif  // ZANDREL_CLI_EVALUATE_CROSS_VALIDATION_H_

@@ -53,6 +53,8 @@
 #include "cli/evaluate/Whole_data.h"
 #include "cli/process/Interruption.h"
 #include "cli/process/Worker_pool.h"
+#include "text/confidence/Confidence_map.h"
+#include "text/confidence/Out_of_fold.h"
 #include "text/data/Data_input.h"
 #include "text/data/Data_warnings.h"
 #include "text/data/Folds.h"
@@ -69,6 +71,7 @@
 #include "text/model/Tree_warnings.h"
 #include "text/model/leave_to_exit.h"
 #include "text/suggest/Tree_suggestion.h"
+#include "text/wording/Shown_text.h"
 
 namespace zandrel::cli {
 
@@ -115,6 +118,12 @@ Batch rank_batch(const Labelled_text* begin, const Labelled_text* end, Text_mode
         batch.raw_rankings = model.rank_without_tables(messages, -1);
     }
     return batch;
+}
+
+// Of the best label; missing if the model has no confidence map.
+std::optional<double> confidence_of(const Ranking& ranking, const Text_model& model) {
+    const std::optional<Confidence_map>& map = model.confidence();
+    return map ? std::optional<double>(map->of(top_scores(ranking))) : std::nullopt;
 }
 
 // A worker sends its batch as bytes. The worker is a copy of this process, so the tree is at the
@@ -237,20 +246,23 @@ private:
         m_phase.cpu_seconds += batch.cost.cpu_seconds;
         m_phase.analysis_seconds += batch.cost.analysis_seconds;
         for (std::size_t i = 0; i < batch.rankings.size(); ++i) {
-            add_text(begin + i, batch.rankings[i]);
-        }
-        for (std::size_t i = 0; i < batch.raw_rankings.size(); ++i) {
-            m_quality.add_raw(m_texts[begin + i], batch.raw_rankings[i]);
+            const bool is_answered = add_text(begin + i, batch.rankings[i]);
+            if (is_answered && !batch.raw_rankings.empty()) {
+                m_quality.add_raw(m_texts[begin + i], batch.raw_rankings[i]);
+            }
         }
         m_progress.step(batch.rankings.size());
     }
 
-    void add_text(std::size_t index, const Ranking& ranking) {
-        const std::optional<double> confidence;
+    // Returns whether the text gets an answer.
+    bool add_text(std::size_t index, const Ranking& ranking) {
+        const std::optional<double> confidence = confidence_of(ranking, m_model);
         m_quality.add(m_texts[index], ranking, confidence);
+        const bool is_answered = m_quality.answers(confidence);
         if (m_observer != nullptr) {
-            m_observer->add({m_texts[index], index, ranking, confidence});
+            m_observer->add({m_texts[index], index, ranking, confidence, is_answered});
         }
+        return is_answered;
     }
 
     const Texts& m_texts;
@@ -270,22 +282,56 @@ void warn_of_tree(const Evaluation_options& options, Text_model& model, const Te
     }
 }
 
-// The cost of the training includes that of a search for groups.
-std::unique_ptr<Text_model> trained_model(const Evaluation_options& options, Texts& texts,
-                                          Evaluation& result) {
+// A model that was trained or read.
+struct Made_model {
+    std::unique_ptr<Text_model> model;
+    // Of the training texts, by models that have not learned them; empty if nothing needs them.
+    std::vector<Trusted_answer> training_answers = {};
+};
+
+// A cross-validation finds the threshold of a wanted precision from the answers of its folds.
+bool needs_training_answers(const Evaluation_options& options) {
+    return options.calibrates || (options.wanted_precision && options.fold_count == 0);
+}
+
+// The same answers calibrate the model and choose the threshold of a wanted precision.
+// `model_options`: with the groups that a search has found.
+void answer_training_texts(const Evaluation_options& options, const Model_options& model_options,
+                           Texts& texts, Made_model& made) {
+    Out_of_fold_options of_folds;
+    of_folds.bootstraps = options.bootstraps;
+    of_folds.progress = options.progress;
+    const Judged_answers answers = out_of_fold_answers(texts, model_options, of_folds);
+    if (options.calibrates) {
+        made.model->give_confidence(Confidence_map::fit(answers));
+    }
+    const std::optional<Confidence_map>& map = made.model->confidence();
+    for (const Judged_answer& answer : answers) {
+        made.training_answers.push_back(
+            {map ? map->of(answer.scores) : probability(answer.scores.best), answer.is_right});
+    }
+}
+
+// The cost of the training includes that of a search for groups, and of a calibration.
+Made_model trained_model(const Evaluation_options& options, Texts& texts, Evaluation& result) {
     result.training = {texts.size(), text_bytes(texts)};
     Cpu_timer timer;
     timer.start();
-    auto model = std::make_unique<Text_model>(with_suggested_groups(
-        options.model, texts, options.bootstraps, options.progress, options.warn));
+    const Model_options model_options = with_suggested_groups(
+        options.model, texts, options.bootstraps, options.progress, options.warn);
+    Made_model made = {std::make_unique<Text_model>(model_options)};
     timer.stop();
     result.training->cpu_seconds = timer.seconds();
     Text_sources(training_names(options), texts).locate_errors([&] {
-        measure(*result.training, *model,
-                [&] { model->start(texts, options.bootstraps, options.progress); });
+        measure(*result.training, *made.model, [&] {
+            made.model->start(texts, options.bootstraps, options.progress);
+            if (needs_training_answers(options)) {
+                answer_training_texts(options, model_options, texts, made);
+            }
+        });
     });
-    result.blocked_texts = model->blocked_texts();
-    return model;
+    result.blocked_texts = made.model->blocked_texts();
+    return made;
 }
 
 // Nothing that is learned here may get into the file, so no classifier can leave the memory.
@@ -320,15 +366,30 @@ std::unique_ptr<Text_model> loaded_model(const Evaluation_options& options, Eval
     return model;
 }
 
+// A container has no training texts that could choose the threshold of a wanted precision, so the
+// test texts do, in so many folds.
+constexpr std::size_t kPrecisionFolds = 5;
+
 // Measures the quality of the model, as of now.
-void measure_quality(const Evaluation_options& options, const Texts& texts, Text_model& model,
+void measure_quality(const Evaluation_options& options, const Texts& texts, const Made_model& made,
                      Quality* all, Evaluation& result) {
+    Text_model& model = *made.model;
     const std::vector<std::string> labels = model.labels();
     result.trained_labels = labels.size();
     result.classifying = {texts.size(), text_bytes(texts)};
-    Quality quality(options.threshold, labels, all);
+    Quality quality(options, labels, all);
     Classification(options, texts, model, result.classifying, quality).run(options.jobs);
     quality.put_into(result);
+    if (options.wanted_precision && all == nullptr) {
+        result.wanted_precision =
+            options.kc_file.empty()
+                ? precision_by_training(*options.wanted_precision, made.training_answers,
+                                        quality.all_answers())
+                : precision_by_folds(*options.wanted_precision, quality.all_answers(),
+                                     folds_of(label_lists_of(texts), kPrecisionFolds, kDefaultSeed),
+                                     kPrecisionFolds);
+        result.wanted_precision->is_confidence = result.answered.is_confidence;
+    }
 }
 
 struct Divided_data {
@@ -393,21 +454,25 @@ void warn_of_data(const Evaluation_options& options, const Divided_data& data,
 
 // The warnings need the labels of the model. For a trained model these are the labels of its data,
 // so we can warn before the training.
-std::unique_ptr<Text_model> model_of(const Evaluation_options& options, Divided_data& data,
-                                     Evaluation& result) {
+// RAISES: Usage_error if texts of low confidence shall get no answer, but the container has no map.
+Made_model model_of(const Evaluation_options& options, Divided_data& data, Evaluation& result) {
     if (options.kc_file.empty()) {
         warn_of_data(options, data, {});
-        std::unique_ptr<Text_model> model = trained_model(options, data.to_train, result);
+        Made_model made = trained_model(options, data.to_train, result);
         warn_of_blocked(options, data.to_train, result.blocked_texts);
         const Texts none;  // a leaf that a text held out would reach is used
-        warn_of_tree(options, *model, options.data_files.empty() ? none : data.to_classify);
-        return model;
+        warn_of_tree(options, *made.model, options.data_files.empty() ? none : data.to_classify);
+        return made;
     }
     std::unique_ptr<Text_model> model = loaded_model(options, result);
+    if (options.least_confidence && !model->confidence()) {
+        throw Usage_error(shown_text(options.kc_file) +
+                          ": has no confidences, which --reject needs; train it with --calibrate");
+    }
     check_analysis(data.to_classify, options.kc_file, model->analysis(), options.analysis);
     check_analysis(data.to_learn, options.kc_file, model->analysis(), options.analysis);
     warn_of_data(options, data, model->labels());
-    return model;
+    return {std::move(model)};
 }
 
 }  // namespace
@@ -441,9 +506,9 @@ std::size_t peak_memory_bytes() {
 Evaluation evaluate_texts(const Evaluation_options& options, Texts& to_train,
                           const Texts& to_classify, Quality* all) {
     Evaluation result;
-    const std::unique_ptr<Text_model> model = trained_model(options, to_train, result);
-    warn_of_tree(options, *model, to_classify);
-    measure_quality(options, to_classify, *model, all, result);
+    const Made_model made = trained_model(options, to_train, result);
+    warn_of_tree(options, *made.model, to_classify);
+    measure_quality(options, to_classify, made, all, result);
     return result;
 }
 
@@ -452,9 +517,9 @@ Evaluation evaluate(const Evaluation_options& options) {
     Skipped_lines* const skipped = options.skips_bad_lines ? &result.skipped : nullptr;
     Divided_data data = read_divided_data(options, skipped);
     Progress(options.progress).check_interrupt();
-    const std::unique_ptr<Text_model> made = model_of(options, data, result);
-    Text_model& model = *made;
-    measure_quality(options, data.to_classify, model, nullptr, result);
+    const Made_model made = model_of(options, data, result);
+    Text_model& model = *made.model;
+    measure_quality(options, data.to_classify, made, nullptr, result);
     if (!data.to_learn.empty()) {
         const Text_sources learned({input_name(*options.learn_file)}, data.to_learn);
         learned.locate_errors([&] {

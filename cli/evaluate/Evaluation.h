@@ -16,6 +16,7 @@
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
 #include "cli/evaluate/Metrics.h"
+#include "cli/evaluate/Wanted_precision.h"
 #include "text/data/Folds.h"
 #include "text/data/Labelled_text.h"
 #include "text/kc/Cached_kc.h"
@@ -55,7 +56,11 @@ struct Evaluation_options {
     // Gets the warnings about probable mistakes in the data (evaluation_warnings) before the long
     // work, and about those in a tree after the training. May be empty.
     std::function<void(const std::string&)> warn = {};
-    Evaluation_observer* observer = nullptr;  // BORROWS: gets each classified text; null: none
+    // Texts of a lower confidence get no answer. Needs a confidence map.
+    std::optional<double> least_confidence = {};
+    std::optional<double> wanted_precision = {};  // above 0, below 1: finds its threshold
+    bool calibrates = false;                      // fits a confidence map for a trained model
+    Evaluation_observer* observer = nullptr;      // BORROWS: gets each classified text; null: none
 };
 
 // The texts of one phase, and its cost.
@@ -72,6 +77,18 @@ struct Loading {
     double cpu_seconds = 0.0;
 };
 
+// The texts that were answered, if texts of low confidence are not.
+struct Rejection {
+    double least_confidence = 0.0;
+    std::size_t texts = 0;
+    std::size_t answered = 0;
+
+    double share() const { return ratio(static_cast<double>(answered), texts); }
+
+    Interval interval() const { return share_interval(answered, texts); }
+};
+
+// With `rejection`, `metrics`, `assignments` and the calibrations describe the answered texts.
 // Intervals are missing in the evaluation of a fold, whose figures have a spread instead.
 // All figures except `learning` and `explanation` describe the model before it learned further
 // texts.
@@ -86,7 +103,9 @@ struct Evaluation {
     std::optional<Calibration> raw_calibration;  // without likelihood tables; missing if none
     // The calibration of the confidences; missing if the model has no confidence map.
     std::optional<Best_calibration> confidence;
-    Answered_share answered;              // by confidence or by score
+    Answered_share answered;                           // of all texts, by confidence or by score
+    std::optional<Rejection> rejection;                // if a least confidence is given
+    std::optional<Wanted_precision> wanted_precision;  // if a precision is wanted
     std::vector<Learning_step> learning;  // before the first bulk and after each, if any
     Skipped_lines skipped;                // of all files
     std::optional<Explanation> explanation;

@@ -26,6 +26,7 @@ struct Evaluated_text {
     const Ranking& ranking;
     // Of the best label; missing if the model has no confidence map.
     std::optional<double> confidence = {};
+    bool is_answered = true;  // false: the confidence is too low for an answer
 };
 
 // An evaluation keeps no rankings. An observer that needs them later copies what it needs.

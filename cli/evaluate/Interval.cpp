@@ -57,9 +57,18 @@ Interval mean_share_interval(double figure, double variance, std::size_t text_co
     }
     const double most = static_cast<double>(text_count);
     const double of_one = figure * (1 - figure);  // the variance of the share of one text
-    const double count = of_one < variance * most ? of_one / variance : most;
-    // A figure near 0 or 1 with a large variance: less than one text says nothing.
-    return count < 1.0 ? wilson_interval(figure, 1.0) : wilson_interval(figure, count);
+    // A figure of 0 or 1 is the same in all samples, except in samples without texts.
+    const bool is_limited = of_one <= 0.0 || of_one >= variance * most;
+    const double count = is_limited ? most : of_one / variance;
+    return wilson_interval(figure, std::max(count, 1.0));
+}
+
+Interval precision_interval(const Tally& tally) {
+    return share_interval(tally.hits, tally.given());
+}
+
+Interval recall_interval(const Tally& tally) {
+    return share_interval(tally.hits, tally.texts());
 }
 
 Interval f1_interval(const Tally& tally) {

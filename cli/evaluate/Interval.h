@@ -29,6 +29,10 @@ double least_share(std::size_t hits, std::size_t count);
 // model that is right for all of 3 texts has the variance 0, but the interval of 3 of 3.
 Interval mean_share_interval(double figure, double variance, std::size_t text_count);
 
+// The intervals of the precision and the recall of one label.
+Interval precision_interval(const Tally& tally);
+Interval recall_interval(const Tally& tally);
+
 // The interval of the F1 of one label. F1 = 2 j / (1 + j), where j is the share of hits among all
 // texts that have the label or got it. So both ends are those of j, converted.
 Interval f1_interval(const Tally& tally);

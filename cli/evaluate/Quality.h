@@ -22,32 +22,40 @@ class Quality {
 public:
     // `labels`: of the model. `all`: gets the same texts, together with those of other models. If
     // there is `all`, only `all` makes intervals.   BORROWS: `all`; null: none.
-    Quality(double threshold, const std::vector<std::string>& labels, Quality* all = nullptr)
-        : m_top(all == nullptr),
-          m_assignments(threshold, labels, all == nullptr),
+    Quality(const Evaluation_options& options, const std::vector<std::string>& labels,
+            Quality* all = nullptr)
+        : m_least_confidence(options.least_confidence),
+          m_top(all == nullptr),
+          m_assignments(options.threshold, labels, all == nullptr),
           m_calibration(all == nullptr),
           m_raw_calibration(all == nullptr),
           m_confidence(all == nullptr),
           m_all(all) {}
 
-    // `confidence`: of the best label; missing if the model has no confidence map.
+    // Returns whether a text with this confidence gets an answer.
+    bool answers(std::optional<double> confidence) const {
+        return !m_least_confidence || confidence >= m_least_confidence;
+    }
+
+    // `confidence`: of the best label; missing if the model has no confidence map. A text without
+    // an answer counts only for accuracy against the share answered.
     void add(const Labelled_text& text, const Ranking& ranking, std::optional<double> confidence) {
-        m_top.add(text.labels, ranking.empty() ? "" : std::string(ranking.front().label));
-        m_assignments.add(text.labels, ranking);
-        m_calibration.add(text.labels, ranking);
         const bool is_right =
             !ranking.empty() && Label_set(text.labels).contains(ranking.front().label);
-        if (confidence) {
-            m_has_confidence = true;
-            m_confidence.add(*confidence, is_right);
-        }
         m_answered.add({confidence.value_or(best_score(ranking)), is_right});
+        m_has_confidence = m_has_confidence || confidence.has_value();
+        if (answers(confidence)) {
+            add_answer(text, ranking, confidence, is_right);
+        }
         if (m_all != nullptr) {
             m_all->add(text, ranking, confidence);
         }
     }
 
-    // The ranking by scores that likelihood tables have not corrected.
+    // The answers of all texts, in their order.
+    const std::vector<Trusted_answer>& all_answers() const { return m_answered.answers(); }
+
+    // The ranking by scores that likelihood tables have not corrected, of a text with an answer.
     void add_raw(const Labelled_text& text, const Ranking& ranking) {
         m_has_raw = true;
         m_raw_calibration.add(text.labels, ranking);
@@ -69,9 +77,24 @@ public:
             result.confidence = m_confidence.calibration();
         }
         result.answered = {m_has_confidence, m_answered.points()};
+        if (m_least_confidence) {
+            result.rejection = {*m_least_confidence, m_answered.answers().size(),
+                                result.metrics.texts};
+        }
     }
 
 private:
+    void add_answer(const Labelled_text& text, const Ranking& ranking,
+                    std::optional<double> confidence, bool is_right) {
+        m_top.add(text.labels, ranking.empty() ? "" : std::string(ranking.front().label));
+        m_assignments.add(text.labels, ranking);
+        m_calibration.add(text.labels, ranking);
+        if (confidence) {
+            m_confidence.add(*confidence, is_right);
+        }
+    }
+
+    std::optional<double> m_least_confidence;
     Metrics_counter m_top;
     Assignment_counter m_assignments;
     Calibration_counter m_calibration;

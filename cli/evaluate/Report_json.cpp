@@ -3,14 +3,130 @@
 #include "cli/evaluate/Report_json.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <nlohmann/json.hpp>
+
+#include "cli/evaluate/Figures.h"
 
 namespace zandrel::cli {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+Json interval_json(const Interval& interval) {
+    return Json::array({interval.low, interval.high});
+}
+
+// The member of a figure: that of its group if the group has one, for example the member "ece_top"
+// of the member "without_tables".
+Json& member_of(const Figure& figure, Json& json) {
+    switch (figure.group) {
+        case Figure_group::kRawCalibration:
+            return json["without_tables"][figure.member];
+        case Figure_group::kConfidence:
+            return json["confidence"][figure.member];
+        case Figure_group::kRejection:
+        case Figure_group::kBestLabel:
+        case Figure_group::kThreshold:
+        case Figure_group::kCalibration:
+            break;
+    }
+    return json[figure.member];
+}
+
+// The members of `intervals` have the names of the figures.
+void add_intervals(const Evaluation& evaluation, Json& json) {
+    Json intervals = {{"level", 0.95}, {"texts", evaluation.metrics.texts}};
+    for (const Figure& figure : quality_figures()) {
+        if (!has_figures(figure.group, evaluation)) {
+            continue;
+        }
+        if (const std::optional<Interval> interval = figure.interval_of(evaluation)) {
+            member_of(figure, intervals) = interval_json(*interval);
+        }
+    }
+    json["intervals"] = intervals;
+}
+
+// The bins that have texts.
+Json bins_json(const Best_calibration& calibration) {
+    Json list = Json::array();
+    for (const Calibration_bin& bin : calibration.bins) {
+        if (bin.count > 0) {
+            list.push_back({{"low", bin.low},
+                            {"high", bin.high},
+                            {"texts", bin.count},
+                            {"mean", bin.mean_score},
+                            {"right", bin.right},
+                            {"share_right", bin.share_right()},
+                            {"interval", interval_json(bin.share_interval())}});
+        }
+    }
+    return list;
+}
+
+void add_bins(const Evaluation& evaluation, Json& json) {
+    json["bins"]["score"] = bins_json(evaluation.calibration.best);
+    if (evaluation.confidence) {
+        json["bins"]["confidence"] = bins_json(*evaluation.confidence);
+    }
+}
+
+// Every fifth of the points of one percent.
+constexpr std::size_t kPointStep = 5;
+
+void add_answered(const Answered_share& answered, Json& json) {
+    Json points = Json::array();
+    for (std::size_t i = 0; i < answered.points.size(); i += kPointStep) {
+        const Answered_point& point = answered.points[i];
+        points.push_back({{"share", point.share()},
+                          {"threshold", point.threshold},
+                          {"answered", point.answered},
+                          {"right", point.right},
+                          {"accuracy", point.accuracy()},
+                          {"interval", interval_json(point.accuracy_interval())}});
+    }
+    json["answered"] = {{"by", answered.is_confidence ? "confidence" : "score"},
+                        {"points", points}};
+}
+
+Json wanted_json(const Wanted_precision& wanted) {
+    Json json = {{"wanted", wanted.wanted},
+                 {"by", wanted.is_confidence ? "confidence" : "score"},
+                 {"threshold", nullptr},
+                 {"chosen_from", wanted.fold_count == 0 ? "training" : "test"},
+                 {"chosen_from_texts", wanted.chosen_from},
+                 {"folds", wanted.fold_count},
+                 {"texts", wanted.texts},
+                 {"answered", wanted.answered},
+                 {"right", wanted.right},
+                 {"precision", wanted.precision()},
+                 {"precision_interval", interval_json(wanted.precision_interval())},
+                 {"share", wanted.share()},
+                 {"share_interval", interval_json(wanted.share_interval())}};
+    if (wanted.threshold) {
+        json["threshold"] = *wanted.threshold;
+    }
+    return json;
+}
+
+// What the figures of quality do not have: how certain they are, and how far to trust an answer.
+void add_trust(const Evaluation& evaluation, Json& json) {
+    add_intervals(evaluation, json);
+    add_bins(evaluation, json);
+    add_answered(evaluation.answered, json);
+    if (evaluation.rejection) {
+        json["rejection"] = {{"least_confidence", evaluation.rejection->least_confidence},
+                             {"texts", evaluation.rejection->texts},
+                             {"answered", evaluation.rejection->answered},
+                             {"answered_share", evaluation.rejection->share()}};
+    }
+    if (evaluation.wanted_precision) {
+        json["wanted_precision"] = wanted_json(*evaluation.wanted_precision);
+    }
+}
 
 void add_quality(const Evaluation& evaluation, Json& json) {
     const Assignments& assignments = evaluation.assignments;
@@ -31,6 +147,9 @@ void add_quality(const Evaluation& evaluation, Json& json) {
         json["without_tables"] = {{"ece_top", evaluation.raw_calibration->ece_top},
                                   {"ece_pairs", evaluation.raw_calibration->ece_pairs},
                                   {"brier", evaluation.raw_calibration->brier}};
+    }
+    if (evaluation.confidence) {
+        json["confidence"] = {{"ece_top", evaluation.confidence->ece}};
     }
 }
 
@@ -79,7 +198,10 @@ Json categories_json(const Assignments& assignments) {
                         {"hits", tally.hits},
                         {"precision", tally.precision()},
                         {"recall", tally.recall()},
-                        {"f1", tally.f1()}});
+                        {"f1", tally.f1()},
+                        {"precision_interval", interval_json(precision_interval(tally))},
+                        {"recall_interval", interval_json(recall_interval(tally))},
+                        {"f1_interval", interval_json(f1_interval(tally))}});
     }
     return list;
 }
@@ -98,15 +220,13 @@ Json confusions_json(const Metrics& metrics, std::size_t wanted) {
     return list;
 }
 
-// `value_of`: of a figure.
-template <class Value_of>
-Json figures_json(bool has_raw, const Value_of& value_of) {
+// `has`: of a group of figures. `value_of`: of a figure.
+template <class Has, class Value_of>
+Json figures_json(const Has& has, const Value_of& value_of) {
     Json json;
     for (const Figure& figure : quality_figures()) {
-        if (figure.group != Figure_group::kRawCalibration) {
-            json[figure.member] = value_of(figure);
-        } else if (has_raw) {
-            json["without_tables"][figure.member] = value_of(figure);
+        if (has(figure.group)) {
+            member_of(figure, json) = value_of(figure);
         }
     }
     return json;
@@ -116,21 +236,22 @@ Json fold_json(const Evaluation& fold) {
     Json json = {{"training_texts", fold.training->texts},
                  {"test_texts", fold.metrics.texts},
                  {"correct", fold.metrics.correct}};
-    json.update(figures_json(fold.raw_calibration.has_value(),
+    json.update(figures_json([&](Figure_group group) { return has_figures(group, fold); },
                              [&](const Figure& figure) { return figure.of(fold); }));
     return json;
 }
 
 void add_spread(const Cross_validation& validation, Json& json) {
     const std::vector<Evaluation>& folds = validation.folds;
-    const bool has_raw = have_raw_calibration(folds);
+    const auto has = [&](Figure_group group) { return have_figures(group, folds); };
     json["mean"] =
-        figures_json(has_raw, [&](const Figure& figure) { return spread_of(figure, folds).mean; });
-    json["spread"] = figures_json(
-        has_raw, [&](const Figure& figure) { return spread_of(figure, folds).deviation; });
+        figures_json(has, [&](const Figure& figure) { return spread_of(figure, folds).mean; });
+    json["spread"] =
+        figures_json(has, [&](const Figure& figure) { return spread_of(figure, folds).deviation; });
     json["all_texts"] = {{"correct", validation.all.metrics.correct}};
     json["all_texts"].update(
-        figures_json(has_raw, [&](const Figure& figure) { return figure.of(validation.all); }));
+        figures_json(has, [&](const Figure& figure) { return figure.of(validation.all); }));
+    add_trust(validation.all, json["all_texts"]);
     json["folds"] = Json::array();
     for (const Evaluation& fold : folds) {
         json["folds"].push_back(fold_json(fold));
@@ -148,6 +269,7 @@ nlohmann::ordered_json report_json(const Evaluation& evaluation, std::size_t con
     json["skipped_lines"] = evaluation.skipped.count;
     json["categories"] = categories_json(evaluation.assignments);
     json["confusions"] = confusions_json(evaluation.metrics, confusion_count);
+    add_trust(evaluation, json);
     if (!evaluation.learning.empty()) {
         json["learning"] = learning_json(evaluation.learning);
     }

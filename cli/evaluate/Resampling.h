@@ -70,8 +70,9 @@ Sampled_figure sampled_figure(const Figure& figure) {
     std::array<double, kRoundCount> values;
     for (std::size_t round = 0; round < kRoundCount; ++round) {
         values[round] = figure(round);
-        result.mean += values[round] / kRoundCount;
+        result.mean += values[round];
     }
+    result.mean /= kRoundCount;
     for (const double value : values) {
         const double distance = value - result.mean;
         result.variance += distance * distance / (kRoundCount - 1);

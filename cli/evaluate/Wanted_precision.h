@@ -37,7 +37,9 @@ struct Wanted_precision {
 
     double precision() const { return ratio(static_cast<double>(right), answered); }
 
-    Interval precision_interval() const { return share_interval(right, answered); }
+    Interval share_interval() const { return cli::share_interval(answered, texts); }
+
+    Interval precision_interval() const { return cli::share_interval(right, answered); }
 };
 
 // `chosen_by`: answers of training texts, by models that have not learned them.

@@ -227,9 +227,25 @@ constexpr std::string_view kFigures =
               labels, for the best labels and for all pairs of text and label
   Brier score squared error of the scores, summed over the labels, mean over the texts
   without tables  the same for raw scores, without the correction by likelihood tables
+  confidence  the same for the confidences of the best labels, if the container has any (train
+              --calibrate) or with --calibrate: the calibration before and after
+  answered    accuracy of the most certain 100 %, 95 %, ... of the texts, and the least confidence of
+              these texts; their least score if there are no confidences
+  reject X    share of texts that get an answer with --reject X; all other figures except those of the
+              block "answered" are then of these texts
+  wanted precision  the least confidence or score for which the share P (--want-precision) of the
+              answers is right, chosen so that chance explains it with 5 % at most; the precision and
+              the share answered are of texts that have not chosen it
   loading     CPU time of reading the model, if it was not trained
   learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
               and greatest number in a profile; all other figures are of the model before --learn
+
+A 95 % interval is beside each figure: of many such intervals, each from other test texts, about 95 %
+contain the figure of infinitely many texts like these. Shares of texts and precision and recall of a
+label have the interval of Wilson. F1 of a label has the interval of the share of hits among the texts
+that have or got the label. All other figures are computed for 200 random samples of the test texts,
+which are the same in every run; the interval of averages is that of a share with the same variance. By
+chance, few texts make ECE too high; the interval is corrected for that, so it may be below the figure.
 
 evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
 folds, and the figure of all texts together, each text with the result of its fold. The spread is
@@ -240,9 +256,11 @@ its share of each fold, and --seed chooses other folds. --holdout 0.2 is one of 
 
 JSON of evaluate: shares are 0 to 1. `micro_f1` and `macro_f1` are at the threshold, `macro_f1_top`
 is for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brier`,
-`without_tables`, `learning` and more. With --cv these are members of `mean`, `spread`, `all_texts`
-and each of `folds`. One of `training` and `loading` is null. An explanation contains what each
-concept adds to the score of the best label.)";
+`without_tables`, `confidence`, `learning` and more. `intervals` has an interval for each of them and
+the number of texts, `bins` the calibration for diagrams, `answered` accuracy against the share
+answered, `wanted_precision` and `rejection` the results of these options. With --cv these are members
+of `mean`, `spread`, `all_texts` and each of `folds`. One of `training` and `loading` is null. An
+explanation contains what each concept adds to the score of the best label.)";
 
 constexpr std::string_view kExitStatus =
     R"(The exit status is 0 for success, or:

@@ -171,6 +171,10 @@ void Report_collector::add_cell(const Place& place, bool is_right, Report_sample
 }
 
 void Report_collector::add(const Evaluated_text& text) {
+    if (!text.is_answered) {
+        ++m_data.rejected;
+        return;
+    }
     const Ranking& ranking = text.ranking;
     const Chosen_label label = chosen_label(text.text, ranking);
     const bool is_right = !ranking.empty() && label.scored == &ranking.front();

@@ -95,6 +95,15 @@ std::string footer_text(const Report_data& data) {
            grouped(kLongestSample) + " characters.</p>";
 }
 
+// With rejection all figures and lists are of the answered texts.
+std::string answered_texts(const Evaluation& evaluation, const Report_data& data) {
+    return evaluation.rejection
+               ? grouped(data.texts) + " answered of " +
+                     counted(data.texts + data.rejected, "text") + " (those with a confidence of at least " +
+                     with_decimals(evaluation.rejection->least_confidence, 3) + ")"
+               : counted(data.texts, "text");
+}
+
 using Places = std::map<std::string_view, std::string>;
 
 void fill(std::string_view page, const Places& places, std::ostream& out) {
@@ -145,13 +154,14 @@ void write_report_page(const Report_source& source, const Evaluation& evaluation
                        const Cross_validation* folds, const Report_data& data, std::ostream& out) {
     std::vector<Model_fact> facts = source.facts;
     facts.insert(facts.end(), data.facts.begin(), data.facts.end());
+    facts.push_back({"Confidence map", evaluation.confidence ? "yes" : "no"});
     const Places places = {
         {"script_hash", std::string(kPageScriptHash)},
         {"style_hash", std::string(kPageStyleHash)},
         {"style", std::string(kPageStyle)},
         {"script", std::string(kPageScript)},
         {"title", html_escaped(source.title)},
-        {"subtitle", html_escaped(counted(data.texts, "text") + " with " +
+        {"subtitle", html_escaped(answered_texts(evaluation, data) + " with " +
                                   (evaluation.metrics.labels == 1
                                        ? std::string("1 category")
                                        : grouped(evaluation.metrics.labels) + " categories") +

@@ -73,6 +73,20 @@ std::string trust_hint(const Evaluation& evaluation) {
                 "<a href=\"#answered\">More thresholds</a>");
 }
 
+std::string wanted_hint(const Wanted_precision& wanted) {
+    const std::string name = wanted.is_confidence ? "confidence" : "score";
+    const std::string aim = figure_text(wanted.wanted, kShare) + " right answers";
+    if (!wanted.threshold) {
+        return hint("No threshold of the " + name + " promises " + aim + ".");
+    }
+    return hint("For " + aim + ", answer only texts with a " + name + " of at least <b>" +
+                with_decimals(*wanted.threshold, 3) + "</b>. On texts that have not chosen the "
+                "threshold, " + figure_text(wanted.precision(), kShare) + " of " +
+                counted(wanted.answered, "answer") + " were right (" +
+                interval_text(wanted.precision_interval(), kShare) + "), and " +
+                figure_text(wanted.share(), kShare) + " of the texts got one.");
+}
+
 const Report_cell* greatest_confusion(const Report_data& data) {
     const Report_cell* greatest = nullptr;
     for (const Report_cell& cell : data.cells) {
@@ -179,7 +193,9 @@ std::string hint_items(const Evaluation& evaluation, const Report_data& data) {
     return hint("<b>" + grouped(metrics.correct) + " of " + counted(metrics.texts, "text") +
                 "</b> got a right label. For other texts of the same kind, expect " +
                 interval_text(metrics.accuracy_interval(), kShare) + ".") +
-           trust_hint(evaluation) + calibration_hint(evaluation) + confusion_hint(data) +
+           (evaluation.wanted_precision ? wanted_hint(*evaluation.wanted_precision)
+                                        : trust_hint(evaluation)) +
+           calibration_hint(evaluation) + confusion_hint(data) +
            weakest_hint(data) + few_texts_hint(data);
 }
 

@@ -93,7 +93,8 @@ std::string calibration_figures(const Evaluation& evaluation) {
 
 std::string answered_note(const Evaluation& evaluation) {
     const std::string name = evaluation.answered.is_confidence ? "confidence" : "score";
-    return "If texts with a low " + name +
+    return std::string(evaluation.rejection ? "These figures are of all texts. " : "") +
+           "If texts with a low " + name +
            " get no answer, more of the answers are right. The curve shows the accuracy of the "
            "answered texts for each share of texts that get one.";
 }

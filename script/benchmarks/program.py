@@ -31,10 +31,22 @@ def evaluation_command(corpus, analysis):
             "--analysis", analysis, "--json"]
 
 
-def evaluate(corpus, analysis):
-    """The report of `zandrel evaluate` for a corpus."""
-    done = subprocess.run(evaluation_command(corpus, analysis), stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, text=True)
+def evaluate(corpus, analysis, *more):
+    """The report of `zandrel evaluate` for a corpus. `more`: further arguments."""
+    return json.loads(output_of(evaluation_command(corpus, analysis) + list(more)))
+
+
+def evaluate_container(container, test, *more):
+    return json.loads(output_of([str(PROGRAM), "evaluate", str(container), str(test), "--json", *more]))
+
+
+def train_container(container, train, analysis, *more):
+    output_of([str(PROGRAM), "train", str(container), str(train), "--analysis", analysis, *more])
+
+
+def output_of(command):
+    """RAISES: Failure with the message of the program."""
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     if done.returncode != 0:
         raise Failure(done.stderr.strip() or f"zandrel ended with status {done.returncode}")
-    return json.loads(done.stdout)
+    return done.stdout

@@ -86,6 +86,10 @@ def setUpModule():
     run("evaluate", "--train", shop / "desk.train.jsonl", "--test", shop / "desk.test.jsonl",
         "--tree", shop / "desk.tree", "--report", folder / "desk.html")
     run("evaluate", "--cv", 3, shop / "shop.test.tsv", "--report", folder / "folds.html")
+    run("evaluate", "--train", shop / "shop.train.tsv", "--test", shop / "shop.test.tsv",
+        "--calibrate", "--want-precision", 0.9, "--report", folder / "calibrated.html")
+    run("evaluate", "--train", shop / "shop.train.tsv", "--test", shop / "shop.test.tsv",
+        "--calibrate", "--reject", 1, "--report", folder / "rejected.html")
     write_hostile_data()
     run("evaluate", "--train", folder / "hostile.tsv", "--test", folder / "hostile.tsv",
         "--report", folder / "hostile.html")
@@ -183,6 +187,20 @@ class Content(unittest.TestCase):
         run("evaluate", folder / "shop.kc", pathlib.Path(SHOP) / "shop.test.tsv", "--report",
             folder / "again.html", "--jobs", 2)
         self.assertEqual((folder / "again.html").read_bytes(), (folder / "shop.html").read_bytes())
+
+    def test_calibration_is_shown_before_and_after(self):
+        open_page("calibrated")
+        shop = pathlib.Path(SHOP)
+        wanted = json.loads(run("evaluate", "--train", shop / "shop.train.tsv", "--test",
+                                shop / "shop.test.tsv", "--calibrate", "--json"))
+        values = {row[0]: row[1] for row in self.rows("#figures")}
+        self.assertEqual(values["Calibration error of the score"], f"{wanted['ece_top']:.4f}")
+        self.assertIn("Calibration error of the confidence", values)
+        for name in ("score", "confidence"):
+            bins = browser.run("return report.calibration.find(c => c.name === arguments[0]).bins", name)
+            self.assertEqual(sum(each[4] for each in bins), 239)
+            self.assertEqual(len(browser.find_all(f"#reliability-{name} circle")), len(bins))
+        self.assertIn("a confidence of at least", browser.text(".hints"))
 
     def test_folds_have_mean_and_deviation(self):
         open_page("folds")
@@ -331,7 +349,7 @@ class Use(unittest.TestCase):
 class Form(unittest.TestCase):
     """Widths, colours, print, and what assistive programs need."""
 
-    PAGES = ["shop", "desk", "folds", "hostile", "large"]
+    PAGES = ["shop", "desk", "folds", "calibrated", "rejected", "hostile", "large"]
 
     def test_console_is_empty_and_nothing_is_requested(self):
         browser.console()

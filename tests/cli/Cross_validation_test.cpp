@@ -10,6 +10,7 @@
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
 
+#include "cli/evaluate/Evaluation_observer.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/interrupted_progress.h"
 #include "tests/cli/scratch_folder.h"
@@ -62,8 +63,10 @@ TEST_F(CrossValidationTest, MeanSpreadAndFigureOfAllTextsAreThoseOfTheFolds) {
             Validate(many(4, "sport\tgoal\n") + many(3, "food\tbread\n") + "food\tgoal\n");
 
         ASSERT_EQ(result.folds.size(), 2U);
-        const Figure& accuracy = quality_figures()[0];
-        const Figure& macro_f1 = quality_figures()[1];
+        const Figure& accuracy = quality_figures()[1];
+        const Figure& macro_f1 = quality_figures()[2];
+        ASSERT_STREQ(accuracy.member, "accuracy");
+        ASSERT_STREQ(macro_f1.member, "macro_f1_top");
         EXPECT_DOUBLE_EQ(spread_of(accuracy, result.folds).mean, 7.0 / 8);
         EXPECT_DOUBLE_EQ(spread_of(accuracy, result.folds).deviation, std::sqrt(2.0) / 8);
         EXPECT_DOUBLE_EQ(spread_of(macro_f1, result.folds).mean, 13.0 / 15);
@@ -103,8 +106,12 @@ TEST_F(CrossValidationTest, EachFoldHasTheFiguresOfSeparateFiles) {
         options.test_file = m_folder.write("test.tsv", parts[1]);
         const Evaluation expected = evaluate(options);
         for (const Figure& figure : quality_figures()) {
-            EXPECT_EQ(figure.of(result.folds[fold]), figure.of(expected))
-                << figure.member << " of fold " << fold;
+            ASSERT_EQ(has_figures(figure.group, result.folds[fold]),
+                      has_figures(figure.group, expected));
+            if (has_figures(figure.group, expected)) {
+                EXPECT_EQ(figure.of(result.folds[fold]), figure.of(expected))
+                    << figure.member << " of fold " << fold;
+            }
         }
         EXPECT_EQ(result.folds[fold].training->texts, expected.training->texts);
     }
@@ -139,7 +146,9 @@ TEST_F(CrossValidationTest, SameSeedGivesTheSameFigures) {
     const Cross_validation other = Validate(data);
 
     for (const Figure& figure : quality_figures()) {
-        EXPECT_EQ(spread_of(figure, first.folds).mean, spread_of(figure, second.folds).mean);
+        if (have_figures(figure.group, first.folds)) {
+            EXPECT_EQ(spread_of(figure, first.folds).mean, spread_of(figure, second.folds).mean);
+        }
     }
     EXPECT_NE(first.all.calibration.brier, other.all.calibration.brier);
 }
@@ -148,8 +157,8 @@ TEST_F(CrossValidationTest, OneLabelOnlyIsAlwaysRight) {
     const Cross_validation result = Validate(many(5, "a\tx y\n"));
 
     EXPECT_EQ(result.all.metrics.correct, 5U);
-    EXPECT_EQ(spread_of(quality_figures()[0], result.folds).mean, 1.0);
-    EXPECT_EQ(spread_of(quality_figures()[0], result.folds).deviation, 0.0);
+    EXPECT_EQ(spread_of(quality_figures()[1], result.folds).mean, 1.0);
+    EXPECT_EQ(spread_of(quality_figures()[1], result.folds).deviation, 0.0);
 }
 
 TEST_F(CrossValidationTest, AsManyFoldsAsTextsTestEachTextOnAllOthers) {
@@ -429,6 +438,79 @@ TEST_F(CrossValidationTest, ProgressNamesTheFold) {
 TEST_F(CrossValidationTest, DeviationDividesByOneLessThanTheNumber) {
     EXPECT_DOUBLE_EQ(spread_of({1.0, 2.0, 6.0}).mean, 3.0);
     EXPECT_DOUBLE_EQ(spread_of({1.0, 2.0, 6.0}).deviation, std::sqrt(7.0));
+}
+
+// Figures of single folds have a spread instead.
+TEST_F(CrossValidationTest, AllTextsTogetherHaveIntervals) {
+    const Cross_validation result = Validate(many(6, "sport\tgoal\n") + many(6, "food\tbread\n"));
+
+    for (const Figure& figure : quality_figures()) {
+        if (has_figures(figure.group, result.all)) {
+            EXPECT_TRUE(figure.interval_of(result.all).has_value()) << figure.member;
+        }
+    }
+    EXPECT_FALSE(result.folds[0].metrics.macro_f1_interval.has_value());
+    EXPECT_FALSE(result.folds[0].calibration.intervals.has_value());
+    EXPECT_EQ(result.all.answered.points.front().texts, 12U);
+}
+
+// The texts of an evaluation with their indexes, and the number of texts before the end of each
+// model.
+class Fold_recorder : public Evaluation_observer {
+public:
+    void add(const Evaluated_text& text) override {
+        indexes.push_back(text.index);
+        texts.push_back(text.text.text);
+    }
+
+    void end_model(Text_model& /*model*/) override { ends.push_back(texts.size()); }
+
+    std::vector<std::size_t> indexes;
+    std::vector<std::string> texts;
+    std::vector<std::size_t> ends;
+};
+
+TEST_F(CrossValidationTest, ObserverGetsTheTextsFoldByFoldWithTheirIndexesAmongAllTexts) {
+    std::string data;
+    for (int i = 0; i < 9; ++i) {
+        data += (i % 2 == 0 ? "sport\tgoal t" : "food\tbread t") + std::to_string(i) + "\n";
+    }
+    Fold_recorder recorder;
+    m_options.observer = &recorder;
+    m_options.fold_count = 3;
+    Validate(data);
+
+    const std::vector<Labelled_text> texts = read_labelled_file(m_options.data_files.front());
+    const std::vector<std::size_t> folds = folds_of(label_lists_of(texts), 3, kDefaultSeed);
+    EXPECT_THAT(recorder.ends, ElementsAre(3, 6, 9));
+    ASSERT_EQ(recorder.indexes.size(), 9U);
+    for (std::size_t i = 0; i < 9; ++i) {
+        EXPECT_EQ(recorder.texts[i], texts[recorder.indexes[i]].text);
+        EXPECT_EQ(folds[recorder.indexes[i]], i / 3);
+    }
+}
+
+TEST_F(CrossValidationTest, FoldsChooseTheThresholdOfAWantedPrecision) {
+    m_options.wanted_precision = 0.8;
+    const Cross_validation result = Validate(many(30, "sport\tgoal\n") + many(30, "food\tbread\n"));
+
+    ASSERT_TRUE(result.all.wanted_precision.has_value());
+    EXPECT_EQ(result.all.wanted_precision->fold_count, 2U);
+    EXPECT_EQ(result.all.wanted_precision->chosen_from, 60U);
+    EXPECT_EQ(result.all.wanted_precision->right, 60U);
+    EXPECT_FALSE(result.folds[0].wanted_precision.has_value());
+}
+
+TEST_F(CrossValidationTest, EachFoldIsCalibrated) {
+    m_options.calibrates = true;
+    m_options.least_confidence = 0.0;
+    const Cross_validation result = Validate(many(12, "sport\tgoal\n") + many(12, "food\tbread\n"));
+
+    EXPECT_TRUE(have_figures(Figure_group::kConfidence, result.folds));
+    EXPECT_TRUE(result.all.answered.is_confidence);
+    ASSERT_TRUE(result.all.rejection.has_value());
+    EXPECT_EQ(result.all.rejection->texts, 24U);
+    EXPECT_EQ(result.all.rejection->answered, 24U);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -10,11 +11,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/evaluate/Evaluation_observer.h"
 #include "cli/evaluate/Report_json.h"
 #include "tests/cli/Typed_input.h"
 #include "tests/cli/scratch_folder.h"
 #include "text/errors.h"
 #include "text/model/Engine_settings.h"
+#include "text/model/Text_model.h"
 #include "text/train/Training.h"
 
 namespace zandrel::cli {
@@ -355,6 +358,186 @@ TEST_F(EvaluationTest, FileWithOnlyBadLinesIsRefused) {
     } catch (const Data_error& error) {
         EXPECT_THAT(error.what(), EndsWith(".test.tsv: no good data line"));
     }
+}
+
+// The texts of an evaluation, as "LABEL: BEST LABEL", and the answer of the model at its end.
+class Text_recorder : public Evaluation_observer {
+public:
+    void add(const Evaluated_text& text) override {
+        EXPECT_EQ(text.index, texts.size());
+        texts.push_back(text.text.labels.front() + ": " +
+                        (text.ranking.empty() ? "" : std::string(text.ranking.front().label)));
+        confidences.push_back(text.confidence);
+        answered.push_back(text.is_answered);
+    }
+
+    void end_model(Text_model& model) override {
+        ++end_count;
+        explained = model.explain("goal").label;
+        label_count = model.labels().size();
+    }
+
+    std::vector<std::string> texts;
+    std::vector<std::optional<double>> confidences;
+    std::vector<bool> answered;
+    std::size_t end_count = 0;
+    std::string explained;
+    std::size_t label_count = 0;
+};
+
+TEST_F(EvaluationTest, ObserverGetsTheTextsInOrderForAnyNumberOfJobs) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test(times(300, "sport\tgoal\nfood\tbread\n") + "tax\tgoal\nsport\t:-)\n");
+    for (const std::size_t jobs : {1U, 3U}) {
+        SCOPED_TRACE(jobs);
+        Text_recorder recorder;
+        m_options.observer = &recorder;
+        m_options.jobs = jobs;
+
+        evaluate(m_options);
+
+        ASSERT_EQ(recorder.texts.size(), 602U);
+        EXPECT_EQ(recorder.texts[0], "sport: sport");
+        EXPECT_EQ(recorder.texts[599], "food: food");
+        EXPECT_EQ(recorder.texts[600], "tax: sport");
+        EXPECT_EQ(recorder.texts[601], "sport: ");
+        EXPECT_FALSE(recorder.confidences[0].has_value());
+        EXPECT_TRUE(recorder.answered[601]);
+        EXPECT_EQ(recorder.end_count, 1U);
+        EXPECT_EQ(recorder.explained, "sport");
+    }
+}
+
+TEST_F(EvaluationTest, ObserverSeesTheModelBeforeItLearns) {
+    Train("sport\tgoal\nfood\tbread\n");
+    Test("sport\tgoal\n");
+    Learn("tax\tmoney\n", 1);
+    Text_recorder recorder;
+    m_options.observer = &recorder;
+
+    evaluate(m_options);
+
+    EXPECT_EQ(recorder.end_count, 1U);
+    EXPECT_EQ(recorder.label_count, 2U);
+}
+
+// Each word has one label in them. A text with a word of each label is uncertain.
+constexpr const char* kClearTexts = "sport\tgoal ball\nfood\tbread soup\n";
+
+TEST_F(EvaluationTest, TextsOfLowConfidenceAreNotAnsweredIfRequested) {
+    Train(times(30, kClearTexts));
+    Test(times(20, kClearTexts) + times(10, "sport\tgoal bread\n"));
+    m_options.calibrates = true;
+    Text_recorder recorder;
+    m_options.observer = &recorder;
+    m_options.least_confidence = 0.9;
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    ASSERT_TRUE(evaluation.rejection.has_value());
+    EXPECT_EQ(evaluation.rejection->texts, 50U);
+    EXPECT_EQ(evaluation.rejection->answered, evaluation.metrics.texts);
+    std::size_t answered = 0;
+    for (std::size_t i = 0; i < recorder.answered.size(); ++i) {
+        ASSERT_TRUE(recorder.confidences[i].has_value());
+        EXPECT_EQ(recorder.answered[i], *recorder.confidences[i] >= 0.9);
+        answered += recorder.answered[i] ? 1U : 0U;
+    }
+    EXPECT_EQ(evaluation.rejection->answered, answered);
+    EXPECT_LT(answered, 50U);
+    EXPECT_GT(answered, 0U);
+    EXPECT_EQ(evaluation.answered.points.front().texts, 50U);
+    EXPECT_EQ(evaluation.raw_calibration.has_value(), true);
+}
+
+TEST_F(EvaluationTest, WithoutAMapThereIsNoConfidence) {
+    Train(times(10, kClearTexts));
+    Test(kClearTexts);
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    EXPECT_FALSE(evaluation.confidence.has_value());
+    EXPECT_FALSE(evaluation.answered.is_confidence);
+    EXPECT_FALSE(evaluation.rejection.has_value());
+    EXPECT_FALSE(evaluation.wanted_precision.has_value());
+}
+
+TEST_F(EvaluationTest, CalibratedContainerHasTheConfidencesOfACalibratedEvaluation) {
+    const Scratch_folder folder;
+    Train(times(30, kClearTexts) + times(5, "sport\tbread ball\n"));
+    Test(times(20, kClearTexts) + times(10, "sport\tgoal bread\n"));
+    m_options.calibrates = true;
+    const Evaluation trained = evaluate(m_options);
+    Training_options training = {folder.file("a.kc"), {m_options.train_file}, m_options.model};
+    training.calibrates = true;
+    train_kc(training);
+    Evaluation_options options;
+    options.kc_file = folder.file("a.kc");
+    options.test_file = m_options.test_file;
+    options.wanted_precision = 0.5;
+    const Evaluation loaded = evaluate(options);
+
+    ASSERT_TRUE(trained.confidence.has_value());
+    ASSERT_TRUE(loaded.confidence.has_value());
+    EXPECT_EQ(loaded.confidence->ece, trained.confidence->ece);
+    EXPECT_TRUE(loaded.answered.is_confidence);
+    EXPECT_EQ(loaded.wanted_precision->fold_count, 5U);
+    EXPECT_EQ(loaded.wanted_precision->chosen_from, 50U);
+    EXPECT_TRUE(loaded.wanted_precision->is_confidence);
+}
+
+TEST_F(EvaluationTest, RejectionNeedsAContainerWithConfidences) {
+    const Scratch_folder folder;
+    Train(kClearTexts);
+    Test(kClearTexts);
+    train_kc({folder.file("a.kc"), {m_options.train_file}, m_options.model});
+    Evaluation_options options;
+    options.kc_file = folder.file("a.kc");
+    options.test_file = m_options.test_file;
+    options.least_confidence = 0.5;
+
+    try {
+        evaluate(options);
+        ADD_FAILURE() << "no error";
+    } catch (const Usage_error& error) {
+        EXPECT_EQ(error.what(), folder.file("a.kc") +
+                                    ": has no confidences, which --reject needs; train it with "
+                                    "--calibrate");
+    }
+}
+
+TEST_F(EvaluationTest, TrainingTextsChooseTheThresholdByScoreWithoutAMap) {
+    Train(times(30, kClearTexts));
+    Test(times(20, kClearTexts));
+    m_options.wanted_precision = 0.9;
+
+    const Evaluation evaluation = evaluate(m_options);
+
+    ASSERT_TRUE(evaluation.wanted_precision.has_value());
+    EXPECT_FALSE(evaluation.wanted_precision->is_confidence);
+    EXPECT_EQ(evaluation.wanted_precision->fold_count, 0U);
+    EXPECT_EQ(evaluation.wanted_precision->chosen_from, 60U);
+    EXPECT_EQ(evaluation.wanted_precision->texts, 40U);
+    EXPECT_EQ(evaluation.wanted_precision->precision(), 1.0);
+}
+
+TEST_F(EvaluationTest, EachTextIsInOneBinOfTheCalibration) {
+    Train(times(10, kClearTexts));
+    Test(times(5, kClearTexts) + "sport\t:-)\n");
+
+    const std::vector<Calibration_bin> bins = evaluate(m_options).calibration.best.bins;
+
+    ASSERT_EQ(bins.size(), 15U);
+    std::size_t texts = 0;
+    std::size_t right = 0;
+    for (const Calibration_bin& bin : bins) {
+        EXPECT_TRUE(bin.count == 0 || (bin.low <= bin.mean_score && bin.mean_score <= bin.high));
+        texts += bin.count;
+        right += bin.right;
+    }
+    EXPECT_EQ(texts, 11U);
+    EXPECT_EQ(right, 10U);
+    EXPECT_EQ(bins[0].right, 0U);
 }
 
 }  // namespace

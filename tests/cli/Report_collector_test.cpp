@@ -121,6 +121,18 @@ TEST(ReportCollectorTest, ScoresAreCountedInBins) {
     EXPECT_TRUE(data.has_confidence);
 }
 
+TEST(ReportCollectorTest, TextsWithoutAnswerByTheirConfidenceAreLeftOut) {
+    Report_collector collector;
+    const Labelled_text text = labelled_text({"golf"}, "a");
+    collector.add({text, 0, {{"chess", 0.9}}, 0.3, false});
+    collector.add({text, 1, {{"golf", 0.9}}, 0.8, true});
+    const Report_data data = collector.data();
+    EXPECT_EQ(named_cells(data), (std::vector<Cell_counts>{{"golf", "golf", 1}}));
+    EXPECT_EQ(data.texts, 1U);
+    EXPECT_EQ(data.rejected, 1U);
+    EXPECT_TRUE(data.mistakes.empty());
+}
+
 TEST(ReportCollectorTest, TextsOfCellsAreCut) {
     Report_collector collector;
     const Labelled_text text = labelled_text({"golf"}, std::string(400, 'a'));

@@ -56,6 +56,90 @@ TEST(ReportJsonTest, CalibrationWithoutTablesIsGivenIfThereAreTables) {
     EXPECT_FALSE(report_json(example_evaluation(), 0).contains("without_tables"));
 }
 
+TEST(ReportJsonTest, IntervalsHaveTheNamesOfTheFigures) {
+    Evaluation evaluation = example_evaluation();
+    evaluation.metrics.macro_f1_interval = {0.75, 0.875};
+    evaluation.assignments.macro_intervals = {{0.0, 0.125}, {0.5, 1.0}, {0.25, 0.5}};
+    evaluation.calibration.intervals = {{0.25, 0.375}, {1.25, 1.75}};
+    evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
+    evaluation.raw_calibration->best.interval = {0.125, 0.5};
+    evaluation.confidence = Best_calibration{0.0625, {}, Interval{0.0, 0.125}};
+
+    Json json = report_json(evaluation, 0)["intervals"];
+
+    const Interval accuracy = share_interval(6, 8);
+    EXPECT_EQ(json["accuracy"], Json::array({accuracy.low, accuracy.high}));
+    json.erase("accuracy");
+    EXPECT_EQ(json.dump(),
+              R"({"level":0.95,"texts":8,"macro_f1_top":[0.75,0.875],)"
+              R"("macro_precision":[0.0,0.125],"macro_recall":[0.5,1.0],"macro_f1":[0.25,0.5],)"
+              R"("ece_pairs":[0.25,0.375],"brier":[1.25,1.75],)"
+              R"("without_tables":{"ece_top":[0.125,0.5]},"confidence":{"ece_top":[0.0,0.125]}})");
+}
+
+TEST(ReportJsonTest, BinsWithTextsAreListed) {
+    Evaluation evaluation = example_evaluation();
+    evaluation.calibration.best.bins = {{0.0, 0.5, 0, 0, 0.0}, {0.5, 1.0, 8, 6, 0.625}};
+    EXPECT_FALSE(report_json(evaluation, 0)["bins"].contains("confidence"));
+    evaluation.confidence = Best_calibration{0.0625, {{0.5, 1.0, 8, 6, 0.75}}};
+
+    const Json json = report_json(evaluation, 0);
+
+    const Interval interval = share_interval(6, 8);
+    const Json ends = Json::array({interval.low, interval.high});
+    EXPECT_EQ(json["bins"]["score"].dump(),
+              R"([{"low":0.5,"high":1.0,"texts":8,"mean":0.625,"right":6,"share_right":0.75,)"
+              R"("interval":)" +
+                  ends.dump() + "}]");
+    EXPECT_EQ(json["bins"]["confidence"][0]["mean"], 0.75);
+    EXPECT_EQ(json["confidence"]["ece_top"], 0.0625);
+}
+
+TEST(ReportJsonTest, AccuracyAgainstTheShareAnsweredHasTwentyPoints) {
+    Evaluation evaluation = example_evaluation();
+    EXPECT_EQ(report_json(evaluation, 0)["answered"].dump(), R"({"by":"score","points":[]})");
+    for (std::size_t percent = 100; percent > 0; --percent) {
+        evaluation.answered.points.push_back({0.0, 0.5, percent, percent / 2, 100});
+    }
+    evaluation.answered.is_confidence = true;
+
+    const Json json = report_json(evaluation, 0)["answered"];
+
+    EXPECT_EQ(json["by"], "confidence");
+    ASSERT_EQ(json["points"].size(), 20U);
+    EXPECT_EQ(json["points"][1]["share"], 0.95);
+    EXPECT_EQ(json["points"][1]["threshold"], 0.5);
+    EXPECT_EQ(json["points"][1]["answered"], 95);
+    EXPECT_EQ(json["points"][1]["right"], 47);
+    EXPECT_DOUBLE_EQ(json["points"][1]["accuracy"].get<double>(), 47.0 / 95);
+    EXPECT_EQ(json["points"][1]["interval"][0], share_interval(47, 95).low);
+    EXPECT_EQ(json["points"][19]["share"], 0.05);
+}
+
+TEST(ReportJsonTest, RejectionAndWantedPrecisionAreGivenIfRequested) {
+    Evaluation evaluation = example_evaluation();
+    EXPECT_FALSE(report_json(evaluation, 0).contains("rejection"));
+    EXPECT_FALSE(report_json(evaluation, 0).contains("wanted_precision"));
+    evaluation.rejection = {0.75, 10, 8};
+    evaluation.wanted_precision = {0.95, true, 0.625, 1000, 5, 1000, 500, 500};
+
+    const Json json = report_json(evaluation, 0);
+
+    EXPECT_EQ(json["rejection"].dump(),
+              R"({"least_confidence":0.75,"texts":10,"answered":8,"answered_share":0.8})");
+    Json wanted = json["wanted_precision"];
+    EXPECT_EQ(wanted["precision_interval"][0], share_interval(500, 500).low);
+    EXPECT_EQ(wanted["share_interval"][1], share_interval(500, 1000).high);
+    wanted.erase("precision_interval");
+    wanted.erase("share_interval");
+    EXPECT_EQ(wanted.dump(),
+              R"({"wanted":0.95,"by":"confidence","threshold":0.625,"chosen_from":"test",)"
+              R"("chosen_from_texts":1000,"folds":5,"texts":1000,"answered":500,"right":500,)"
+              R"("precision":1.0,"share":0.5})");
+    evaluation.wanted_precision->threshold.reset();
+    EXPECT_TRUE(report_json(evaluation, 0)["wanted_precision"]["threshold"].is_null());
+}
+
 TEST(ReportJsonTest, EachLearnedBulkIsListed) {
     Evaluation evaluation = example_evaluation();
     evaluation.learning = {{0, 0.5, {2, 100, 40, 25}, 0.0}, {10, 0.75, {3, 200, 60, 20}, 1.25}};
@@ -92,12 +176,24 @@ TEST(ReportJsonTest, TrainingOrLoadingIsGivenAndTheOtherIsNull) {
     EXPECT_EQ(json["loading"].dump(), R"({"bytes":10500000,"labels":20,"cpu_seconds":0.25})");
 }
 
+std::string intervals_of(const Tally& tally) {
+    const auto list = [](const Interval& interval) {
+        return Json::array({interval.low, interval.high}).dump();
+    };
+    return "\"precision_interval\":" + list(precision_interval(tally)) +
+           ",\"recall_interval\":" + list(recall_interval(tally)) +
+           ",\"f1_interval\":" + list(f1_interval(tally));
+}
+
 TEST(ReportJsonTest, AllCategoriesAreListed) {
     EXPECT_EQ(report_json(example_evaluation(), 0)["categories"].dump(),
               R"([{"category":"a","texts":4,"given":12,"hits":3,"precision":0.25,"recall":0.75,)"
-              R"("f1":0.375},)"
-              R"({"category":"b","texts":0,"given":0,"hits":0,"precision":0.0,"recall":0.0,)"
-              R"("f1":0.0}])");
+              R"("f1":0.375,)" +
+                  intervals_of({3, 1, 9}) +
+                  R"(},)"
+                  R"({"category":"b","texts":0,"given":0,"hits":0,"precision":0.0,"recall":0.0,)"
+                  R"("f1":0.0,"precision_interval":[0.0,1.0],"recall_interval":[0.0,1.0],)"
+                  R"("f1_interval":[0.0,1.0]}])");
 }
 
 TEST(ReportJsonTest, RequestedNumberOfConfusionsIsListed) {
@@ -150,6 +246,7 @@ TEST(ReportJsonTest, FoldsHaveMeanSpreadAndListOfFigures) {
     EXPECT_DOUBLE_EQ(json["spread"]["accuracy"].get<double>(), 0.25 * std::sqrt(2.0));
     EXPECT_EQ(json["mean"]["brier"], 0.5);
     EXPECT_EQ(json["all_texts"]["accuracy"], report_json(validation.all, 1)["accuracy"]);
+    EXPECT_EQ(json["all_texts"]["intervals"], report_json(validation.all, 1)["intervals"]);
     EXPECT_EQ(json["all_texts"]["correct"], report_json(validation.all, 1)["correct"]);
     ASSERT_EQ(json["folds"].size(), 2U);
     EXPECT_EQ(json["folds"][0]["training_texts"], 6);

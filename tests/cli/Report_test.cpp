@@ -30,7 +30,12 @@ Evaluation printed_evaluation() {
                               {0.875, 0.75, 0.807692},
                               {0.5, 0.25, 1.0},
                               {{"caf\u00E9", {3, 1, 9}}, {"a long name of a label", {5000, 0, 0}}}};
+    evaluation.assignments.micro_intervals = {{0.86, 0.89}, {0.73, 0.77}, {0.79, 0.82}};
+    evaluation.assignments.macro_intervals = {{0.0, 0.99}, {0.2, 0.3}, {0.9, 1.0}};
+    evaluation.metrics.macro_f1_interval = {0.78, 0.815};
     evaluation.calibration = {0.03125, 0.00126, 1.5};
+    evaluation.calibration.best.interval = {0.025, 0.0375};
+    evaluation.calibration.intervals = {{0.001, 0.002}, {1.25, 1.75}};
     evaluation.peak_memory_bytes = 112700000;
     return evaluation;
 }
@@ -48,15 +53,22 @@ TEST(ReportTest, FiguresAreAlignedAndUnitsNamed) {
               "training data       11,314    21.15 MB          20\n"
               "test data            7,532    13.20 MB          19\n"
               "\n"
-              "accuracy           82.66 %  (6,226 of 7,532 texts)\n"
-              "macro F1           80.00 %\n"
+              "best label                       95 % interval             texts\n"
+              "accuracy             82.66 %   81.79 - 83.50 %    6,226 of 7,532\n"
+              "macro F1             80.00 %   78.00 - 81.50 %             7,532\n"
               "\n"
-              "score >= 0.50    precision      recall          F1\n"
-              "micro average      87.50 %     75.00 %     80.77 %\n"
-              "macro average      50.00 %     25.00 %    100.00 %\n"
+              "score >= 0.50                    95 % interval             texts\n"
+              "micro precision      87.50 %   86.00 - 89.00 %             7,532\n"
+              "micro recall         75.00 %   73.00 - 77.00 %             7,532\n"
+              "micro F1             80.77 %   79.00 - 82.00 %             7,532\n"
+              "macro precision      50.00 %    0.00 - 99.00 %             7,532\n"
+              "macro recall         25.00 %   20.00 - 30.00 %             7,532\n"
+              "macro F1            100.00 %  90.00 - 100.00 %             7,532\n"
               "\n"
-              "               ECE of best  ECE of all Brier score\n"
-              "calibration         0.0312      0.0013      1.5000\n"
+              "calibration                      95 % interval             texts\n"
+              "ECE of best           0.0312   0.0250 - 0.0375             7,532\n"
+              "ECE of all            0.0013   0.0010 - 0.0020             7,532\n"
+              "Brier score           1.5000   1.2500 - 1.7500             7,532\n"
               "\n"
               "                  CPU time  of it text     texts/s        MB/s\n"
               "training            2.00 s      0.50 s       5,657        10.6\n"
@@ -89,8 +101,85 @@ TEST(ReportTest, CalibrationWithoutTablesIsShownIfThereAreTables) {
     evaluation.raw_calibration = Calibration{0.25, 0.125, 2.0};
 
     EXPECT_THAT(report_of(evaluation, 10),
-                HasSubstr("calibration         0.0312      0.0013      1.5000\n"
-                          "without tables      0.2500      0.1250      2.0000\n"));
+                HasSubstr("\nwithout tables                   95 % interval             texts\n"
+                          "ECE of best           0.2500                               7,532\n"
+                          "ECE of all            0.1250                               7,532\n"
+                          "Brier score           2.0000                               7,532\n"));
+}
+
+TEST(ReportTest, CalibrationOfConfidencesIsShownIfThereAreAny) {
+    Evaluation evaluation = printed_evaluation();
+    evaluation.confidence = Best_calibration{0.0125, {}, Interval{0.01, 0.015}};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("\nconfidence                       95 % interval             texts\n"
+                          "ECE of best           0.0125   0.0100 - 0.0150             7,532\n"));
+    EXPECT_THAT(report_of(printed_evaluation(), 10), Not(HasSubstr("confidence")));
+}
+
+// Of 1,000 texts, the thresholds of 61 % to 95 % answer the same 950 texts, so 90, 80 and 70 % have
+// no row. 900 of 950: 0.947, with the interval 93.13 to 95.99.
+TEST(ReportTest, AccuracyAgainstTheShareAnsweredHasOneRowForEachThreshold) {
+    Evaluation evaluation = printed_evaluation();
+    for (std::size_t percent = 100; percent > 0; --percent) {
+        const double share = static_cast<double>(percent) / 100;
+        evaluation.answered.points.push_back(
+            percent > 95   ? Answered_point{share, 0.125, 1000, 910, 1000}
+            : percent > 60 ? Answered_point{share, 0.5, 950, 900, 1000}
+                           : Answered_point{share, 0.875, 600, 600, 1000});
+    }
+
+    EXPECT_THAT(
+        report_of(evaluation, 10),
+        HasSubstr("\n"
+                  "answered               score    accuracy     95 % interval             texts\n"
+                  "100.00 %              0.1250     91.00 %   89.07 - 92.62 %      910 of 1,000\n"
+                  "95.00 %               0.5000     94.74 %   93.13 - 95.99 %        900 of 950\n"
+                  "60.00 %               0.8750    100.00 %  99.36 - 100.00 %        600 of 600\n"
+                  "\n"
+                  "                  CPU time"));
+    evaluation.answered.is_confidence = true;
+    EXPECT_THAT(report_of(evaluation, 10), HasSubstr("\nanswered          confidence    accuracy"));
+}
+
+TEST(ReportTest, AnsweredTextsAreTheFirstFigureIfSomeAreRejected) {
+    Evaluation evaluation = printed_evaluation();
+    evaluation.rejection = {0.75, 10, 8};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("\n\nreject 0.7500                    95 % interval             texts\n"
+                          "answered             80.00 %   49.02 - 94.33 %           8 of 10\n"
+                          "\nbest label"));
+}
+
+TEST(ReportTest, ThresholdOfAWantedPrecisionIsShownWithTheFiguresOfTheTestTexts) {
+    Evaluation evaluation = printed_evaluation();
+    evaluation.wanted_precision = {0.95, true, 0.625, 12000, 0, 1000, 600, 600};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("\nwanted precision 95.00 %: confidence >= 0.6250, chosen from 12,000 "
+                          "training texts\n"
+                          "test texts                       95 % interval             texts\n"
+                          "precision           100.00 %  99.36 - 100.00 %        600 of 600\n"
+                          "answered             60.00 %   56.93 - 62.99 %      600 of 1,000\n"));
+}
+
+TEST(ReportTest, FoldsOfTestTextsAreNamedIfTheyHaveChosenTheThreshold) {
+    Evaluation evaluation = printed_evaluation();
+    evaluation.wanted_precision = {0.95, false, 0.625, 1000, 5, 1000, 600, 600};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("score >= 0.6250, chosen from 1,000 test texts\n"
+                          "5 folds                          95 % interval"));
+}
+
+TEST(ReportTest, PrecisionThatCannotBeReachedHasNoThreshold) {
+    Evaluation evaluation = printed_evaluation();
+    evaluation.wanted_precision = {0.999, true, {}, 1000, 5, 1000, 0, 0};
+
+    EXPECT_THAT(report_of(evaluation, 10),
+                HasSubstr("\nwanted precision 99.90 %: no threshold of the confidence reaches it "
+                          "for sure (1,000 test texts)\n\n"));
 }
 
 TEST(ReportTest, EachLearnedBulkIsShown) {
@@ -130,12 +219,12 @@ TEST(ReportTest, CategoriesAreListedIfRequested) {
     EXPECT_THAT(
         report_of(printed_evaluation(), 10, true),
         HasSubstr("\n"
-                  "category                     texts       given   precision      recall"
-                  "          F1\n"
-                  "caf\u00E9                             4          12     25.00 %     75.00 %"
-                  "     37.50 %\n"
-                  "a long name of a label       5,000       5,000    100.00 %    100.00 %"
-                  "    100.00 %\n"
+                  "category                     texts       given   precision        95 %"
+                  "      recall        95 %          F1        95 %\n"
+                  "caf\u00E9                             4          12     25.00 %    8.9-53.2"
+                  "     75.00 %   30.1-95.4     37.50 %   17.0-61.7\n"
+                  "a long name of a label       5,000       5,000    100.00 %  99.9-100.0"
+                  "    100.00 %  99.9-100.0    100.00 % 100.0-100.0\n"
                   "\n"
                   "worst confusions"));
 }
@@ -192,31 +281,32 @@ std::string report_of(const Cross_validation& validation, const Report_options& 
 }
 
 TEST(ReportTest, FiguresOfFoldsHaveMeanAndSpread) {
-    EXPECT_EQ(report_of(printed_validation(), {0, false}),
-              "                       texts        size      labels\n"
-              "data                   7,532    13.20 MB          19\n"
-              "\n"
-              "2 folds                 mean      spread   all texts\n"
-              "accuracy             75.00 %     35.36 %     82.66 %\n"
-              "macro F1              0.00 %      0.00 %     80.00 %\n"
-              "\n"
-              "score >= 0.50           mean      spread   all texts\n"
-              "micro precision       0.00 %      0.00 %     87.50 %\n"
-              "micro recall          0.00 %      0.00 %     75.00 %\n"
-              "micro F1              0.00 %      0.00 %     80.77 %\n"
-              "macro precision       0.00 %      0.00 %     50.00 %\n"
-              "macro recall          0.00 %      0.00 %     25.00 %\n"
-              "macro F1              0.00 %      0.00 %    100.00 %\n"
-              "\n"
-              "calibration             mean      spread   all texts\n"
-              "ECE of best           0.0000      0.0000      0.0312\n"
-              "ECE of all            0.0000      0.0000      0.0013\n"
-              "Brier score           0.3750      0.1768      1.5000\n"
-              "\n"
-              "                  CPU time  of it text     texts/s        MB/s\n"
-              "training            2.00 s      0.50 s       5,657        10.6\n"
-              "classifying         0.50 s      0.25 s      15,064        26.4\n"
-              "peak memory         113 MB\n");
+    EXPECT_EQ(
+        report_of(printed_validation(), {0, false}),
+        "                       texts        size      labels\n"
+        "data                   7,532    13.20 MB          19\n"
+        "\n"
+        "2 folds                 mean      spread   all texts     95 % interval             texts\n"
+        "accuracy             75.00 %     35.36 %     82.66 %   81.79 - 83.50 %    6,226 of 7,532\n"
+        "macro F1              0.00 %      0.00 %     80.00 %   78.00 - 81.50 %             7,532\n"
+        "\n"
+        "score >= 0.50           mean      spread   all texts     95 % interval             texts\n"
+        "micro precision       0.00 %      0.00 %     87.50 %   86.00 - 89.00 %             7,532\n"
+        "micro recall          0.00 %      0.00 %     75.00 %   73.00 - 77.00 %             7,532\n"
+        "micro F1              0.00 %      0.00 %     80.77 %   79.00 - 82.00 %             7,532\n"
+        "macro precision       0.00 %      0.00 %     50.00 %    0.00 - 99.00 %             7,532\n"
+        "macro recall          0.00 %      0.00 %     25.00 %   20.00 - 30.00 %             7,532\n"
+        "macro F1              0.00 %      0.00 %    100.00 %  90.00 - 100.00 %             7,532\n"
+        "\n"
+        "calibration             mean      spread   all texts     95 % interval             texts\n"
+        "ECE of best           0.0000      0.0000      0.0312   0.0250 - 0.0375             7,532\n"
+        "ECE of all            0.0000      0.0000      0.0013   0.0010 - 0.0020             7,532\n"
+        "Brier score           0.3750      0.1768      1.5000   1.2500 - 1.7500             7,532\n"
+        "\n"
+        "                  CPU time  of it text     texts/s        MB/s\n"
+        "training            2.00 s      0.50 s       5,657        10.6\n"
+        "classifying         0.50 s      0.25 s      15,064        26.4\n"
+        "peak memory         113 MB\n");
 }
 
 TEST(ReportTest, FiguresWithoutTablesNeedAllFolds) {
@@ -227,8 +317,9 @@ TEST(ReportTest, FiguresWithoutTablesNeedAllFolds) {
 
     validation.folds[1].raw_calibration = {0.375, 0.5, 1.0};
     EXPECT_THAT(report_of(validation, {0, false}),
-                HasSubstr("\nwithout tables          mean      spread   all texts\n"
-                          "ECE of best           0.2500      0.1768      0.2500\n"));
+                HasSubstr("\nwithout tables          mean      spread   all texts"
+                          "     95 % interval             texts\n"
+                          "ECE of best           0.2500      0.1768      0.2500 "));
 }
 
 TEST(ReportTest, CategoriesAndConfusionsOfAllFoldsAreListed) {

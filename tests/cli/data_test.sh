@@ -128,7 +128,7 @@ for arguments in '--train - --test good.tsv --learn good.tsv' '--train good.tsv 
     figures | cmp -s - wanted || fail "$command: other figures than of files"
 done
 expect_of good.tsv 0 evaluate good.kc -
-prints out '(20 of 20 texts)'
+prints out '20 of 20'
 cp first.kc before.kc
 for arguments in 'learn first.kc - -' 'train first.kc - good.tsv - --replace' 'evaluate --train - --test -' \
     'evaluate first.kc - --learn -'; do

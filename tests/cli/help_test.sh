@@ -41,7 +41,7 @@ for name in "${commands[@]}" 'rules check' 'rules explain' 'rules eval' \
     expect 0 $name --help
     is_silent err
     prints out "Usage: zandrel $name "
-    (($(wc -l <out) < 60)) || fail "$command: long"
+    (($(wc -l <out) < 72)) || fail "$command: long"
     for text in 'Brier score' 'Text analysis:' 'hard links' '.NAME.lock' 'Exit status: 0, or 64'; do
         lacks out "$text"
     done

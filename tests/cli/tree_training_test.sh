@@ -48,9 +48,9 @@ expect 0 explain desk.kc texts.txt
 prints out 'parcel'
 expect 0 explain desk.kc texts.txt --category desk/shop/returns
 expect 0 evaluate desk.kc test.tsv
-prints out 'accuracy          100.00 %  (4 of 4 texts)'
+prints out '4 of 4'
 expect 0 evaluate --train train.tsv --test test.tsv --tree desk.tree --analysis words --stem english
-prints out 'accuracy          100.00 %  (4 of 4 texts)'
+prints out '4 of 4'
 expect 0 tree show desk.kc
 
 # learn
@@ -180,15 +180,15 @@ done >train.jsonl
 expect 0 train pairs.kc train.jsonl --tree pairs.tree
 ! grep -q 'of the tree' err || fail "$command: warns of the tree"
 expect 0 evaluate pairs.kc test.jsonl
-prints out 'accuracy          100.00 %  (5 of 5 texts)'
+prints out '5 of 5'
 expect 0 evaluate pairs.kc test.jsonl --jobs 2 --learn train.jsonl --bulk 15
-prints out 'accuracy          100.00 %  (5 of 5 texts)'
+prints out '5 of 5'
 head -n 20 train.jsonl >learn.jsonl
 record payment 'the bill' en 10 >>learn.jsonl
 expect 65 evaluate pairs.kc test.jsonl --learn learn.jsonl --bulk 15
 prints err 'learn.jsonl:21: label "payment" cannot be added: '
 expect 0 evaluate --train train.jsonl --test test.jsonl --tree pairs.tree
-prints out 'accuracy          100.00 %  (5 of 5 texts)'
+prints out '5 of 5'
 expect 0 classify pairs.kc test.jsonl -k 1
 [[ $(labels) == 'delivery|returns|manager|manager|person|' ]] || fail "$command: wrong labels: $(labels)"
 expect 0 explain pairs.kc test.jsonl
@@ -296,7 +296,7 @@ while read -r line; do
     case $line in
         *--keep-tree) sed -n 's/^zandrel: /&/p' "$page" | cmp -s - err || fail "$command: other warnings" ;;
         evaluate*)
-            accuracy=$(sed -n 's/^accuracy  *\([0-9]*\)\..*(\([0-9]* of 94\) texts)$/\1/p' out)
+            accuracy=$(sed -n 's/^accuracy  *\([0-9]*\)\..* [0-9]* of 94$/\1/p' out)
             ((accuracy >= 65)) || fail "$command: accuracy below 65 %"
             is_silent err
             ;;

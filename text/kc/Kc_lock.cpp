@@ -66,7 +66,7 @@ constexpr double kLongestMoment = 0.5;
 // On a file system whose file numbers change, each attempt finds the file replaced. After so many
 // attempts we accept the file.
 constexpr int kMostReplaced = 100;
-constexpr mode_t kOwnerOnly = 0600;
+constexpr mode_t kLockMode = 0600;
 // Users who may write a new container may write its lock file. Nobody else may read it.
 constexpr mode_t kNewLock = 0622;
 
@@ -153,7 +153,7 @@ Kc_lock::State Kc_lock::try_to_lock(int replaced) {
 Descriptor Kc_lock::made() const {
     const bool is_new = !m_target.status();
     Descriptor file(::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                           is_new ? kNewLock : kOwnerOnly));
+                           is_new ? kNewLock : kLockMode));
     if (!file.is_open()) {
         if (errno == ENOENT) {
             m_target.fail();  // the folder does not exist, so the message names the container

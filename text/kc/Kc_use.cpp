@@ -22,10 +22,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-constexpr Seconds kPause(0.05);
+constexpr Seconds kUsePause(0.05);
 // On a file system whose file numbers change, each attempt finds the file replaced. After so many
 // attempts we accept the file.
-constexpr int kMostReplaced = 100;
+constexpr int kMostReplacedUses = 100;
 
 // The path may be a link, so we follow it, unlike is_file_at.
 bool leads_to(const std::string& path, int descriptor) {
@@ -46,7 +46,7 @@ Descriptor locked(const std::string& name, const std::string& path, int operatio
         if (::flock(file.number(), operation | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
             return Descriptor();
         }
-        if (replaced == kMostReplaced || leads_to(path, file.number())) {
+        if (replaced == kMostReplacedUses || leads_to(path, file.number())) {
             return file;
         }
     }
@@ -81,7 +81,7 @@ Kc_use::Kc_use(const Kc_lock& lock) {
         }
         progress.set_status("Waiting for another process");
         progress.check_interrupt();
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(kUsePause);
         m_file = locked(target.name(), target.path(), LOCK_EX);
     }
 }

@@ -62,7 +62,7 @@ constexpr std::string_view kBeforeLetters = ".tmp-";
 constexpr std::size_t kLetterCount = 6;
 // After so many attempts the reason cannot be that a name is taken.
 constexpr int kMostAttempts = 1000;
-constexpr mode_t kOwnerOnly = 0600;
+constexpr mode_t kReplacementMode = 0600;
 constexpr mode_t kNewFile = 0666;
 
 std::string ending_of_name() {
@@ -263,7 +263,7 @@ bool Replacement_file::try_to_make() {
     // old one.
     const bool is_new = !m_target.status();
     Descriptor file(::open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC,
-                           is_new ? kNewFile : kOwnerOnly));
+                           is_new ? kNewFile : kReplacementMode));
     if (!file.is_open()) {
         if (errno == EEXIST) {
             return false;
@@ -288,7 +288,7 @@ void Replacement_file::keep_attributes(bool is_new) {
     } catch (const std::system_error& error) {
         m_target.fail(error.code().message());
     }
-    if (::fchmod(m_file.number(), kOwnerOnly) != 0) {
+    if (::fchmod(m_file.number(), kReplacementMode) != 0) {
         m_target.fail();
     }
 }

@@ -14,6 +14,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "text/kc/Kept_confidence.h"
 #include "text/kc/stat_classifiers.h"
 #include "text/model/Engine_settings.h"
 #include "text/rules/rule_forms.h"
@@ -51,7 +52,8 @@ Text_model::Text_model(const qtPtrLight<zeManager>& manager, const Analysis_sett
     : m_analysis(make_text_analysis(analysis)),
       m_manager(manager),
       m_settings(analysis),
-      m_workflow(m_manager->GetWorkflow()) {
+      m_workflow(m_manager->GetWorkflow()),
+      m_confidence(kept_confidence(m_manager->m_config)) {
     give_forms(*m_manager->m_logical_tree, *m_analysis);
 }
 
@@ -80,6 +82,23 @@ Model_size Text_model::size() const {
         }
     });
     return size;
+}
+
+void Text_model::give_confidence(const Confidence_map& map) {
+    keep_confidence(map, m_manager->m_config);
+    m_confidence = map;
+}
+
+void Text_model::update_confidence(const std::vector<Judged_answer>& answers) {
+    if (m_confidence) {
+        m_confidence->update(answers);
+        keep_confidence(*m_confidence, m_manager->m_config);
+    }
+}
+
+bool Text_model::drop_confidence() {
+    m_confidence.reset();
+    return forget_confidence(m_manager->m_config);
 }
 
 bool Text_model::is_cached() const {

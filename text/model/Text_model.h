@@ -21,6 +21,8 @@
 #include "zandrel/messages/zeSml_feeder.h"
 
 #include "text/analysis/Text_analysis.h"
+#include "text/confidence/Confidence_map.h"
+#include "text/confidence/Top_scores.h"
 #include "text/data/Labelled_text.h"
 #include "text/errors.h"
 #include "text/kc/stat_classifiers.h"
@@ -105,6 +107,10 @@ public:
                                const std::string& name, CTProgress* progress,
                                const std::function<void()>& cleared = {});
 
+    // The same for texts that are needed afterwards.
+    void train_again(const std::vector<Labelled_text>& texts, bool bootstraps,
+                     const std::string& name, CTProgress* progress);
+
     // Call this before the training of a new model. Then `relocate` is called with the new
     // container, which has its tree but has learned nothing, and may bring it into another form.
     // REQUIRES: `relocate` keeps the container, but nodes may get other addresses.
@@ -115,7 +121,8 @@ public:
     // Gets the statistics of the classifiers that will learn, sorted by the ids of their nodes.
     using Before_learning = std::function<void(const Storages&)>;
     // Learns further texts as one bulk. The engine's limits bound the size of the model. New labels
-    // become categories below the root.
+    // become categories below the root. If the container keeps a confidence map, the model first
+    // answers the texts, and the judged answers update the map once the texts are learned.
     // `before`: called after the new categories are added, before anything is learned; may be
     // empty.
     // REQUIRES: the model is not compact.
@@ -163,6 +170,26 @@ public:
     Ranking rank(const Labelled_text& message, int wanted);
     Ranking rank(const qtPtrLight<zeSml>& bag, int wanted);
     Ranking rank(zeMsg& msg, int wanted);
+    // The ranking of `rank`, with the two highest scores, which need a second label. COST: that of
+    // `rank`; twice as much in a tree with rules for one wanted label, since there a walk for two
+    // labels can find another best label.
+    Rated_ranking rank_rated(const Labelled_text& message, int wanted);
+    // The answer to a text, judged by the labels of the text. An answer without a label is wrong.
+    Judged_answer judge(const Labelled_text& text);
+    // The same for messages with categories, in the order of their numbers.
+    // RAISES: qtX<zeWorkflow> 2 for an interruption.
+    std::vector<Judged_answer> judge(zeCorpus& corpus, CTProgress* progress);
+
+    // The map from the scores of an answer to its confidence; missing if the container keeps none.
+    const std::optional<Confidence_map>& confidence() const { return m_confidence; }
+
+    // Keeps the map in the container too, in place of the map that it keeps.
+    void give_confidence(const Confidence_map& map);
+    // Adds answers to the map, if the container keeps one.
+    void update_confidence(const std::vector<Judged_answer>& answers);
+    // Returns whether the container has kept a map, which can be a damaged one.
+    bool drop_confidence();
+
     // The names from the root down to a label of a ranking, joined by "/".
     std::string path_of(const Scored_label& label) const;
     // Returns whether likelihood tables correct the scores of at least one classifier. A model has
@@ -213,6 +240,7 @@ public:
     std::vector<zeStat_storage*> storages() const;
 
 private:
+    Rated_ranking rank_rated(zeMsg& msg, int wanted);
     Explanation explain(zeMsg& msg, zeNode* node, double score);
     double score_of(zeMsg& msg, const zeNode* node);
     qtPtrLight<zeSml> analyse(std::string_view text);
@@ -245,6 +273,9 @@ private:
     void train_with(Texts& texts, bool bootstraps, CTProgress* progress,
                     const std::function<void()>& before = {});
     template <class Texts>
+    void train_again_with(Texts& texts, bool bootstraps, const std::string& name,
+                          CTProgress* progress, const std::function<void()>& cleared);
+    template <class Texts>
     void learn_with(Texts& texts, CTProgress* progress, const Before_learning& before);
     template <class Texts>
     void fill(Text_corpus& corpus, Texts& texts, CTProgress* progress);
@@ -269,6 +300,8 @@ private:
     // In cached form these are collected once, since that reads all classifiers.
     mutable std::optional<bool> m_uses_tables;
     std::optional<std::set<Concept>> m_known_words;
+    std::optional<Confidence_map> m_confidence;  // as in the settings of the container
+    std::optional<bool> m_has_rules;             // once rank_rated needs it
 };
 
 }  // namespace zandrel

@@ -10,12 +10,14 @@
 #include "zandrel/classification/zeResult_set.h"
 #include "zandrel/foundation/Concept.h"
 #include "zandrel/foundation/qtString.h"
+#include "zandrel/knowledge/Progress.h"
 #include "zandrel/knowledge/zeLogicalTree.h"
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "text/data/Label_set.h"
 #include "text/data/Stored_corpus.h"
 #include "text/data/set_pairs.h"
 #include "text/kc/stat_classifiers.h"
@@ -104,6 +106,67 @@ Ranking Text_model::rank(const Labelled_text& message, int wanted) {
 
 Ranking Text_model::rank(zeMsg& msg, int wanted) {
     return ranking_of(classify(msg, wanted));
+}
+
+Rated_ranking Text_model::rank_rated(const Labelled_text& message, int wanted) {
+    const qtPtrLight<zeMsg> msg = message_of(message);
+    return rank_rated(*msg, wanted);
+}
+
+// The value of a rule can be above 1. Example: the first leaf that a walk finds has the score 0.5.
+// A walk for two labels goes on to a node with the score 0.4, whose rule has the value 2, and finds
+// a leaf with the score 0.8. So with rules, the walk for one label finds the label, and the walk
+// for two labels only the second score.
+Rated_ranking Text_model::rank_rated(zeMsg& msg, int wanted) {
+    if (!m_has_rules) {
+        m_has_rules = has_rules();
+    }
+    Rated_ranking rated;
+    if (wanted != 1 || !*m_has_rules) {
+        rated.ranking = rank(msg, wanted == 1 ? 2 : wanted);
+        rated.scores = top_scores(rated.ranking);
+        if (wanted == 1 && rated.ranking.size() > 1) {
+            rated.ranking.pop_back();
+        }
+        return rated;
+    }
+    rated.ranking = rank(msg, 1);
+    if (!rated.ranking.empty()) {
+        rated.scores.best = rated.ranking.front().score;
+        for (const Scored_label& entry : rank(msg, 2)) {
+            if (entry.label != rated.ranking.front().label) {
+                rated.scores.second = std::max(rated.scores.second, entry.score);
+            }
+        }
+    }
+    return rated;
+}
+
+Judged_answer Text_model::judge(const Labelled_text& text) {
+    const Rated_ranking rated = rank_rated(text, 1);
+    return {rated.scores,
+            !rated.ranking.empty() && Label_set(text.labels).contains(rated.ranking.front().label)};
+}
+
+std::vector<Judged_answer> Text_model::judge(zeCorpus& corpus, CTProgress* progress) {
+    const zandrel::detail::Progress steps(progress);
+    steps.set_status("Classifying the texts");
+    const auto count = static_cast<std::size_t>(corpus.get_num_msgs());
+    steps.set_total(count);
+    std::vector<Judged_answer> answers;
+    answers.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const qtPtrLight<zeMsg> msg = corpus.get_numbered_msg(static_cast<int>(i));
+        const Rated_ranking rated = rank_rated(*msg, 1);
+        const bool is_right = !rated.ranking.empty() &&
+                              std::any_of(msg->categories.begin(), msg->categories.end(),
+                                          [&rated](const Concept& category) {
+                                              return category.view() == rated.ranking.front().label;
+                                          });
+        answers.push_back({rated.scores, is_right});
+        steps.step();
+    }
+    return answers;
 }
 
 std::vector<Ranking> Text_model::rank_without_tables(const std::vector<qtPtrLight<zeMsg>>& messages,

@@ -210,6 +210,10 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     Text_corpus corpus(false);
     fill(corpus, texts, progress);
     const Restored<CTProgress*> at_end(m_manager->m_progress, progress);
+    std::vector<Judged_answer> judged;
+    if (m_confidence) {
+        judged = judge(corpus, progress);
+    }
     zeCorpus_view view(&corpus);
     view.add_all_msgs(m_manager.get());
     find_blocked(view);
@@ -219,6 +223,7 @@ void Text_model::learn_with(Texts& texts, CTProgress* progress, const Before_lea
     const std::unique_ptr<Training_progress> finer =
         finer_progress(progress, view, Training_kind::kLearn);
     m_workflow->learn(view, finer.get(), false, true);
+    update_confidence(judged);
 }
 
 void Text_model::examine(zeCorpus& corpus, const Before_learning& before) {
@@ -249,9 +254,9 @@ void Text_model::start_and_empty(std::vector<Labelled_text>& texts, bool bootstr
 }
 
 // Classifiers that get no text would keep what they have learned, so all are cleared first.
-void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
-                                       const std::string& name, CTProgress* progress,
-                                       const std::function<void()>& cleared) {
+template <class Texts>
+void Text_model::train_again_with(Texts& texts, bool bootstraps, const std::string& name,
+                                  CTProgress* progress, const std::function<void()>& cleared) {
     check_labels(texts, name);
     if (m_manager->ReadOnDemand() != 0) {
         // All models are checked before the first one is cleared.
@@ -263,6 +268,17 @@ void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool b
             cleared();
         }
     });
+}
+
+void Text_model::train_again_and_empty(std::vector<Labelled_text>& texts, bool bootstraps,
+                                       const std::string& name, CTProgress* progress,
+                                       const std::function<void()>& cleared) {
+    train_again_with(texts, bootstraps, name, progress, cleared);
+}
+
+void Text_model::train_again(const std::vector<Labelled_text>& texts, bool bootstraps,
+                             const std::string& name, CTProgress* progress) {
+    train_again_with(texts, bootstraps, name, progress, {});
 }
 
 void Text_model::learn(const std::vector<Labelled_text>& texts, CTProgress* progress,

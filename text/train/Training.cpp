@@ -10,6 +10,7 @@
 //   try out the replacement       try out the replacement
 //   read the data, warn           read the data, check or add the labels
 //   train                         learn, with a warning about scaling before
+//   calibrate, if asked for
 //   check the target again
 //   write A.kc                    write A.kc
 //
@@ -33,6 +34,7 @@
 #include "zandrel/knowledge/zePhysicalTree.h"
 #include "zandrel/options/zeOptMap.h"
 
+#include "text/confidence/Out_of_fold.h"
 #include "text/data/Data_input.h"
 #include "text/data/Data_warnings.h"
 #include "text/data/Waiting_for_input.h"
@@ -44,6 +46,7 @@
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Kc_options.h"
 #include "text/kc/Kept_choices.h"
+#include "text/kc/Kept_confidence.h"
 #include "text/kc/Replacement_file.h"
 #include "text/kc/Stored_model.h"
 #include "text/kc/Target_file.h"
@@ -206,6 +209,9 @@ void settle_labels(const Data_file& file, bool adds_categories, Text_model& mode
 void summarise(const Kc_lock& lock, const Text_model& model, Training_summary& summary) {
     summary.kc_file = lock.target().name();
     summary.labels = model.labels().size();
+    if (model.confidence()) {
+        summary.confidence_answers = model.confidence()->answer_count();
+    }
     summary.bytes = std::filesystem::file_size(lock.target().path());
 }
 
@@ -234,7 +240,9 @@ void check_compact(const Training_options& options, bool is_cached) {
 
 void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTProgress* progress,
                  Training_summary& summary) {
-    note_cache_use(model, summary);
+    if (!summary.cache) {
+        note_cache_use(model, summary);
+    }
     write_kc(lock, *model.manager(), compact, progress);
     summarise(lock, model, summary);
 }
@@ -290,8 +298,13 @@ void train_new_model(const Training_options& options, Training_texts& data, Text
         });
     }
     const auto train = [&] {
-        sources.locate_errors(
-            [&] { model.start_and_empty(data.texts, options.bootstraps, options.progress); });
+        sources.locate_errors([&] {
+            if (options.calibrates) {
+                model.start(data.texts, options.bootstraps, options.progress);
+            } else {
+                model.start_and_empty(data.texts, options.bootstraps, options.progress);
+            }
+        });
     };
     if (file) {
         with_errors_of_new_file(options.kc_file, train);
@@ -301,6 +314,23 @@ void train_new_model(const Training_options& options, Training_texts& data, Text
     if (!options.model.tree.text.empty()) {
         warn_of_tree(options, model, sources);
     }
+}
+
+Out_of_fold_options calibration_of(const Training_options& options) {
+    Out_of_fold_options calibration;
+    calibration.bootstraps = options.bootstraps;
+    calibration.progress = options.progress;
+    return calibration;
+}
+
+// The models of the folds come after the model of all texts, so that errors of the texts are
+// reported as without a calibration. `options.model` has the tree or groups of that model.
+void calibrate_new_model(const Training_options& options, const Model_options& model_options,
+                         Texts& texts, Text_model& model, Training_summary& summary) {
+    note_cache_use(model, summary);  // the models of the folds count too
+    const Judged_answers answers =
+        out_of_fold_answers(texts, model_options, calibration_of(options));
+    model.give_confidence(Confidence_map::fit(answers));
 }
 
 // Writes a new model, or, with `file`, finishes the file in which it was trained.
@@ -314,7 +344,9 @@ void store_new_model(const Training_options& options, const Kc_lock& lock, const
         write_model(lock, model, options.compact, options.progress, summary);
         return;
     }
-    note_cache_use(model, summary);
+    if (!summary.cache) {
+        note_cache_use(model, summary);
+    }
     take_place_cached(options.kc_file, *file, *model.manager());
     summarise(lock, model, summary);
 }
@@ -331,18 +363,51 @@ Training_summary train_new_kc(const Training_options& options) {
     Replacement_file::try_out(lock);
     Training_texts data = read_joined(options, summary.skipped);
     Progress(options.progress).check_interrupt();
-    Text_model model(with_suggested_groups(options.model, data.texts, options.bootstraps,
-                                           options.progress, options.warn));
+    const Model_options model_options = with_suggested_groups(
+        options.model, data.texts, options.bootstraps, options.progress, options.warn);
+    Text_model model(model_options);
     std::optional<Replacement_file> file;
     if (options.bound.given) {
         file.emplace(lock);
     }
     train_new_model(options, data, model, file);
+    if (options.calibrates) {
+        calibrate_new_model(options, model_options, data.texts, model, summary);
+    }
     store_new_model(options, lock, model, file, summary);
     summary.texts = data.texts.size();
     summary.new_labels = summary.labels;
     leave_to_exit(model.manager());
     return summary;
+}
+
+// The file of a container in cached form has the classifiers that are being trained, so it cannot
+// be read once more as the container of a fold. RAISES: Usage_error.
+void check_calibration(const Training_options& options, bool is_cached) {
+    if (options.calibrates && is_cached) {
+        throw Usage_error(
+            "--calibrate with --keep-tree is not possible with the cached form; zandrel convert "
+            "writes a container of the usual form");
+    }
+}
+
+void drop_confidence(const Training_options& options, Text_model& model) {
+    if (model.drop_confidence() && !options.calibrates && options.warn) {
+        options.warn(forgotten_confidence(options.kc_file, "its classifiers are trained anew"));
+    }
+}
+
+// Each fold gets a new copy of the container, which the file still has.
+void train_and_calibrate_again(const Training_options& options, const Kc_lock& lock, Texts& texts,
+                               Text_model& model) {
+    model.train_again(texts, options.bootstraps, options.kc_file, options.progress);
+    const auto make_model = [&](const Texts& others, CTProgress* progress) {
+        std::unique_ptr<Text_model> copy = read_model(lock, options.analysis, progress);
+        copy->train_again(others, options.bootstraps, options.kc_file, progress);
+        return copy;
+    };
+    const Judged_answers answers = out_of_fold_answers(texts, make_model, calibration_of(options));
+    model.give_confidence(Confidence_map::fit(answers));
 }
 
 Training_summary train_tree_of_kc(const Training_options& options) {
@@ -353,6 +418,7 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     const std::unique_ptr<Text_model> model =
         read_model(lock, options.analysis, options.progress, options.bound);
     check_compact(options, is_cached(*model->manager()));
+    check_calibration(options, is_cached(*model->manager()));
     try_out_writing(lock, *model);
     Training_texts data = read_joined(options, summary.skipped);
     check_analysis(data.texts, options.kc_file, model->analysis(), options.analysis);
@@ -361,7 +427,12 @@ Training_summary train_tree_of_kc(const Training_options& options) {
     change_in_place(
         lock, *model->manager(),
         [&] {
+            drop_confidence(options, *model);
             sources.locate_errors([&] {
+                if (options.calibrates) {
+                    train_and_calibrate_again(options, lock, data.texts, *model);
+                    return;
+                }
                 model->train_again_and_empty(data.texts, options.bootstraps, options.kc_file,
                                              options.progress,
                                              [&] { flush_cached(lock, *model->manager()); });
@@ -432,7 +503,11 @@ void print_training(const Training_summary& summary, std::ostream& out) {
     out << shown_text(summary.kc_file) << ": " << grouped(summary.texts)
         << (summary.texts == 1 ? " text, " : " texts, ") << grouped(summary.labels)
         << (summary.labels == 1 ? " label (" : " labels (") << grouped(summary.new_labels)
-        << " new), " << grouped(summary.bytes) << " bytes\n";
+        << " new), " << grouped(summary.bytes) << " bytes";
+    if (summary.confidence_answers) {
+        out << ", confidence from " << counted(*summary.confidence_answers, "answer");
+    }
+    out << '\n';
 }
 
 nlohmann::ordered_json training_json(const Training_summary& summary) {
@@ -440,6 +515,9 @@ nlohmann::ordered_json training_json(const Training_summary& summary) {
         {"file", summary.kc_file},  {"texts", summary.texts},
         {"labels", summary.labels}, {"new_labels", summary.new_labels},
         {"bytes", summary.bytes},   {"skipped_lines", summary.skipped.count}};
+    if (summary.confidence_answers) {
+        json["confidence_answers"] = *summary.confidence_answers;
+    }
     if (summary.cache) {
         json["cache"] = {{"hits", summary.cache->hits}, {"misses", summary.cache->misses}};
     }

@@ -28,6 +28,10 @@ struct Training_options {
     Model_options model = {};
     // Learn only the titles and keywords. The data lines then have columns for them.
     bool bootstraps = false;
+    // Keeps a confidence map in the container, made from the answers of models of three folds. The
+    // texts and a model of two folds are then in memory besides the model. Not with `keeps_tree`
+    // for a container in cached form.
+    bool calibrates = false;
     bool compact = false;  // leave out what only learning needs
     bool skips_bad_lines = false;
     Data_form form = {};                      // of the data files
@@ -80,6 +84,8 @@ struct Training_summary {
     std::size_t labels = 0;      // of the container afterwards
     std::size_t new_labels = 0;  // of them
     std::uintmax_t bytes = 0;    // of the file
+    // Answers from which the confidence map of the container is made; missing without a map.
+    std::optional<std::size_t> confidence_answers = std::nullopt;
 
     Skipped_lines skipped = {};
 
@@ -96,6 +102,9 @@ struct Training_summary {
 // If train_kc or learn_into_kc fails, the file stays as it was, unless the change has been noted
 // before (note_change), or, in cached form, they raise Partial_change. Both raise Usage_error if
 // the container is one of the data files, or if standard input, "-", is named twice.
+//
+// With `keeps_tree`, a confidence map that the container has is dropped, since it belongs to the
+// old classifiers; without `calibrates` a warning says so.
 //
 // Trains on the texts of all files together and writes the container. Before the training it warns
 // of probable mistakes in the data (training_warnings), and after it of texts that the rules of the
@@ -120,10 +129,10 @@ Training_summary learn_into_kc(const Learning_options& options);
 // with white space that the text form of a tree cannot contain.
 Tree_suggestion suggest_from_files(const Suggestion_options& options, Skipped_lines& skipped);
 
-// Prints one line.
+// Prints one line. It ends with the number of answers of the confidence map if there is one.
 void print_training(const Training_summary& summary, std::ostream& out);
-// The same as an object of `file`, `texts`, `labels`, `new_labels`, `bytes`, `skipped_lines`, and,
-// in cached form, `cache` with `hits` and `misses`.
+// The same as an object of `file`, `texts`, `labels`, `new_labels`, `bytes`, `skipped_lines`, with
+// a confidence map `confidence_answers`, and, in cached form, `cache` with `hits` and `misses`.
 nlohmann::ordered_json training_json(const Training_summary& summary);
 
 }  // namespace zandrel

@@ -17,7 +17,7 @@ makeSortable(byId("category-table"));
 makeSortable(byId("confusion-table"));
 makeFilter(byId("category-filter"), byId("category-table"), byId("category-count"));
 drawCharts();
-startMatrix();
+if (report.labels.length > 0) startMatrix();
 openFromTables();
 markWords("both");
 byId("word-mode").addEventListener("change", (event) => markWords(event.target.value));

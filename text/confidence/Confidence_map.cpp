@@ -1,0 +1,294 @@
+// From counts to a curve. Answers are counted in 96 cells of equal width of their index, from -4 to
+// 8; the outer cells also have all answers beyond. The curve is made from the counts:
+//
+//   1. Join neighbouring cells into at most 16 groups, each with at least 1/16 of the answers.
+//   2. The chance of a group is its share of right answers, together with 20 answers of which the
+//      share is right that the mean index of the group says.
+//   3. While a group has a lower chance than the group before it, join the two (pool adjacent
+//      violators). So the chances are ascending.
+//   4. Each group is a knot of the curve, at its mean index. Between two knots the curve is a
+//      straight line. Beyond the last knot it is the logistic curve, shifted so that it meets the
+//      knot, and the same before the first one.
+//
+// Example with three groups of 100 answers, and without the 20 answers of step 2:
+//
+//   mean index        -1.0   0.5   2.0
+//   right              30    70    60
+//   chance             0.30  0.70  0.60    the last two are in the wrong order
+//   after step 3       0.30  0.65  0.65
+//
+// The index -0.25 is in the middle of the first two knots, so its chance is 0.475. The index 3 is
+// 1 beyond the last knot. The index of the chance 0.65 is 0.62, so the chance is that of 1.62:
+// 0.83.
+//
+// The confidence is 95 % of this chance and 5 % of the score. Texts that come later differ a little
+// from the texts whose answers were judged, and more of the answers to them are wrong. Scores are
+// usually lower than the chance, and so they make the confidence a little more cautious.
+//
+// Groups are made anew whenever the counts change. So they follow scores that grow in the course of
+// learning, and the cells, which cannot move, are small.
+#include "text/confidence/Confidence_map.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace zandrel {
+
+namespace {
+
+constexpr std::string_view kMapForm = "1";
+constexpr double kFirstIndex = -4.0;  // where the first cell begins
+constexpr double kCellWidth = 0.125;
+
+constexpr std::int64_t kThousandth = 1000;  // the unit of the counts
+constexpr std::int64_t kMostAnswers = 6000 * kThousandth;
+constexpr std::int64_t kKeptAnswers = 5000 * kThousandth;
+
+constexpr std::int64_t kGroups = 16;
+constexpr double kExpectedAnswers = 20.0 * kThousandth;  // of step 2
+constexpr double kScoreShare = 0.05;
+constexpr double kConfidenceSteps = 10000.0;  // of a confidence from 0 to 1
+
+// Neighbouring cells. All sums are in thousandths of an answer.
+struct Cell_group {
+    double right = 0.0;
+    double all = 0.0;
+    double index_sum = 0.0;
+
+    double index() const { return index_sum / all; }
+
+    double chance() const { return right / all; }
+
+    void join(const Cell_group& next) {
+        right += next.right;
+        all += next.all;
+        index_sum += next.index_sum;
+    }
+};
+
+// Adds the answers of step 2.
+void add_expected(Cell_group& group) {
+    const double index = group.index();
+    group.right += kExpectedAnswers * chance_of_index(index);
+    group.all += kExpectedAnswers;
+    group.index_sum += kExpectedAnswers * index;
+}
+
+// Adds a group after groups whose chances are ascending, and joins groups so that they still are.
+void add_pooled(const Cell_group& next, std::vector<Cell_group>& groups) {
+    groups.push_back(next);
+    while (groups.size() > 1 && groups[groups.size() - 2].chance() >= groups.back().chance()) {
+        const Cell_group last = groups.back();
+        groups.pop_back();
+        groups.back().join(last);
+    }
+}
+
+// Reads one number and the character after it, if there is one.
+class Number_reader {
+public:
+    explicit Number_reader(std::string_view text) : m_rest(text) {}
+
+    bool is_at_end() const { return m_rest.empty(); }
+
+    template <class Number>
+    bool read(Number& number, char separator) {
+        const char* const end = m_rest.data() + m_rest.size();
+        const auto [after, error] = std::from_chars(m_rest.data(), end, number);
+        if (error != std::errc()) {
+            return false;
+        }
+        m_rest.remove_prefix(static_cast<std::size_t>(after - m_rest.data()));
+        if (m_rest.empty()) {
+            return true;
+        }
+        const bool is_separated = m_rest.front() == separator;
+        m_rest.remove_prefix(1);
+        return is_separated;
+    }
+
+private:
+    std::string_view m_rest;
+};
+
+bool is_weight(std::int64_t weight) {
+    return weight >= -Answer_index::kGreatest && weight <= Answer_index::kGreatest;
+}
+
+}  // namespace
+
+Confidence_map Confidence_map::fit(std::span<const Judged_answer> answers) {
+    std::vector<Judged_answer> scored;
+    for (const Judged_answer& answer : answers) {
+        if (answer.scores.best > 0.0) {
+            scored.push_back(answer);
+        }
+    }
+    Confidence_map map;
+    map.m_index = Answer_index::fit(scored);
+    map.update(answers);
+    return map;
+}
+
+double Confidence_map::of(const Top_scores& scores) const {
+    if (!(scores.best > 0.0)) {
+        return 0.0;
+    }
+    const double score = std::min(scores.best, 1.0);
+    const double chance = chance_at(m_index.of(scores));
+    return std::round((chance + kScoreShare * (score - chance)) * kConfidenceSteps) /
+           kConfidenceSteps;
+}
+
+void Confidence_map::update(std::span<const Judged_answer> answers) {
+    count(answers);
+    scale_down();
+    make_curve();
+}
+
+// An answer without a score always has the confidence 0, so it is in no cell.
+void Confidence_map::count(std::span<const Judged_answer> answers) {
+    for (const Judged_answer& answer : answers) {
+        if (answer.scores.best > 0.0) {
+            Cell& cell = m_cells[cell_of(m_index.of(answer.scores))];
+            (answer.is_right ? cell.right : cell.wrong) += kThousandth;
+        }
+    }
+    m_answers += answers.size();
+}
+
+// We scale down only when there are 6,000 answers, not after each one. A factor near 1 would leave
+// small counts as they are, since they are rounded.
+void Confidence_map::scale_down() {
+    const std::int64_t all = total();
+    if (all <= kMostAnswers) {
+        return;
+    }
+    const double share = static_cast<double>(kKeptAnswers) / static_cast<double>(all);
+    for (Cell& cell : m_cells) {
+        cell.right = std::llround(static_cast<double>(cell.right) * share);
+        cell.wrong = std::llround(static_cast<double>(cell.wrong) * share);
+    }
+}
+
+std::int64_t Confidence_map::total() const {
+    std::int64_t sum = 0;
+    for (const Cell& cell : m_cells) {
+        sum += cell.right + cell.wrong;
+    }
+    return sum;
+}
+
+std::size_t Confidence_map::cell_of(double index) {
+    const double cell = std::floor((index - kFirstIndex) / kCellWidth);
+    return static_cast<std::size_t>(std::clamp(cell, 0.0, static_cast<double>(kCells - 1)));
+}
+
+double Confidence_map::middle_of(std::size_t cell) {
+    return kFirstIndex + (static_cast<double>(cell) + 0.5) * kCellWidth;
+}
+
+void Confidence_map::make_curve() {
+    const std::int64_t all = total();
+    std::vector<Cell_group> groups;
+    bool is_full = true;
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const Cell& cell = m_cells[i];
+        const auto answers = static_cast<double>(cell.right + cell.wrong);
+        if (answers == 0.0) {
+            continue;
+        }
+        if (is_full) {
+            groups.emplace_back();
+        }
+        groups.back().join({static_cast<double>(cell.right), answers, answers * middle_of(i)});
+        is_full = groups.back().all * kGroups >= static_cast<double>(all);
+    }
+    if (!is_full && groups.size() > 1) {
+        const Cell_group last = groups.back();
+        groups.pop_back();
+        groups.back().join(last);
+    }
+    std::vector<Cell_group> pooled;
+    for (Cell_group& group : groups) {
+        add_expected(group);
+        add_pooled(group, pooled);
+    }
+    m_curve.clear();
+    for (const Cell_group& group : pooled) {
+        m_curve.push_back({group.index(), group.chance()});
+    }
+}
+
+double Confidence_map::chance_at(double index) const {
+    if (m_curve.empty()) {
+        return chance_of_index(index);
+    }
+    const auto next =
+        std::upper_bound(m_curve.begin(), m_curve.end(), index,
+                         [](double value, const Knot& knot) { return value < knot.index; });
+    if (next == m_curve.begin() || next == m_curve.end()) {
+        const Knot& end = next == m_curve.begin() ? m_curve.front() : m_curve.back();
+        return chance_of_index(index_of_chance(end.chance) + (index - end.index));
+    }
+    const Knot& before = *std::prev(next);
+    const double share = (index - before.index) / (next->index - before.index);
+    return before.chance + share * (next->chance - before.chance);
+}
+
+// Example: "1 5485 -7012 860 55010 31:4000:9000 40:12000:7000": the form, the number of answers,
+// the three weights of the index, and for each cell that is not empty its number, its right and its
+// wrong answers.
+std::string Confidence_map::text() const {
+    std::string text(kMapForm);
+    text += ' ' + std::to_string(m_answers) + ' ' + std::to_string(m_index.base) + ' ' +
+            std::to_string(m_index.of_best) + ' ' + std::to_string(m_index.of_lead);
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const Cell& cell = m_cells[i];
+        if (cell.right + cell.wrong > 0) {
+            text += ' ' + std::to_string(i) + ':' + std::to_string(cell.right) + ':' +
+                    std::to_string(cell.wrong);
+        }
+    }
+    return text;
+}
+
+bool Confidence_map::is_consistent() const {
+    const bool has_weights = is_weight(m_index.base) && is_weight(m_index.of_best) &&
+                             is_weight(m_index.of_lead) && m_index.of_best >= 0 &&
+                             m_index.of_lead >= 0;
+    const std::int64_t all = total();
+    // Scaling rounds each count, so the sum of a scaled map can be above that of its answers.
+    return has_weights && all <= kMostAnswers &&
+           static_cast<std::uint64_t>(all / kThousandth) <= m_answers + 1;
+}
+
+// Other spellings of the same numbers, such as "01", are refused by comparison with text().
+std::optional<Confidence_map> Confidence_map::parse(std::string_view text) {
+    Confidence_map map;
+    Number_reader reader(text);
+    int form = 0;
+    if (!reader.read(form, ' ') || !reader.read(map.m_answers, ' ') ||
+        !reader.read(map.m_index.base, ' ') || !reader.read(map.m_index.of_best, ' ') ||
+        !reader.read(map.m_index.of_lead, ' ')) {
+        return std::nullopt;
+    }
+    while (!reader.is_at_end()) {
+        std::size_t cell = kCells;
+        Cell counts;
+        if (!reader.read(cell, ':') || !reader.read(counts.right, ':') ||
+            !reader.read(counts.wrong, ' ') || cell >= kCells || counts.right < 0 ||
+            counts.wrong < 0 || counts.right > kMostAnswers || counts.wrong > kMostAnswers) {
+            return std::nullopt;
+        }
+        map.m_cells[cell] = counts;
+    }
+    if (map.text() != text || !map.is_consistent()) {
+        return std::nullopt;
+    }
+    map.make_curve();
+    return map;
+}
+
+}  // namespace zandrel
