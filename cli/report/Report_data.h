@@ -97,7 +97,7 @@ struct Report_data {
     std::vector<Tally> tallies;       // of the best labels, for each category; see Metrics_counter
     std::vector<Report_cell> cells;   // with at least one text; sorted by row and column
     std::vector<std::size_t> neighbours;  // see neighbour_order
-    std::size_t texts = 0;     // with an answer
+    std::size_t texts = 0;                // with an answer
     std::size_t rejected = 0;  // without one, since their confidence is too low; not in the data
     bool has_several_labels = false;  // a text has more than one label
     bool has_confidence = false;

@@ -72,7 +72,7 @@ std::vector<Shown_figure> shown_figures(const Evaluation& evaluation) {
 }
 
 std::string figure_text(double value, Figure_form form) {
-    return form == kShare ? with_decimals(100.0 * value, 1) + " %" : with_decimals(value, 4);
+    return form == kShare ? with_decimals(100.0 * value, 1) + "\u00a0%" : with_decimals(value, 4);
 }
 
 std::string interval_text(const Interval& interval, Figure_form form) {

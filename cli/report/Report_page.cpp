@@ -97,11 +97,11 @@ std::string footer_text(const Report_data& data) {
 
 // With rejection all figures and lists are of the answered texts.
 std::string answered_texts(const Evaluation& evaluation, const Report_data& data) {
-    return evaluation.rejection
-               ? grouped(data.texts) + " answered of " +
-                     counted(data.texts + data.rejected, "text") + " (those with a confidence of at least " +
-                     with_decimals(evaluation.rejection->least_confidence, 3) + ")"
-               : counted(data.texts, "text");
+    return evaluation.rejection ? grouped(data.texts) + " answered of " +
+                                      counted(data.texts + data.rejected, "text") +
+                                      " (those with a confidence of at least " +
+                                      with_decimals(evaluation.rejection->least_confidence, 3) + ")"
+                                : counted(data.texts, "text");
 }
 
 using Places = std::map<std::string_view, std::string>;

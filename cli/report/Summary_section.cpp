@@ -80,8 +80,10 @@ std::string wanted_hint(const Wanted_precision& wanted) {
         return hint("No threshold of the " + name + " promises " + aim + ".");
     }
     return hint("For " + aim + ", answer only texts with a " + name + " of at least <b>" +
-                with_decimals(*wanted.threshold, 3) + "</b>. On texts that have not chosen the "
-                "threshold, " + figure_text(wanted.precision(), kShare) + " of " +
+                with_decimals(*wanted.threshold, 3) +
+                "</b>. On texts that have not chosen the "
+                "threshold, " +
+                figure_text(wanted.precision(), kShare) + " of " +
                 counted(wanted.answered, "answer") + " were right (" +
                 interval_text(wanted.precision_interval(), kShare) + "), and " +
                 figure_text(wanted.share(), kShare) + " of the texts got one.");
@@ -195,8 +197,8 @@ std::string hint_items(const Evaluation& evaluation, const Report_data& data) {
                 interval_text(metrics.accuracy_interval(), kShare) + ".") +
            (evaluation.wanted_precision ? wanted_hint(*evaluation.wanted_precision)
                                         : trust_hint(evaluation)) +
-           calibration_hint(evaluation) + confusion_hint(data) +
-           weakest_hint(data) + few_texts_hint(data);
+           calibration_hint(evaluation) + confusion_hint(data) + weakest_hint(data) +
+           few_texts_hint(data);
 }
 
 std::string fact_items(const std::vector<Model_fact>& facts) {

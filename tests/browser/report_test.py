@@ -133,7 +133,7 @@ class Content(unittest.TestCase):
     def rows(self, table):
         return browser.run(
             "return [...document.querySelectorAll(arguments[0] + ' tbody tr')]"
-            ".map(row => [...row.cells].map(cell => cell.textContent))", table)
+            ".map(row => [...row.cells].map(cell => cell.textContent.replaceAll('\\u00a0', ' ')))", table)
 
     def test_figures_are_those_of_json(self):
         values = {row[0]: row[1] for row in self.rows("#figures")}

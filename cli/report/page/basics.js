@@ -22,7 +22,7 @@ function drawn(name, attributes = {}, ...children) {
 // The same forms of numbers as in the tables of the program.
 const grouped = (number) => String(number).replace(/\B(?=(\d{3})+$)/g, ",");
 const counted = (number, noun) => `${grouped(number)} ${noun}${number === 1 ? "" : "s"}`;
-const percent = (share) => `${(100 * share).toFixed(1)} %`;
+const percent = (share) => `${(100 * share).toFixed(1)}\u00a0%`;
 
 // An SVG with a name and a description for people who cannot see it.
 let drawnCharts = 0;
