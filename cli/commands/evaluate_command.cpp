@@ -26,7 +26,11 @@
 #include "cli/evaluate/Evaluation.h"
 #include "cli/evaluate/Report.h"
 #include "cli/evaluate/Report_json.h"
+#include "cli/kc/Text_output.h"
 #include "cli/process/Long_work.h"
+#include "cli/report/Report_collector.h"
+#include "cli/report/Report_page.h"
+#include "cli/report/Report_source.h"
 #include "text/data/Data_input.h"
 #include "text/kc/Kc_damage.h"
 #include "text/wording/Json.h"
@@ -42,6 +46,7 @@ learned the other folds, and reports mean and spread of each figure. --holdout S
 of the texts and classifies the share. The same --seed gives the same parts on every machine.
 --want-precision chooses the threshold by training texts that the answering models have not learned;
 with KC or --cv by the test texts of all folds but the one that it is tested on (5 folds with KC).
+--report FILE also writes a page for a browser, with texts of the data. It replaces only a report.
 
 Examples:
   zandrel evaluate shop.kc shop.test.tsv
@@ -49,6 +54,7 @@ Examples:
   zandrel evaluate --cv 5 shop.tsv
   zandrel evaluate --holdout 0.2 shop.tsv --analysis words
   zandrel evaluate --train shop.train.tsv --test shop.test.tsv --calibrate --want-precision 0.95
+  zandrel evaluate shop.kc shop.test.tsv --report shop.html
 
 See also: zandrel help figures, data, analysis, settings)";
 
@@ -60,6 +66,7 @@ struct Evaluate_words {
     int confusion_count = 10;
     bool lists_categories = false;
     bool writes_json = false;
+    std::string page_file;  // of --report; empty: none
     // BORROWS: options of the command.
     CLI::Option* rejection = nullptr;
     CLI::Option* cv = nullptr;
@@ -140,10 +147,14 @@ void settle_options(Evaluate_words& words) {
     settle_training(words);
 }
 
-// `Work`: evaluate or cross_validate.
+// `collector`: null: there is no page to write.   `Work`: evaluate or cross_validate.
 template <class Work>
-auto measured(Evaluate_words& words, const Work& work) {
+auto measured(Evaluate_words& words, Report_collector* collector, const Work& work) {
     settle_options(words);
+    words.options.observer = collector;
+    if (collector != nullptr) {
+        check_report_file(words.page_file);
+    }
     Long_work long_work;
     words.options.progress = &long_work.progress();
     words.options.warn = [&long_work](const std::string& text) { long_work.warn(text); };
@@ -168,14 +179,29 @@ void print_result(const Evaluate_words& words, const Result& result) {
     }
 }
 
+// `folds`: of a cross-validation; otherwise null.
+void write_page(const Evaluate_words& words, const Evaluation& evaluation,
+                const Cross_validation* folds, const Report_collector& collector) {
+    if (!words.page_file.empty()) {
+        write_text(words.page_file, [&](std::ostream& out) {
+            write_report_page(report_source(words.options), evaluation, folds, collector.data(),
+                              out);
+        });
+    }
+}
+
 void print_evaluation(Evaluate_words& words) {
+    Report_collector collector;
+    Report_collector* const observer = words.page_file.empty() ? nullptr : &collector;
     if (words.cv->count() > 0) {
-        const Cross_validation validation = measured(words, cross_validate);
+        const Cross_validation validation = measured(words, observer, cross_validate);
         print_skipped(validation.all.skipped, std::cerr);
+        write_page(words, validation.all, &validation, collector);
         print_result(words, validation);
     } else {
-        const Evaluation evaluation = measured(words, evaluation_of);
+        const Evaluation evaluation = measured(words, observer, evaluation_of);
         print_skipped(evaluation.skipped, std::cerr);
+        write_page(words, evaluation, nullptr, collector);
         print_result(words, evaluation);
     }
 }
@@ -222,6 +248,11 @@ void add_report_options(CLI::App& command, Evaluate_words& words) {
         .add_option("--explain", words.options.text_to_explain,
                     "Print what each concept of this text adds to the score of its best label")
         ->type_name("TEXT");
+    command
+        .add_option("--report", words.page_file,
+                    "Also write a page of HTML with figures, confusions, texts and charts")
+        ->check(error_of_file_name)
+        ->type_name("FILE");
     add_json_option(command, words.writes_json);
 }
 
