@@ -60,6 +60,7 @@
 #include "text/kc/Deferred_writes.h"
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_file.h"
+#include "text/kc/Kept_confidence.h"
 #include "text/kc/Replacement_file.h"
 #include "text/kc/Stored_model.h"
 #include "text/kc/unfinished_files.h"
@@ -350,12 +351,34 @@ private:
         }
     }
 
+    // Before the container learns, its answers to the new messages are judged. A training makes
+    // other classifiers, so the confidence map is dropped.
+    std::vector<Judged_answer> settle_confidence(Text_model& model) {
+        if (m_options.trains) {
+            if (model.drop_confidence()) {
+                warn_of_dropped_confidence();
+            }
+            return {};
+        }
+        return model.confidence() ? model.judge(m_used, wait().progress)
+                                  : std::vector<Judged_answer>();
+    }
+
+    void warn_of_dropped_confidence() const {
+        if (m_options.warn) {
+            m_options.warn(
+                forgotten_confidence(m_options.kc_file, "its classifiers are trained anew"));
+        }
+    }
+
     // Adds labels, trains or learns, and warns.
     void use_archive(Text_model& model, const std::vector<Concept>& labels) {
         add_labels(model, labels);
+        const std::vector<Judged_answer> judged = settle_confidence(model);
         warn_before(model);
         qtPtrLight<zeManager> manager = model.manager();
         use_archive(manager);
+        model.update_confidence(judged);
         if (m_options.warn && m_options.trains) {
             for (const std::string& text : tree_warnings(model)) {
                 warn(text);
@@ -428,11 +451,15 @@ private:
         finish();
     }
 
-    // The new container has the id, the name, the dates and all settings of the old one.
+    // The new container has the id, the name, the dates and all settings of the old one, except for
+    // the confidence map.
     void rebuild(const zeManager& old) {
         qtPtrLight<zeManager> manager(new zeManager);
         manager->m_config = old.m_config;
         manager->m_defaults = old.m_defaults;
+        if (forget_confidence(manager->m_config)) {
+            warn_of_dropped_confidence();
+        }
         std::set<Concept> known;
         for (const auto& [id, node] : old.m_logical_tree->nodes) {
             if (node.type == ZE_LEAF) {

@@ -43,6 +43,7 @@ namespace zandrel::cli {
 namespace {
 
 constexpr int kScoreDecimals = 6;
+constexpr int kConfidenceDecimals = 4;
 
 using Answer = std::function<void(const Question&, std::ostream&)>;
 
@@ -137,23 +138,29 @@ class Echo {
 public:
     enum class Form { kNone, kJson, kCsv };
 
-    // `answers`: the number of labels for a record.
-    explicit Echo(Form form = Form::kNone, int answers = 0) : m_form(form), m_answers(answers) {}
+    // `answers`: the number of labels for a record. `has_confidence`: CSV has a column for it.
+    explicit Echo(Form form = Form::kNone, int answers = 0, bool has_confidence = false)
+        : m_form(form), m_answers(answers), m_has_confidence(has_confidence) {}
 
     // Returns the header with the names of the answers.
     // RAISES: Data_error if it has such a name already.
     std::string header(std::vector<std::string> names, const std::string& file) {
         m_width = names.size();
         const std::set<std::string> known(names.begin(), names.end());
-        for (int i = 1; i <= m_answers; ++i) {
-            for (const char* const kind : {"category_", "score_"}) {
-                names.push_back(kind + std::to_string(i));
-                if (known.count(names.back()) != 0) {
-                    throw Data_error(file, 1,
-                                     "the header has a column \"" + names.back() +
-                                         "\" already, and --csv adds a column of this name");
-                }
+        const auto add = [&](const std::string& name) {
+            if (known.count(name) != 0) {
+                throw Data_error(file, 1,
+                                 "the header has a column \"" + name +
+                                     "\" already, and --csv adds a column of this name");
             }
+            names.push_back(name);
+        };
+        for (int i = 1; i <= m_answers; ++i) {
+            add("category_" + std::to_string(i));
+            add("score_" + std::to_string(i));
+        }
+        if (m_has_confidence) {
+            add("confidence");
         }
         return csv_row(names);
     }
@@ -185,6 +192,7 @@ private:
 
     Form m_form;
     int m_answers;
+    bool m_has_confidence;
     std::size_t m_width = 0;  // of the header or the last row; 0 before it
 };
 
@@ -241,9 +249,20 @@ std::string without_control_characters(std::string_view label) {
     return printable;
 }
 
-void print_ranking(const Ranking& ranking, std::ostream& out) {
+// An answer of classify.
+struct Classified {
+    Ranking ranking;                   // empty if the answer is rejected
+    std::optional<double> confidence;  // missing if it is not asked for, or the model has no map
+    std::optional<bool> is_rejected;   // missing without --reject
+};
+
+void print_ranking(const Classified& answer, bool shows_confidence, std::ostream& out) {
     const char* separator = "";
-    for (const Scored_label& entry : ranking) {
+    if (shows_confidence && !answer.ranking.empty()) {
+        out << with_decimals(*answer.confidence, kConfidenceDecimals);
+        separator = "\t";
+    }
+    for (const Scored_label& entry : answer.ranking) {
         out << separator << without_control_characters(entry.label) << '\t'
             << with_decimals(entry.score, kScoreDecimals);
         separator = "\t";
@@ -252,31 +271,49 @@ void print_ranking(const Ranking& ranking, std::ostream& out) {
 }
 
 // `record`: the JSON object to repeat; empty: none.
-void print_ranking_json(const Ranking& ranking, const Text_model& model, std::string_view record,
+void print_ranking_json(const Classified& answer, const Text_model& model, std::string_view record,
                         std::ostream& out) {
-    nlohmann::ordered_json categories = nlohmann::ordered_json::array();
-    for (const Scored_label& entry : ranking) {
+    nlohmann::ordered_json members;
+    nlohmann::ordered_json& categories = members["categories"] = nlohmann::ordered_json::array();
+    for (const Scored_label& entry : answer.ranking) {
         categories.push_back(
             {{"category", entry.label}, {"path", model.path_of(entry)}, {"score", entry.score}});
     }
-    if (record.empty()) {
-        print_json({{"categories", categories}}, Json_form::kOneLine, out);
-    } else {
-        out << with_member(record, "categories", json_text(categories)) << '\n';
+    if (answer.confidence) {
+        members["confidence"] = *answer.confidence;
     }
+    if (answer.is_rejected) {
+        members["rejected"] = *answer.is_rejected;
+    }
+    if (record.empty()) {
+        print_json(members, Json_form::kOneLine, out);
+        return;
+    }
+    std::string text(record);
+    for (const auto& [name, value] : members.items()) {
+        text = with_member(text, name, json_text(value));
+    }
+    out << text << '\n';
 }
 
 // `row`: of the record. Empty columns fill the place of labels that are missing.
-void print_ranking_csv(const Ranking& ranking, int wanted, std::string_view row,
-                       std::ostream& out) {
+void print_ranking_csv(const Classified& answer, const Classify_options& options,
+                       std::string_view row, std::ostream& out) {
     out << row;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(wanted); ++i) {
+    const Ranking& ranking = answer.ranking;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(options.wanted_labels); ++i) {
         out << ',';
         if (i < ranking.size()) {
             out << csv_row(
                 {std::string(ranking[i].label), with_decimals(ranking[i].score, kScoreDecimals)});
         } else {
             out << ',';
+        }
+    }
+    if (options.shows_confidence) {
+        out << ',';
+        if (answer.confidence) {
+            out << with_decimals(*answer.confidence, kConfidenceDecimals);
         }
     }
     out << '\n';
@@ -313,7 +350,7 @@ void drop_below(double threshold, Ranking& ranking) {
 
 Echo echo_of(const Line_input& input, const Classify_options& options) {
     if (options.writes_csv) {
-        return Echo(Echo::Form::kCsv, options.wanted_labels);
+        return Echo(Echo::Form::kCsv, options.wanted_labels, options.shows_confidence);
     }
     const bool repeats = options.writes_json && input.format == Data_format::kJsonLines;
     return Echo(repeats ? Echo::Form::kJson : Echo::Form::kNone);
@@ -337,21 +374,44 @@ void print_reasons(const Labelled_text& message, const Explain_options& options,
     }
 }
 
+// The confidence needs a second label, so it is not made if nobody asks for it.
+bool needs_confidence(const Classify_options& options, const Text_model& model) {
+    return model.confidence().has_value() &&
+           (options.writes_json || options.shows_confidence || options.reject);
+}
+
+Classified classified(const Labelled_text& message, const Classify_options& options,
+                      Text_model& model) {
+    Classified answer;
+    if (needs_confidence(options, model)) {
+        Rated_ranking rated = model.rank_rated(message, options.wanted_labels);
+        answer.ranking = std::move(rated.ranking);
+        answer.confidence = model.confidence()->of(rated.scores);
+    } else {
+        answer.ranking = model.rank(message, options.wanted_labels);
+    }
+    drop_below(options.threshold, answer.ranking);
+    if (options.reject) {
+        answer.is_rejected = *answer.confidence < *options.reject;
+        if (*answer.is_rejected) {
+            answer.ranking.clear();
+        }
+    }
+    return answer;
+}
+
 void classify_one(const Question& question, const Classify_options& options, Text_model& model,
                   std::ostream& out) {
-    Ranking ranking;
-    if (!question.is_refused) {
-        ranking = model.rank(question.message, options.wanted_labels);
-        drop_below(options.threshold, ranking);
-    }
+    const Classified answer =
+        question.is_refused ? Classified() : classified(question.message, options, model);
     if (options.writes_csv) {
-        print_ranking_csv(ranking, options.wanted_labels, question.echo, out);
+        print_ranking_csv(answer, options, question.echo, out);
     } else if (question.is_refused) {
         print_refusal(question.message.text, "", options.writes_json, out);
     } else if (options.writes_json) {
-        print_ranking_json(ranking, model, question.echo, out);
+        print_ranking_json(answer, model, question.echo, out);
     } else {
-        print_ranking(ranking, out);
+        print_ranking(answer, options.shows_confidence, out);
     }
 }
 

@@ -49,6 +49,8 @@ struct Classify_options {
     double threshold = 0.0;  // least score of a label, 0 to 1
     bool writes_json = false;
     bool writes_csv = false;
+    bool shows_confidence = false;      // as JSON it is always there if the model has a map
+    std::optional<double> reject = {};  // least confidence of an answer, 0 to 1
 };
 
 // Writes exactly one line for each line of the input, in the same order: labels and scores, the
@@ -63,6 +65,12 @@ struct Classify_options {
 // columns for each wanted label, the label and its score; they are empty where there is no label. A
 // header gets the names category_1, score_1, category_2 and so on. A record that is not from a
 // table is a row with its text. The row of a bad record has empty columns.
+//
+// The confidence is that of the best label of the model, also if the threshold removes the label.
+// It has four decimals: as the first column of a line that has a label, as a JSON member
+// `confidence`, and as CSV in the last column. An answer whose confidence is below `reject` has no
+// labels: its line is empty. With `reject` the JSON object has the member `rejected`, true or
+// false. REQUIRES: a model with a confidence map, for `shows_confidence` and `reject`.
 //
 // The answers are flushed before we wait for the next line. So the reader of the output can be the
 // writer of the input, and wait for each answer.

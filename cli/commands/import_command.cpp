@@ -111,7 +111,7 @@ void check_same_analysis(const Import_words& words, const zeManager& manager,
 Import_report merge(const Import_words& words, Long_work& work) {
     qtPtrLight<zeManager> other = read_other(words.other_file, work.progress());
     Import_report report;
-    edit_kc(
+    const std::string warning = edit_kc(
         words.file, {words.seconds_to_wait, &work.progress()},
         [&](qtPtrLight<zeManager>& manager) {
             check_same_analysis(words, *manager, *other);
@@ -123,6 +123,9 @@ Import_report merge(const Import_words& words, Long_work& work) {
             return true;
         },
         words.bound);
+    if (!warning.empty()) {
+        work.warn(warning);
+    }
     return report;
 }
 

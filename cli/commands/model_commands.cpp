@@ -26,6 +26,7 @@
 #include "text/data/File_kind.h"
 #include "text/errors.h"
 #include "text/kc/Kc_damage.h"
+#include "text/kc/Kept_confidence.h"
 #include "text/kc/Stored_model.h"
 #include "text/model/leave_to_exit.h"
 #include "text/train/Training.h"
@@ -49,13 +50,16 @@ Examples:
 With --cached N the container gets the cached form: it is trained in its file, with at most N statistical
 classifiers in memory, and can be larger than the memory. It is written as a whole or not at all.
 
+With --calibrate the container also learns how far its answers can be trusted, for classify --confidence
+and --reject. learn keeps that true.
+
 A tree with rules is trained with --tree. After edits of the tree, --keep-tree trains the classifiers of
 the container anew.
 
   zandrel train desk.kc desk.train.jsonl --tree desk.tree
   zandrel train desk.kc desk.train.jsonl --keep-tree
 
-See also: zandrel help containers, data, analysis, settings, trees)";
+See also: zandrel help containers, data, analysis, settings, trees, confidence)";
 
 constexpr const char* kLearnNotes =
     R"(The texts of all data files are learned as one bulk and added to the container. Its file is replaced as
@@ -79,13 +83,18 @@ CSV, JSON lines and lines with __label__ have one answer for each record, see `z
 name. With --csv the answer is the row with the columns category_1, score_1 and so on, for the -k best
 labels. The answer to a bad record is like that to a line that is too long, or a row of empty columns.
 
+If the container was trained with --calibrate, --jsonl adds a member `confidence`: the chance that the
+best label is right, see `zandrel help confidence`. --confidence prints it as the first column of a line
+with an answer, or with --csv as the last column. With --reject 0.8 an answer with a lower confidence is
+an empty line, empty columns, or an empty list with `rejected`: true.
+
 Examples:
   zandrel classify shop.kc messages.txt
   zandrel classify shop.kc messages.txt --jobs 4
   echo "Where is my parcel?" | zandrel classify shop.kc -k 3
   zandrel classify shop.kc export.csv --text body --csv
 
-See also: zandrel help data, containers, analysis, editing)";
+See also: zandrel help data, containers, analysis, editing, confidence)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score of its best label, or of the
@@ -290,8 +299,18 @@ void with_lines_of(const Filter_words& words, Command_result& result,
           words.jobs, format, words.form});
 }
 
+// RAISES: Usage_error if an option needs a confidence map that the container does not have.
+void check_confidence(const Filter_words& words, const Text_model& model) {
+    const bool shows = words.classify.shows_confidence;
+    if ((shows || words.classify.reject) && !model.confidence()) {
+        throw Usage_error(std::string(shows ? "--confidence: " : "--reject: ") +
+                          missing_confidence(words.kc_file, model.manager()->m_config));
+    }
+}
+
 void classify(const Filter_words& words, Command_result& result) {
     const std::unique_ptr<Text_model> model = model_of(words);
+    check_confidence(words, *model);
     with_lines_of(words, result, [&](const Line_input& input) {
         work_on_container(words.kc_file,
                           [&] { classify_lines(input, words.classify, *model, std::cout); });
@@ -364,6 +383,14 @@ void add_classify(CLI::App& app, Command_result& result) {
         .add_flag("--csv", words->classify.writes_csv,
                   "Print a CSV row for each record, with the answer in further columns")
         ->excludes(jsonl);
+    command.add_flag("--confidence", words->classify.shows_confidence,
+                     "Print the chance that the best label is right, of a container that was "
+                     "trained with --calibrate");
+    command
+        .add_option("--reject", words->classify.reject,
+                    "Give no answer whose confidence is below C, 0 to 1")
+        ->check(error_of_share)
+        ->type_name("C");
     command.footer(kClassifyNotes);
     command.callback([words, &result] { classify(*words, result); });
 }

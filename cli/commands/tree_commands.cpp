@@ -123,7 +123,7 @@ std::vector<std::string> warnings_of_new_rules(const std::string& file, const ze
 // if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     std::vector<std::string> warnings;
-    edit_kc(
+    const std::string dropped = edit_kc(
         target.file, {target.seconds_to_wait, &work.progress()},
         [&](qtPtrLight<zeManager>& manager) {
             const std::set<std::string> known = rules_of(*manager->m_logical_tree);
@@ -140,6 +140,9 @@ void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
         target.bound);
     for (const std::string& warning : warnings) {
         work.warn(warning);
+    }
+    if (!dropped.empty()) {
+        work.warn(dropped);
     }
 }
 

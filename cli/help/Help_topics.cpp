@@ -244,6 +244,31 @@ is for the best labels. There are also `accuracy`, `ece_top`, `ece_pairs`, `brie
 and each of `folds`. One of `training` and `loading` is null. An explanation contains what each
 concept adds to the score of the best label.)";
 
+constexpr std::string_view kConfidence =
+    R"(The confidence of an answer is the chance that its best label is right. The score of a label is a
+little too low for that, above all if there are many labels.
+
+  zandrel train shop.kc shop.train.tsv --calibrate
+  zandrel classify shop.kc messages.txt --confidence --reject 0.8
+
+train --calibrate divides the texts into three folds. Three models, each of two folds, answer the third
+one, and from these answers train learns a map from the two highest scores to the chance. The map is
+kept in the container. It is non-decreasing: a higher score, or a greater lead over the second label,
+never has a lower confidence. A map of few answers follows the scores.
+
+learn, archive learn  answer the new texts before they learn them, and update the map. A text with a
+                      label that the container does not know has a wrong answer. The map remembers
+                      about 5,000 answers, and newer ones count more.
+tree, import          drop the map with a warning if the tree has other answers afterwards; a new name
+                      or note keeps it, and so does learn --add-categories
+options               drop it if a setting changes on which scores depend
+train --keep-tree     drops it, or makes a new one with --calibrate
+archive train         drops it
+
+classify --confidence prints it as the first column, --jsonl as the member `confidence`, --csv
+--confidence as the last column. --reject C gives no answer below C. info shows the number of answers
+of the map. Texts of a topic that no label has usually have a low confidence, but some have a high one.)";
+
 constexpr std::string_view kExitStatus =
     R"(The exit status is 0 for success, or:
     1  check: the file is repairable
@@ -270,6 +295,7 @@ constexpr Help_topic kTopics[] = {
     {"editing", "Paths of nodes, and edits of a tree", kEditing},
     {"archives", "The life of a message archive, and its figures", kArchives},
     {"figures", "The figures of evaluate", kFigures},
+    {"confidence", "How far an answer can be trusted: train --calibrate", kConfidence},
     {"exit-status", "Exit statuses and signals", kExitStatus},
 };
 

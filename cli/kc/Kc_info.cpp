@@ -20,6 +20,7 @@
 #include "text/kc/Kc_tree_view.h"
 #include "text/kc/Kept_analysis.h"
 #include "text/kc/Kept_choices.h"
+#include "text/kc/Kept_confidence.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
 
@@ -146,6 +147,9 @@ Kc_info kc_info(zeManager& manager) {
     info.analysis = optional_setting(manager.m_config, kAnalysisKey);
     info.stem_language = optional_setting(manager.m_config, kStemKey);
     info.choices = kept_choices(manager.m_config, manager.m_defaults);
+    if (const auto map = kept_confidence(manager.m_config)) {
+        info.confidence_answers = map->answer_count();
+    }
     add_tree(manager, info);
     return info;
 }
@@ -199,6 +203,9 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
     if (!info.choices.empty()) {
         print_field("program's choices", joined(info.choices), out);
     }
+    if (info.confidence_answers) {
+        print_field("confidence", "from " + counted(*info.confidence_answers, "answer"), out);
+    }
     print_field("created", moment_text(info.created), out);
     print_field("last trained", moment_text(info.last_trained), out);
     print_tree_counts(info, out);
@@ -209,6 +216,9 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         out << "optional settings\n";
     }
     for (const auto& [key, value] : info.optional) {
+        if (key == kConfidenceKey && info.confidence_answers) {
+            continue;  // a long list of numbers
+        }
         out << "  " << shown_text(key) << '=' << shown_text(value) << '\n';
     }
 }
@@ -237,6 +247,9 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     json["choices"] = Json::object();
     for (const Chosen_setting& each : info.choices) {
         json["choices"][each.key] = value_json(each.value);
+    }
+    if (info.confidence_answers) {
+        json["confidence_answers"] = *info.confidence_answers;
     }
     json["created"] = moment_text(info.created);
     json["last_trained"] = moment_text(info.last_trained);

@@ -49,7 +49,9 @@ struct Kc_info {
     std::string analysis;                 // its name; empty: the container has none
     std::string stem_language;            // empty: words stay as they are
     std::vector<Chosen_setting> choices;  // settings that the program chose and nobody changed
-    // All optional settings, also those from which the three members above come.
+    // Answers from which the confidence map is made; missing without a map.
+    std::optional<std::size_t> confidence_answers;
+    // All optional settings, also those from which the four members above come.
     std::vector<std::pair<std::string, std::string>> optional;
 };
 

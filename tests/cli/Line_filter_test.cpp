@@ -386,6 +386,82 @@ TEST_F(LineFilterTest, EachLineIsExplainedByTheRequestedNumberOfConcepts) {
     EXPECT_THAT(Explained("goal\n", nullptr, false), testing::Not(HasSubstr("more)")));
 }
 
+// A map whose confidence is the score itself, with four decimals.
+class ConfidenceFilterTest : public LineFilterTest {
+protected:
+    ConfidenceFilterTest() { m_model.give_confidence(Confidence_map::fit({})); }
+
+    std::string ConfidenceOf(const std::string& text) {
+        const Ranking ranking = m_model.rank(text, 2);
+        return with_decimals(m_model.confidence()->of(top_scores(ranking)), 4);
+    }
+};
+
+TEST_F(ConfidenceFilterTest, ConfidenceIsTheFirstColumnOfAnAnswer) {
+    const std::string usual = Classified("the goal\n\nthe bread\n");
+    m_options.shows_confidence = true;
+    std::istringstream lines(usual);
+    std::string expected;
+    for (const char* const text : {"the goal", "", "the bread"}) {
+        std::string line;
+        std::getline(lines, line);
+        expected += (line.empty() ? "" : ConfidenceOf(text) + "\t" + line) + "\n";
+    }
+
+    EXPECT_EQ(Classified("the goal\n\nthe bread\n"), expected);
+    EXPECT_THAT(expected, HasSubstr("\tsport\t"));
+}
+
+TEST_F(ConfidenceFilterTest, ColumnsStayWithoutTheOption) {
+    const std::string with_map = Classified("the goal\nthe bread\n");
+    m_model.drop_confidence();
+
+    EXPECT_EQ(Classified("the goal\nthe bread\n"), with_map);
+}
+
+TEST_F(ConfidenceFilterTest, JsonHasTheConfidenceOnlyWithAMap) {
+    m_options.writes_json = true;
+    const nlohmann::json answer = nlohmann::json::parse(Classified("the goal"));
+    EXPECT_EQ(with_decimals(answer.at("confidence").get<double>(), 4), ConfidenceOf("the goal"));
+    EXPECT_FALSE(answer.contains("rejected"));
+    EXPECT_EQ(answer.at("categories").size(), 1U);
+    m_model.drop_confidence();
+    EXPECT_FALSE(nlohmann::json::parse(Classified("the goal")).contains("confidence"));
+}
+
+TEST_F(ConfidenceFilterTest, AnswerBelowTheLeastConfidenceIsRejected) {
+    const double confidence = m_model.confidence()->of(top_scores(m_model.rank("the goal", 2)));
+    m_options.reject = confidence;
+    EXPECT_THAT(Labels("the goal"), ElementsAre("sport"));
+    m_options.reject = confidence + 0.0001;
+    EXPECT_EQ(Classified("the goal\n"), "\n");
+    m_options.writes_json = true;
+    const nlohmann::json answer = nlohmann::json::parse(Classified("the goal"));
+    EXPECT_TRUE(answer.at("categories").empty());
+    EXPECT_EQ(answer.at("rejected"), true);
+    EXPECT_EQ(answer.at("confidence"), confidence);
+    m_options.reject = 0.0;
+    EXPECT_EQ(nlohmann::json::parse(Classified("the goal")).at("rejected"), false);
+}
+
+TEST_F(ConfidenceFilterTest, ConfidenceIsThatOfTheBestLabelBelowTheThreshold) {
+    m_options.writes_json = true;
+    m_options.threshold = 1.0;
+    const nlohmann::json answer = nlohmann::json::parse(Classified("the goal the bread"));
+    EXPECT_TRUE(answer.at("categories").empty());
+    EXPECT_GT(answer.at("confidence"), 0.0);
+}
+
+TEST_F(ConfidenceFilterTest, CsvHasTheConfidenceInTheLastColumn) {
+    m_options.writes_csv = true;
+    m_options.wanted_labels = 2;
+    const std::string usual = Classified("the goal\n");
+    m_options.shows_confidence = true;
+
+    EXPECT_EQ(Classified("the goal\n"),
+              usual.substr(0, usual.size() - 1) + "," + ConfidenceOf("the goal") + "\n");
+}
+
 }  // namespace
 
 }  // namespace zandrel::cli

@@ -18,7 +18,7 @@ mapfile -t topics < <(names_below Topics)
 [[ "${commands[*]}" == \
     'evaluate split train learn classify explain rules dump check rebuild-index info convert export options tree import archive corpus help' ]] ||
     fail "$command: other commands: ${commands[*]}"
-[[ "${topics[*]}" == 'containers data analysis settings trees editing archives figures exit-status' ]] ||
+[[ "${topics[*]}" == 'containers data analysis settings trees editing archives figures confidence exit-status' ]] ||
     fail "$command: other topics: ${topics[*]}"
 expect 0 help
 cmp -s out main.txt || fail "$command: not as --help"

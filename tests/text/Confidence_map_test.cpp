@@ -99,21 +99,21 @@ TEST(ConfidenceMapTest, TextWithoutAnAnswerHasNoConfidence) {
 // The last two are in the wrong order. Together they have (82.741 + 77.744) / 240 = 0.66868, at the
 // index 1.3125. The score 0.5 has the index 0, which is 0.9375 / 2.25 = 0.41667 of the way from the
 // first knot to the second one: 0.29689 + 0.41667 * 0.37179 = 0.45180. The confidence is
-// 0.95 * 0.45180 + 0.05 * 0.5 = 0.45421.
+// 0.9 * 0.45180 + 0.1 * 0.5 = 0.45662.
 TEST(ConfidenceMapTest, CurveIsThatOfTheExampleWorkedOutByHand) {
     const auto map =
         Confidence_map::parse("1 300 0 10000 0 24:30000:70000 36:70000:30000 48:60000:40000");
     ASSERT_TRUE(map.has_value());
 
-    EXPECT_NEAR(map->of({0.5, 0.1}), 0.4542, 0.0001);
+    EXPECT_NEAR(map->of({0.5, 0.1}), 0.4566, 0.0001);
     // 1 / (1 + e^-1.3125) = 0.78791 is the score with the index of the second knot.
-    EXPECT_NEAR(map->of({0.78791, 0.1}), 0.95 * 0.66868 + 0.05 * 0.78791, 0.0001);
+    EXPECT_NEAR(map->of({0.78791, 0.1}), 0.9 * 0.66868 + 0.1 * 0.78791, 0.0001);
     // The index 2.3125 is 1 beyond it. The chance 0.66868 has the index 0.70222, and the index
     // 1.70222 has the chance 0.84583.
-    EXPECT_NEAR(map->of({0.90990, 0.1}), 0.95 * 0.84583 + 0.05 * 0.90990, 0.0001);
+    EXPECT_NEAR(map->of({0.90990, 0.1}), 0.9 * 0.84583 + 0.1 * 0.90990, 0.0001);
     // The index -1.9375 is 1 before the first knot, whose chance has the index -0.86217. The index
     // -1.86217 has the chance 0.13445.
-    EXPECT_NEAR(map->of({0.12591, 0.1}), 0.95 * 0.13445 + 0.05 * 0.12591, 0.0001);
+    EXPECT_NEAR(map->of({0.12591, 0.1}), 0.9 * 0.13445 + 0.1 * 0.12591, 0.0001);
 }
 
 TEST(ConfidenceMapTest, ScoresThatAreTooLowGetTheShareOfRightAnswers) {
@@ -121,11 +121,11 @@ TEST(ConfidenceMapTest, ScoresThatAreTooLowGetTheShareOfRightAnswers) {
     const Confidence_map map = Confidence_map::fit(answers);
 
     // In the middle the score is 0.5 and the share of right answers 0.8.
-    EXPECT_NEAR(map.of({0.5, 0.25}), 0.95 * 0.8 + 0.05 * 0.5, 0.03);
+    EXPECT_NEAR(map.of({0.5, 0.25}), 0.9 * 0.8 + 0.1 * 0.5, 0.03);
     double sum = 0.0;
     double right = 0.0;
     for (const Judged_answer& answer : answers) {
-        sum += (map.of(answer.scores) - 0.05 * answer.scores.best) / 0.95;
+        sum += (map.of(answer.scores) - 0.1 * answer.scores.best) / 0.9;
         right += answer.is_right ? 1.0 : 0.0;
     }
     EXPECT_NEAR(sum / 4000.0, right / 4000.0, 0.005);
@@ -160,14 +160,14 @@ TEST(ConfidenceMapTest, SameAnswersGiveTheSameText) {
 
 TEST(ConfidenceMapTest, UpdatesMoveTheMapToNewerAnswers) {
     Confidence_map map = Confidence_map::fit(same_answers({0.5, 0.1}, 6000, 5400));
-    EXPECT_NEAR(map.of({0.5, 0.1}), 0.95 * 0.9 + 0.05 * 0.5, 0.01);
+    EXPECT_NEAR(map.of({0.5, 0.1}), 0.9 * 0.9 + 0.1 * 0.5, 0.01);
 
     const Answers worse = same_answers({0.5, 0.1}, 1000, 300);
     for (int i = 0; i < 60; ++i) {
         map.update(worse);
     }
 
-    EXPECT_NEAR(map.of({0.5, 0.1}), 0.95 * 0.3 + 0.05 * 0.5, 0.01);
+    EXPECT_NEAR(map.of({0.5, 0.1}), 0.9 * 0.3 + 0.1 * 0.5, 0.01);
     EXPECT_EQ(map.answer_count(), 66000U);
 }
 
@@ -193,7 +193,7 @@ TEST(ConfidenceMapTest, TextStaysSmallForEver) {
     }
 
     EXPECT_LE(map.text().size(), 2000U);
-    EXPECT_NEAR(map.of({0.5, 0.25}), 0.95 * 0.75 + 0.05 * 0.5, 0.04);
+    EXPECT_NEAR(map.of({0.5, 0.25}), 0.9 * 0.75 + 0.1 * 0.5, 0.04);
 }
 
 TEST(ConfidenceMapTest, TextIsReadBackExactly) {

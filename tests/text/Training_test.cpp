@@ -99,6 +99,89 @@ protected:
     Learning_options m_learning;
 };
 
+TEST_F(TrainingTest, CalibrationChangesOnlyTheConfidenceOfTheModel) {
+    const std::vector<Labelled_text> test_texts = read_labelled_file(kShop + ".test.tsv");
+    m_training.data_files = {kShop + ".train.tsv"};
+    EXPECT_FALSE(train_kc(m_training).confidence_answers.has_value());
+    const std::unique_ptr<Text_model> usual = Model();
+    m_training.calibrates = true;
+    EXPECT_EQ(train_kc(m_training).confidence_answers, 968U);
+    const std::unique_ptr<Text_model> calibrated = Model();
+
+    EXPECT_FALSE(usual->confidence().has_value());
+    ASSERT_TRUE(calibrated->confidence().has_value());
+    EXPECT_EQ(calibrated->confidence()->answer_count(), 968U);
+    expect_same_rankings(*usual, *calibrated, test_texts);
+}
+
+TEST_F(TrainingTest, CompactAndCachedContainersKeepTheSameMap) {
+    m_training.data_files = {kShop + ".train.tsv"};
+    m_training.calibrates = true;
+    train_kc(m_training);
+    const std::string map = Model()->confidence()->text();
+    m_training.compact = true;
+    train_kc(m_training);
+    EXPECT_EQ(Model()->confidence()->text(), map);
+    m_training.compact = false;
+    m_training.bound.given = 1;
+    train_kc(m_training);
+    EXPECT_EQ(Model()->confidence()->text(), map);
+}
+
+TEST_F(TrainingTest, TrainingInTheSameTreeDropsTheMapOrMakesTheSameAgain) {
+    m_training.data_files = {kShop + ".train.tsv"};
+    m_training.calibrates = true;
+    train_kc(m_training);
+    const std::string map = Model()->confidence()->text();
+    std::vector<std::string> warnings;
+    m_training.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    m_training.keeps_tree = true;
+    m_training.calibrates = false;
+    train_kc(m_training);
+    EXPECT_FALSE(Model()->confidence().has_value());
+    EXPECT_THAT(warnings, ElementsAre(HasSubstr(
+                              "has no confidence map any more, since its classifiers are trained "
+                              "anew; zandrel train --calibrate makes one")));
+    m_training.calibrates = true;
+    train_kc(m_training);
+    EXPECT_EQ(Model()->confidence()->text(), map);
+    EXPECT_EQ(warnings.size(), 1U);
+}
+
+TEST_F(TrainingTest, CalibrationInTheTreeOfACachedContainerIsRefused) {
+    m_training.data_files = {kShop + ".train.tsv"};
+    m_training.bound.given = 1;
+    train_kc(m_training);
+    const std::string before = m_folder.content("a.kc");
+    m_training.keeps_tree = m_training.calibrates = true;
+
+    EXPECT_THROW(train_kc(m_training), Usage_error);
+    EXPECT_EQ(m_folder.content("a.kc"), before);
+}
+
+// The two texts are answered before they are learned. The second one has a new label, so its answer
+// is wrong.
+TEST_F(TrainingTest, LearningUpdatesTheMapByTheAnswersBefore) {
+    m_training.data_files = {kShop + ".train.tsv"};
+    m_training.calibrates = true;
+    train_kc(m_training);
+    const std::unique_ptr<Text_model> before = Model();
+    Confidence_map map = *before->confidence();
+    const Labelled_text known = {{"delivery"}, "Where is my parcel?"};
+    const Labelled_text unknown = {{"weather"}, "Where is my umbrella?"};
+    const Judged_answer answers[] = {before->judge(known), before->judge(unknown)};
+    EXPECT_TRUE(answers[0].is_right);
+    EXPECT_FALSE(answers[1].is_right);
+    map.update(answers);
+
+    m_learning.adds_categories = true;
+    const Training_summary summary =
+        Learn("delivery\tWhere is my parcel?\nweather\tWhere is my umbrella?\n");
+
+    EXPECT_EQ(summary.confidence_answers, 970U);
+    EXPECT_EQ(Model()->confidence()->text(), map.text());
+}
+
 TEST_F(TrainingTest, WrittenModelRanksLikeTheOneInMemory) {
     const std::vector<Labelled_text> train_texts = read_labelled_file(kShop + ".train.tsv");
     const std::vector<Labelled_text> test_texts = read_labelled_file(kShop + ".test.tsv");

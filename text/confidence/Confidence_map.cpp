@@ -21,9 +21,9 @@
 // 1 beyond the last knot. The index of the chance 0.65 is 0.62, so the chance is that of 1.62:
 // 0.83.
 //
-// The confidence is 95 % of this chance and 5 % of the score. Texts that come later differ a little
-// from the texts whose answers were judged, and more of the answers to them are wrong. Scores are
-// usually lower than the chance, and so they make the confidence a little more cautious.
+// The confidence is 90 % of this chance and 10 % of the score. Texts that come later differ a
+// little from the texts whose answers were judged, and more of the answers to them are wrong.
+// Scores are usually lower than the chance, and so they make the confidence a little more cautious.
 //
 // Groups are made anew whenever the counts change. So they follow scores that grow in the course of
 // learning, and the cells, which cannot move, are small.
@@ -47,7 +47,7 @@ constexpr std::int64_t kKeptAnswers = 5000 * kThousandth;
 
 constexpr std::int64_t kGroups = 16;
 constexpr double kExpectedAnswers = 20.0 * kThousandth;  // of step 2
-constexpr double kScoreShare = 0.05;
+constexpr double kScoreShare = 0.1;
 constexpr double kConfidenceSteps = 10000.0;  // of a confidence from 0 to 1
 
 // Neighbouring cells. All sums are in thousandths of an answer.

@@ -6,6 +6,7 @@
 #include "zandrel/knowledge/zeManager.h"
 
 #include "text/errors.h"
+#include "text/kc/Changed_answers.h"
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_file.h"
 #include "text/kc/Kc_tree.h"
@@ -38,18 +39,23 @@ void view_kc(const std::string& path, CTProgress* progress, const Kc_view& view,
     leave_to_exit(manager);
 }
 
-void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
-             const Cache_bound& bound) {
+std::string edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
+                    const Cache_bound& bound) {
     check_readable(path);
     const Kc_lock lock(path, wait);
     qtPtrLight<zeManager> manager = read_kc(lock, wait.progress, bound);
+    const Changed_answers before =
+        work_on_container(path, [&manager] { return Changed_answers(manager); });
     bool has_changed = false;
     change_in_place(lock, *manager, [&] { has_changed = is_changed(path, change, manager); });
+    std::string warning;
     if (has_changed) {
+        warning = work_on_container(path, [&] { return before.drop_confidence(path, manager); });
         work_on_container(path,
                           [&] { write_kc(lock, *manager, manager->m_compact, wait.progress); });
     }
     leave_to_exit(manager);
+    return warning;
 }
 
 }  // namespace zandrel

@@ -29,11 +29,13 @@ using Kc_change = std::function<bool(qtPtrLight<zeManager>& manager)>;
 // Locks the container of a file, reads it, changes it, and writes it in place of the file, or, in
 // cached form, into the file. The file stays as it is if the change is refused or changes nothing.
 // In cached form this is true only if the change uses Deferred_writes, or writes nothing before its
-// last check. A compact container stays compact.
+// last check. A compact container stays compact. If the change gives the container other answers,
+// it loses its confidence map (Changed_answers). Returns a warning about that for the user, or an
+// empty text.
 // RAISES: Data_error "FILE: message" for a change that is refused; what Kc_lock,
 // read_kc and write_kc raise, and what the change raises otherwise.
-void edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
-             const Cache_bound& bound = {});
+std::string edit_kc(const std::string& path, const Lock_wait& wait, const Kc_change& change,
+                    const Cache_bound& bound = {});
 
 }  // namespace zandrel
 

@@ -84,8 +84,6 @@ struct Training_summary {
     std::size_t labels = 0;      // of the container afterwards
     std::size_t new_labels = 0;  // of them
     std::uintmax_t bytes = 0;    // of the file
-    // Answers from which the confidence map of the container is made; missing without a map.
-    std::optional<std::size_t> confidence_answers = std::nullopt;
 
     Skipped_lines skipped = {};
 
@@ -97,6 +95,8 @@ struct Training_summary {
     };
 
     std::optional<Cache_use> cache = std::nullopt;
+    // Answers from which the confidence map of the container is made; missing without a map.
+    std::optional<std::size_t> confidence_answers = std::nullopt;
 };
 
 // If train_kc or learn_into_kc fails, the file stays as it was, unless the change has been noted

@@ -1,0 +1,45 @@
+// Changed_answers: whether an edit of a container changes its answers, so that its confidence map
+// does not belong to them any more.
+#ifndef ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
+#define ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "zandrel/foundation/qtPtr.h"
+
+#include "text/kc/Kc_options.h"
+
+class zeManager;
+
+namespace zandrel {
+
+// What the answers of a container depend on, except for what its classifiers have learned: the tree
+// without names and notes, and the settings that scores depend on. Names of categories matter only
+// where two leaves have the same one. Make one before an edit. It is empty, and costs nothing, if
+// the container has no confidence map.
+class Changed_answers {
+public:
+    explicit Changed_answers(qtPtrLight<zeManager>& manager);
+
+    // Drops the map if the container has other answers now. Returns a warning that says so, or an
+    // empty text. `path`: of the container.
+    std::string drop_confidence(const std::string& path, qtPtrLight<zeManager>& manager) const;
+
+private:
+    // Id, type, attributes, threshold, rule, parent, and the first leaf with the same category.
+    using Node = std::tuple<unsigned int, unsigned char, unsigned char, double, std::string,
+                            unsigned int, unsigned int>;
+
+    static std::vector<Node> nodes_of(const zeManager& manager);
+    static std::vector<Kc_setting> settings_of(qtPtrLight<zeManager>& manager);
+
+    bool m_has_map;
+    std::vector<Node> m_nodes;  // sorted
+    std::vector<Kc_setting> m_settings;
+};
+
+}  // namespace zandrel
+
+#endif  // ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
