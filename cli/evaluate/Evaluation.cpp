@@ -63,6 +63,7 @@
 #include "text/kc/Corpus_analysis.h"
 #include "text/kc/Kc_damage.h"
 #include "text/kc/Kc_header.h"
+#include "text/kc/Kept_confidence.h"
 #include "text/kc/Stored_model.h"
 #include "text/kc/stat_classifiers.h"
 #include "text/model/Cpu_timer.h"
@@ -71,7 +72,6 @@
 #include "text/model/Tree_warnings.h"
 #include "text/model/leave_to_exit.h"
 #include "text/suggest/Tree_suggestion.h"
-#include "text/wording/Shown_text.h"
 
 namespace zandrel::cli {
 
@@ -466,8 +466,8 @@ Made_model model_of(const Evaluation_options& options, Divided_data& data, Evalu
     }
     std::unique_ptr<Text_model> model = loaded_model(options, result);
     if (options.least_confidence && !model->confidence()) {
-        throw Usage_error(shown_text(options.kc_file) +
-                          ": has no confidences, which --reject needs; train it with --calibrate");
+        throw Usage_error("--reject: " +
+                          missing_confidence(options.kc_file, model->manager()->m_config));
     }
     check_analysis(data.to_classify, options.kc_file, model->analysis(), options.analysis);
     check_analysis(data.to_learn, options.kc_file, model->analysis(), options.analysis);

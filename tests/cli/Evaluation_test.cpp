@@ -500,9 +500,8 @@ TEST_F(EvaluationTest, RejectionNeedsAContainerWithConfidences) {
         evaluate(options);
         ADD_FAILURE() << "no error";
     } catch (const Usage_error& error) {
-        EXPECT_EQ(error.what(), folder.file("a.kc") +
-                                    ": has no confidences, which --reject needs; train it with "
-                                    "--calibrate");
+        EXPECT_EQ(error.what(), "--reject: " + folder.file("a.kc") +
+                                    " has no confidence map; zandrel train --calibrate makes one");
     }
 }
 
