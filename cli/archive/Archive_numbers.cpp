@@ -5,7 +5,10 @@
 #include "cli/archive/Archive_numbers.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <deque>
 #include <map>
+#include <string>
 #include <utility>
 
 #include "zandrel/foundation/Concept.h"

@@ -1,7 +1,9 @@
 #include "cli/archive/Archive_numbers.h"
 
+#include <initializer_list>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -11,6 +13,7 @@
 
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
+#include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
 #include "cli/records/Record_check.h"
 #include "tests/cli/scratch_folder.h"
