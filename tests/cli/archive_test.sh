@@ -34,6 +34,9 @@ sum_of small.arc
 expect 64 archive create small.arc
 is err 'zandrel: small.arc exists; create makes a new file'
 is_unchanged small.arc
+expect 0 archive create json.arc --json
+field_is file '"json.arc"'
+field_is messages 0
 expect 0 archive create shop.arc --analysis words
 [[ $(od -An -tx1 -N4 shop.arc | tr -d ' ') == 4a5b6c81 ]] || fail 'create: other magic'
 expect 0 archive info shop.arc --json
@@ -142,11 +145,24 @@ is err 'small.arc: Category already exists: blue'
 is_unchanged small.arc
 expect 0 archive delete small.arc g --reserved
 expect 0 archive rename small.arc red 'dark red'
+is out 'small.arc: category "red" is "dark red" now'
+expect 0 archive rename small.arc 'dark red' dark --json
+field_is old '"dark red"'
+field_is new '"dark"'
+expect 0 archive rename small.arc dark 'dark red'
 expect 0 archive list small.arc --category 'dark red'
 grep -q 'a	dark red,blue' out || fail 'rename: other labels'
 expect 0 archive list small.arc --category red
 is_silent out
-expect 0 archive set small.arc --reserved-size 1 --minimal-size 5 --age-ratio 2.5
+expect 0 archive set small.arc --reserved-size 1 --minimal-size 5
+is out 'small.arc: 2 settings changed'
+expect 0 archive set small.arc --age-ratio 2.5 --json
+is out '{
+  "file": "small.arc",
+  "age_ratio": 2.5
+}'
+expect 0 archive set small.arc --reserved-size 1
+is out 'small.arc: 1 setting changed'
 expect 0 archive info small.arc --json
 field_is reserved_size 1
 field_is minimal_size 5
@@ -278,8 +294,9 @@ expect 0 archive delete due.arc --number 2 3 --reserved
 is out 'due.arc: 1 message in the archive'
 expect 65 archive learn due.arc due.kc
 is err 'due.arc: No new smls in archive'
-expect 0 archive delete due.arc --number 1 --reserved
-is out 'due.arc: 0 messages in the archive'
+expect 0 archive delete due.arc --number 1 --reserved --json
+field_is file '"due.arc"'
+field_is messages 0
 expect 0 archive add due.arc --category praise 'nice'
 expect 0 archive learn due.arc due.kc --if-due --json
 field_is due true
