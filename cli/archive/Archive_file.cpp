@@ -14,12 +14,14 @@
 #include <vector>
 
 #include "zandrel/archive/SmlArchiveManager.h"
+#include "zandrel/foundation/process_assert.h"
 #include "zandrel/storage/HSegment.h"
 #include "zandrel/storage/Hio.h"
 #include "zandrel/storage/HioErr.h"
 #include "zandrel/storage/Hreclaim.h"
 #include "zandrel/storage/SegBuf.h"
 
+#include "cli/archive/Archive_numbers.h"
 #include "cli/process/Interruption.h"
 #include "text/analysis/Stemmer.h"
 #include "text/data/File_kind.h"
@@ -56,11 +58,24 @@ Archive_header required_header(const std::string& path, const std::string& name)
     return *header;
 }
 
+constexpr const char* kCheckAdvice = "; zandrel check says more";
+constexpr const char* kRepairAdvice = "; zandrel rebuild-index repairs it";
+
 std::string advice_of(const qtX<zeSmlArchive>& error) {
+    constexpr int kCannotRead = 4;
     constexpr int kNotSynchronized = 10;
-    return error.number() == kNotSynchronized
-               ? "the archive was not closed; zandrel rebuild-index repairs it"
-               : shown_complaint(error.what());
+    constexpr int kDamagedSummary = 11;
+    const std::string text = shown_complaint(error.what());
+    switch (error.number()) {
+        case kCannotRead:
+            return text + kCheckAdvice;
+        case kNotSynchronized:
+            return std::string("the archive was not closed") + kRepairAdvice;
+        case kDamagedSummary:
+            return text + kRepairAdvice;
+        default:
+            return text;
+    }
 }
 
 // Only the parts of the file decide whether the archive can be used, as when the library opens it
@@ -177,8 +192,12 @@ void raise_as_archive_read_error(const std::string& name) {
     } catch (const qtX<HioErr>& error) {
         errno = reason;
         throw Input_error(name, reason == 0 ? error.what() : reason_of_failure());
+    } catch (const qtxAssert& error) {  // summary and messages disagree
+        throw Data_error(
+            name, "the archive is damaged: " + shown_complaint(error.what()) + kRepairAdvice);
     } catch (const qtxAll& error) {
-        throw Data_error(name, "the archive is damaged: " + shown_complaint(error.what()));
+        throw Data_error(name,
+                         "the archive is damaged: " + shown_complaint(error.what()) + kCheckAdvice);
     }
 }
 
@@ -256,6 +275,11 @@ Archive_to_change::Archive_to_change(const std::string& name, const Lock_wait& w
     }
     with_archive_errors(
         name, [&] { m_archive.OpenArchive(m_lock.target().path(), false, !header.is_wide); });
+    // Reserved messages would be deleted as free ones.
+    const std::string problem = problem_of_numbers(m_archive.m_manager);
+    if (!problem.empty()) {
+        throw Data_error(name, "the archive is damaged: " + problem + kRepairAdvice);
+    }
     auto file = std::make_unique<Deferred_archive>(std::move(m_archive.archive_file),
                                                    writes == Archive_writes::kMessagesAtOnce);
     m_file = file.get();

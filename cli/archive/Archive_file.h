@@ -108,7 +108,8 @@ enum class Archive_writes {
 // of version 1 is upgraded before: a copy is upgraded, which then takes the place of the file.
 class Archive_to_change {
 public:
-    // RAISES: what Archive_to_read and Kc_lock raise; Output_error.
+    // RAISES: what Archive_to_read and Kc_lock raise; Output_error; Data_error for a summary in
+    // which locks or external ids cannot be right (problem_of_numbers).
     Archive_to_change(const std::string& name, const Lock_wait& wait,
                       Archive_writes writes = Archive_writes::kTogether);
     Archive_to_change(const Archive_to_change&) = delete;

@@ -4,6 +4,7 @@
 //   read the container
 //   compare analysis, match, labels  nothing has changed if one of them is refused
 //   try out the replacement
+//   give low numbers                 only if the numbers end soon (Archive_numbers)
 //   learn or train                   changes of the archive are kept in memory (Deferred_archive)
 //   write the new container          to another file; the container has not changed yet
 //   bind the archive                 its summary gets the new binding and place of learning
@@ -54,6 +55,7 @@
 #include "zandrel/storage/HioErr.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/archive/Archive_numbers.h"
 #include "cli/process/Interruption.h"
 #include "text/data/Data_warnings.h"
 #include "text/errors.h"
@@ -130,6 +132,7 @@ public:
         if (!is_cached(*manager)) {
             Replacement_file::try_out(m_kc_lock);
         }
+        with_archive_errors(archive_name(), [&] { give_low_numbers(archive()); });
         if (m_options.rebuilds) {
             rebuild(*manager);
         } else {

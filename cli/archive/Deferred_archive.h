@@ -40,9 +40,9 @@ std::uint32_t sum_of_summary(AbstractHreclaim& file);
 // change adds and deletes. So rebuild-index can complete the change, or take it back if not all
 // messages were added (Archive_check.h).
 //
-// Only a change that writes other data under a key of the file cannot be taken back: Renumber does
-// this if an old message has a low number. There the copy is written after the messages, so a kill
-// can leave a message under two numbers, but loses none.
+// Only a change that writes other data under a key of the file cannot be taken back:
+// give_low_numbers does this if an old message has a low number. There the copy is written after
+// the messages, so a kill can leave a message under two numbers, but loses none.
 //
 // Errors: as AbstractHreclaim. After an error of a change of the file, all later changes are
 // ignored, and the file remains marked.

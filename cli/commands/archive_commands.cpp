@@ -108,14 +108,27 @@ struct Create_words {
     Analysis_names analysis;
     Archive_settings settings;
     double seconds_to_wait = 0.0;
+    bool writes_json = false;
 };
+
+// Prints the result of a change: a line, or the file and `facts` as JSON.
+void print_change(const std::string& file, const std::string& line,
+                  const nlohmann::ordered_json& facts, bool writes_json) {
+    if (!writes_json) {
+        std::cout << shown_text(file) << ": " << line << '\n';
+        return;
+    }
+    nlohmann::ordered_json json = {{"file", file}};
+    json.update(facts);
+    print_json(json, Json_form::kManyLines, std::cout);
+}
 
 void create(const Create_words& words) {
     create_archive(
         {words.file, !words.is_narrow, analysis_settings(words.analysis),
          words.settings.reserved_size, words.settings.minimal_size, words.settings.age_ratio},
         {words.seconds_to_wait, nullptr});
-    std::cout << shown_text(words.file) << ": empty archive\n";
+    print_change(words.file, "empty archive", {{"messages", 0}}, words.writes_json);
 }
 
 void add_create(CLI::App& archive) {
@@ -127,6 +140,7 @@ void add_create(CLI::App& archive) {
     add_analysis_options(*command, words->analysis, Analysis_kind::kPhrases);
     add_settings(*command, words->settings);
     add_wait_option(*command, words->seconds_to_wait);
+    add_json_option(*command, words->writes_json);
     command->footer(
         "A file that exists is not replaced.\n\nExample:\n"
         "  zandrel archive create shop.arc --reserved-size 50");
@@ -240,6 +254,7 @@ void add_add(CLI::App& archive) {
 struct Delete_words {
     Archive_target target;
     Deleted_messages deleted;
+    bool writes_json = false;
 };
 
 void add_delete(CLI::App& archive) {
@@ -253,13 +268,15 @@ void add_delete(CLI::App& archive) {
     command->add_flag("--reserved", words->deleted.deletes_reserved,
                       "Delete reserved messages too");
     add_wait_option(*command, words->target.seconds_to_wait);
+    add_json_option(*command, words->writes_json);
     command->footer(
         "If one message is missing or reserved, none is deleted.\n\nExample:\n"
         "  zandrel archive delete shop.arc case-7 --reserved");
     command->callback([words] {
         const std::size_t left = delete_messages(words->target, words->deleted);
-        std::cout << shown_text(words->target.file) << ": " << grouped(left)
-                  << (left == 1 ? " message" : " messages") << " in the archive\n";
+        print_change(words->target.file,
+                     grouped(left) + (left == 1 ? " message" : " messages") + " in the archive",
+                     {{"messages", left}}, words->writes_json);
     });
 }
 
@@ -332,6 +349,7 @@ struct Rename_words {
     Archive_target target;
     std::string old_name;
     std::string new_name;
+    bool writes_json = false;
 };
 
 void add_rename(CLI::App& archive) {
@@ -341,21 +359,44 @@ void add_rename(CLI::App& archive) {
     command->add_option("OLD", words->old_name, "The category")->required()->type_name("");
     command->add_option("NEW", words->new_name, "Its new name")->required()->type_name("");
     add_wait_option(*command, words->target.seconds_to_wait);
+    add_json_option(*command, words->writes_json);
     command->footer(
         "The file is replaced as a whole, or stays as it was. Rename the category in the\n"
         "container too, with zandrel tree rename.\n\nExample:\n"
         "  zandrel archive rename shop.arc refund 'money back'");
     command->callback([words] {
-        Long_work work;
-        words->target.progress = &work.progress();
-        rename_category(words->target, words->old_name, words->new_name);
+        {
+            Long_work work;
+            words->target.progress = &work.progress();
+            rename_category(words->target, words->old_name, words->new_name);
+        }
+        print_change(words->target.file,
+                     "category \"" + shown_value(words->old_name) + "\" is \"" +
+                         shown_value(words->new_name) + "\" now",
+                     {{"old", words->old_name}, {"new", words->new_name}}, words->writes_json);
     });
 }
 
 struct Set_words {
     Archive_target target;
     Archive_settings settings;
+    bool writes_json = false;
 };
+
+// The settings that were given.
+nlohmann::ordered_json settings_json(const Archive_settings& settings) {
+    nlohmann::ordered_json json = nlohmann::ordered_json::object();
+    if (settings.reserved_size) {
+        json["reserved_size"] = *settings.reserved_size;
+    }
+    if (settings.minimal_size) {
+        json["minimal_size"] = *settings.minimal_size;
+    }
+    if (settings.age_ratio) {
+        json["age_ratio"] = *settings.age_ratio;
+    }
+    return json;
+}
 
 void add_set(CLI::App& archive) {
     const auto words = std::make_shared<Set_words>();
@@ -363,6 +404,7 @@ void add_set(CLI::App& archive) {
     add_file(*command, words->target.file);
     add_settings(*command, words->settings);
     add_wait_option(*command, words->target.seconds_to_wait);
+    add_json_option(*command, words->writes_json);
     command->footer(
         "A smaller reserved size releases messages at once. A larger one reserves only\n"
         "later arrivals.\n\nExample:\n"
@@ -373,6 +415,11 @@ void add_set(CLI::App& archive) {
             throw Usage_error("give --reserved-size, --minimal-size or --age-ratio");
         }
         set_archive(words->target, settings);
+        const nlohmann::ordered_json facts = settings_json(settings);
+        print_change(words->target.file,
+                     facts.size() == 1 ? "1 setting changed"
+                                       : std::to_string(facts.size()) + " settings changed",
+                     facts, words->writes_json);
     });
 }
 

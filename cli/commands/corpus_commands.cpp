@@ -34,9 +34,13 @@ With --bootstrap titles and keywords are kept too.
 The new file takes the place of the old one when it is complete, so import needs room for both. A corpus
 of version 1 is upgraded. A file that is no corpus is not changed.
 
+If a damaged corpus file has messages that cannot be read, --skip-bad makes a corpus of the others. Train,
+learn, evaluate, split and tree suggest can leave such messages out too.
+
 Examples:
   zandrel corpus import shop.corpus shop.train.tsv
   zandrel corpus import shop.corpus export.csv --text body --label category
+  zandrel corpus import new.corpus damaged.corpus --skip-bad
 
 See also: zandrel help data, analysis, archives)";
 
@@ -49,7 +53,8 @@ Example:
 constexpr const char* kExportNotes =
     R"(Each line is an object of text, labels and pairs, and of title and keywords if the corpus has them.
 corpus import of the lines with the same --analysis, --stem and --bootstrap gives the same messages. A
-message of another program may have no text; then export stops and names its number, from 0.
+message of another program may have no text; then export stops and names its number, from 0. It also stops
+at a message that cannot be read: first make a corpus of the others, with corpus import --skip-bad.
 
 Example:
   zandrel corpus export shop.corpus -o shop.jsonl)";

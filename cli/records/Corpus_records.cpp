@@ -151,6 +151,8 @@ public:
             const std::string problem = items.record(item.key).problem;
             if (!problem.empty()) {
                 m_check.has_unreadable_records = true;
+                m_check.has_unreadable_messages =
+                    m_check.has_unreadable_messages || item.key.size() == kNumberSize;
                 m_check.add_content_problem(
                     item.offset, contents_of_corpus_item(item.key) + " cannot be read: " + problem);
             }

@@ -235,6 +235,11 @@ void check_corpus(const Kc_lock& lock, Record_recovery& recovery) {
         recovery.remarks.push_back(problem.text);
         recovery.has_loss = true;
     }
+    if (check.has_unreadable_messages) {
+        recovery.remarks.emplace_back(
+            "corpus: zandrel corpus import NEW OLD --skip-bad makes a corpus without the messages "
+            "that cannot be read");
+    }
 }
 
 std::string words_of(const Recovery_note& note) {

@@ -272,8 +272,13 @@ const char* explanation_of(const Record_check& check) {
             }
             return "repairable: no item is known to be lost, but the index has to be made anew";
         case Record_condition::kDamaged:
+            if (check.is_corpus && check.has_unreadable_messages) {
+                return "damaged: messages of the corpus cannot be read; zandrel corpus import NEW "
+                       "OLD --skip-bad makes a corpus of the others";
+            }
             if (check.has_unreadable_messages) {
-                return "damaged: messages or the summary of the archive cannot be read";
+                return "damaged: messages or the summary of the archive cannot be read; zandrel "
+                       "rebuild-index makes it usable without them";
             }
             if (check.is_corpus) {
                 return "damaged: records of the corpus cannot be read, are missing, or are no part "

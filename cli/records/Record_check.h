@@ -46,7 +46,7 @@ struct Record_check {
     std::vector<Record_problem> problems;  // sorted by offset
     bool has_unreadable_records = false;   // of a container, in which the blocks are whole
     bool has_wrong_summary = false;        // of an archive that has lost nothing
-    bool has_unreadable_messages = false;  // of an archive, or an unreadable summary
+    bool has_unreadable_messages = false;  // of a corpus or an archive, or an unreadable summary
     bool is_corpus = false;                // the file has the id of corpora
     // Sorted by key; missing if the records of a container have not been read.
     std::optional<std::vector<Unreferenced_item>> unreferenced = {};

@@ -27,6 +27,10 @@ TEST_F(ArchiveKillSlowTest, KilledChangeOfNumbers) {
     look_at_kills_of_new_numbers(1);
 }
 
+TEST_F(ArchiveKillSlowTest, KilledLearningThatChangesNumbers) {
+    look_at_kills_of_learning_with_new_numbers(1);
+}
+
 TEST_F(ArchiveKillSlowTest, KilledDeletion) {
     look_at_kills_of_deletion(1);
 }

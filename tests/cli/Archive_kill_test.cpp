@@ -39,6 +39,10 @@ TEST_F(ArchiveKillTest, KilledChangeOfNumbersLosesNoMessage) {
     look_at_kills_of_new_numbers(kStride);
 }
 
+TEST_F(ArchiveKillTest, KilledLearningThatChangesNumbersLearnsNoMessageTwiceAndLeavesNoneOut) {
+    look_at_kills_of_learning_with_new_numbers(kStride);
+}
+
 TEST_F(ArchiveKillTest, KilledDeletionLetsTheNextLearningBeginAtTheSamePlace) {
     look_at_kills_of_deletion(kStride);
 }

@@ -10,6 +10,7 @@
 #include "zandrel/storage/Hreclaim.h"
 
 #include "cli/archive/Archive_file.h"
+#include "cli/archive/Archive_numbers.h"
 #include "tests/cli/scratch_folder.h"
 #include "tests/support/expect_qtx.h"
 #include "tests/support/record_bytes.h"
@@ -183,13 +184,13 @@ TEST_F(ArchiveToChangeTest, MessagesGetNewNumbersTogether) {
     }
     {
         Archive_to_change change(path(), {});
-        change.archive().Renumber();
+        give_low_numbers(change.archive());
         change.close();
     }
     Archive_to_change change(path(), {});
-    EXPECT_EQ(numbers(change.archive()), (std::vector<unsigned int>{0, 1}));
-    EXPECT_EQ(labels_of(change.archive(), 0), std::vector<std::string>{"red"});
-    EXPECT_EQ(labels_of(change.archive(), 1), std::vector<std::string>{"blue"});
+    EXPECT_EQ(numbers(change.archive()), (std::vector<unsigned int>{1, 2}));
+    EXPECT_EQ(labels_of(change.archive(), 1), std::vector<std::string>{"red"});
+    EXPECT_EQ(labels_of(change.archive(), 2), std::vector<std::string>{"blue"});
 }
 
 }  // namespace

@@ -25,6 +25,7 @@
 
 #include "cli/archive/Archive_edit.h"
 #include "cli/archive/Archive_file.h"
+#include "cli/archive/Archive_numbers.h"
 #include "cli/archive/Archive_training.h"
 #include "cli/records/Kc_check.h"
 #include "cli/records/Rebuilt_index.h"
@@ -392,7 +393,7 @@ protected:
 
     void give_new_numbers() const {
         Archive_to_change change(archive(), {});
-        change.archive().Renumber();
+        give_low_numbers(change.archive());
         change.close();
     }
 
@@ -409,6 +410,13 @@ protected:
         prepare_new_numbers(true);
         look_at(images_of([this] { give_new_numbers(); }, ""), stride,
                 [this] { EXPECT_EQ(ids(), m_all); });
+    }
+
+    // The learning gives new numbers too, so messages are written over others.
+    void look_at_kills_of_learning_with_new_numbers(std::size_t stride) {
+        prepare_new_numbers(true);
+        look_at_kills_of_learning(stride);
+        EXPECT_LT(Archive_to_read(archive()).archive().m_manager.next_sml_id, 100U);
     }
 
     // The newest learned message is deleted, and a new one.

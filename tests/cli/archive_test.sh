@@ -34,6 +34,9 @@ sum_of small.arc
 expect 64 archive create small.arc
 is err 'zandrel: small.arc exists; create makes a new file'
 is_unchanged small.arc
+expect 0 archive create json.arc --json
+field_is file '"json.arc"'
+field_is messages 0
 expect 0 archive create shop.arc --analysis words
 [[ $(od -An -tx1 -N4 shop.arc | tr -d ' ') == 4a5b6c81 ]] || fail 'create: other magic'
 expect 0 archive info shop.arc --json
@@ -142,11 +145,24 @@ is err 'small.arc: Category already exists: blue'
 is_unchanged small.arc
 expect 0 archive delete small.arc g --reserved
 expect 0 archive rename small.arc red 'dark red'
+is out 'small.arc: category "red" is "dark red" now'
+expect 0 archive rename small.arc 'dark red' dark --json
+field_is old '"dark red"'
+field_is new '"dark"'
+expect 0 archive rename small.arc dark 'dark red'
 expect 0 archive list small.arc --category 'dark red'
 grep -q 'a	dark red,blue' out || fail 'rename: other labels'
 expect 0 archive list small.arc --category red
 is_silent out
-expect 0 archive set small.arc --reserved-size 1 --minimal-size 5 --age-ratio 2.5
+expect 0 archive set small.arc --reserved-size 1 --minimal-size 5
+is out 'small.arc: 2 settings changed'
+expect 0 archive set small.arc --age-ratio 2.5 --json
+is out '{
+  "file": "small.arc",
+  "age_ratio": 2.5
+}'
+expect 0 archive set small.arc --reserved-size 1
+is out 'small.arc: 1 setting changed'
 expect 0 archive info small.arc --json
 field_is reserved_size 1
 field_is minimal_size 5
@@ -278,8 +294,9 @@ expect 0 archive delete due.arc --number 2 3 --reserved
 is out 'due.arc: 1 message in the archive'
 expect 65 archive learn due.arc due.kc
 is err 'due.arc: No new smls in archive'
-expect 0 archive delete due.arc --number 1 --reserved
-is out 'due.arc: 0 messages in the archive'
+expect 0 archive delete due.arc --number 1 --reserved --json
+field_is file '"due.arc"'
+field_is messages 0
 expect 0 archive add due.arc --category praise 'nice'
 expect 0 archive learn due.arc due.kc --if-due --json
 field_is due true
@@ -428,6 +445,93 @@ wait $! 2>/dev/null
 expect 0 check ended.arc
 is out 'ended.arc: clean'
 expect 0 archive info ended.arc
+
+# --- numbers that end ---
+
+# set_next_number FILE: the next message gets the number 0xFFFFFFF, 32 bits, highest byte first. The
+# data of the summary are behind its tag, its key of 11 bytes and two lengths.
+set_next_number() {
+    local at
+    at=$("$program" dump "$1" | awk '$NF == "summary" {print $1; exit}')
+    printf '\x0f\xff\xff\xff' | dd of="$1" bs=1 seek=$((at + 23)) conv=notrunc status=none
+}
+for verb in learn train 'train --rebuild'; do
+    expect 0 archive create long.arc --analysis words --reserved-size 2 --minimal-size 3
+    expect 0 archive add long.arc --id rare-1 --category praise 'lovely'
+    expect 0 archive add long.arc --id rare-2 --category praise 'so nice'
+    for i in 1 2 3 4 5 6 7 8; do printf 'returns\tmoney back %d\n' $i; done >refunds.tsv
+    expect 0 archive add long.arc refunds.tsv
+    expect 0 train long.kc first.tsv --analysis words --replace
+    expect 0 archive train long.arc long.kc
+    set_next_number long.arc
+    expect 0 archive add long.arc refunds.tsv
+    expect 0 archive list long.arc
+    prints out '268435455'
+    # shellcheck disable=SC2086
+    expect 0 archive $verb long.arc long.kc --json
+    field_is kept 8
+    expect 0 check long.arc
+    is out 'long.arc: clean'
+    # Two messages of each category are reserved, and all have the ids that they had.
+    expect 0 archive list long.arc --json
+    [[ $(grep -c '"reserved":true' out) == 4 ]] || fail "$command: other reservations after $verb"
+    [[ $(grep -c '"id":null' out) == 6 ]] || fail "$command: other ids after $verb"
+    ! grep -q '"number":268' out || fail "$command: high numbers after $verb"
+    expect 65 archive learn long.arc long.kc
+    is err 'long.arc: No new smls in archive'
+    expect 65 archive delete long.arc rare-1
+    is err 'long.arc: message "rare-1" is reserved; --reserved deletes it'
+    for round in 1 2; do
+        expect 0 archive add long.arc refunds.tsv
+        expect 0 archive learn long.arc long.kc
+        expect 0 archive train long.arc long.kc
+    done
+    expect 0 archive list long.arc --category praise
+    [[ $(cut -f4 out | tr '\n' ' ') == 'rare-1 rare-2 ' ]] || fail "$command: lost reserved messages after $verb"
+    expect 0 archive add long.arc --id rare-3 --category praise --replaces rare-1 'lovely'
+    is out 'long.arc: 1 message added, 1 replaced, 8 in the archive'
+    expect 0 check long.arc
+    is out 'long.arc: clean'
+    rm long.arc
+done
+# A lock without its message, as other programs leave it after they have numbered messages anew.
+expect 0 archive create locks.arc --analysis words
+expect 0 archive add locks.arc --id a --category praise 'nice'
+expect 0 train long.kc first.tsv --analysis words --replace
+at=$("$program" dump locks.arc | awk '$NF == "summary" {print $1; exit}')
+# 36 bytes of numbers, 42 of the only category, and the count of the locks are before the first lock.
+printf '\x00\x00\x00\x09' | dd of=locks.arc bs=1 seek=$((at + 23 + 36 + 42 + 4)) conv=notrunc status=none
+sum_of locks.arc
+for verb in 'add locks.arc --category praise good' 'delete locks.arc a' 'learn locks.arc long.kc' 'train locks.arc long.kc'; do
+    # shellcheck disable=SC2086
+    expect 65 archive $verb
+    is err 'locks.arc: the archive is damaged: the summary disagrees with itself about reserved messages; zandrel rebuild-index repairs it'
+done
+expect 0 archive list locks.arc
+is_unchanged locks.arc
+expect 1 check locks.arc
+"$program" rebuild-index locks.arc >out 2>err
+expect 0 archive learn locks.arc long.kc
+# A category with two messages that counts only one. The counter is behind the name of 6 bytes.
+expect 0 archive create counts.arc --analysis words
+expect 0 archive add counts.arc --id a --category praise 'nice'
+expect 0 archive add counts.arc --id b --category praise 'fine'
+at=$("$program" dump counts.arc | awk '$NF == "summary" {print $1; exit}')
+printf '\x00\x00\x00\x01' | dd of=counts.arc bs=1 seek=$((at + 23 + 36 + 4 + 10)) conv=notrunc status=none
+sum_of counts.arc
+expect 65 archive delete counts.arc a b --reserved
+is err 'counts.arc: the archive is damaged: it != m_manager.category_info.end(); zandrel rebuild-index repairs it'
+is_unchanged counts.arc
+"$program" rebuild-index counts.arc >out 2>err
+expect 0 archive delete counts.arc a b --reserved
+# A message that cannot be read. Behind its tag, its key of 4 bytes and two lengths there are its data.
+expect 0 archive add counts.arc --id c --category praise 'nice'
+at=$("$program" dump counts.arc | awk '/ message 3$/ {print $1; exit}')
+printf '\xff\xff\xff\xff' | dd of=counts.arc bs=1 seek=$((at + 16)) conv=notrunc status=none
+expect 65 archive show counts.arc c
+is err "counts.arc: Can't read Sml 3 from Archive; zandrel check says more"
+expect 65 check counts.arc
+prints out 'counts.arc: damaged: messages or the summary of the archive cannot be read; zandrel rebuild-index makes it usable without them'
 
 # --- the messages of a corpus file ---
 

@@ -244,6 +244,48 @@ done
 expect 65 split damaged.corpus p q
 [[ ! -e p ]] || fail "$command: p exists"
 is_unchanged a.kc
+# Every command says how the other messages can be used, and --skip-bad leaves the message out.
+way="zandrel corpus import NEW 'damaged.corpus' --skip-bad makes a corpus of the others"
+expect 65 corpus export damaged.corpus
+is err "damaged.corpus: message 1 cannot be read; $way"
+expect 65 check damaged.corpus
+prints out "damaged.corpus: damaged: messages of the corpus cannot be read; ${way/\'damaged.corpus\'/OLD}"
+expect 65 rebuild-index damaged.corpus
+prints out 'damaged.corpus: corpus: zandrel corpus import NEW OLD --skip-bad makes a corpus without the messages that cannot be read'
+cp two.tsv three.tsv
+printf 'sport,news\ta last goal\n' >>three.tsv
+expect 0 corpus import three.corpus three.tsv --analysis words
+cp three.corpus hole.corpus
+poke hole.corpus $(($(offset_of three.corpus 'number 1:') + 16)) '\xff\xff\xff\xff'
+skips_one() { prints err "zandrel: skipped 1 bad line, the first: hole.corpus: message 1 cannot be read"; }
+expect 0 corpus import rescued.corpus hole.corpus --skip-bad
+skips_one
+expect 0 corpus export rescued.corpus
+is out '{"text":"a goal","labels":["sport","news"]}
+{"text":"a last goal","labels":["sport","news"]}'
+expect 0 check rescued.corpus
+is out 'rescued.corpus: clean'
+expect 0 corpus import whole.corpus rescued.corpus two.tsv
+expect 0 train rescued.kc rescued.corpus
+expect 0 train skipped.kc hole.corpus --skip-bad
+skips_one
+same_container rescued.kc skipped.kc
+expect 0 learn rescued.kc rescued.corpus
+expect 0 learn skipped.kc hole.corpus --skip-bad
+skips_one
+same_container rescued.kc skipped.kc
+expect 0 evaluate rescued.kc hole.corpus --skip-bad
+skips_one
+expect 0 tree suggest hole.corpus --skip-bad
+skips_one
+expect 0 split hole.corpus hole.rest hole.share --skip-bad --share 0.5
+skips_one
+for half in rest share; do expect 0 check hole.$half; done
+expect 0 archive create hole.arc --analysis words
+expect 0 archive add hole.arc hole.corpus --skip-bad
+skips_one
+expect 65 corpus import hole.corpus two.tsv --skip-bad
+prints err 'hole.corpus: message 1 cannot be read; '
 # New messages would get the number of an old one if one is missing, so nothing is added.
 cp damaged.corpus gap.corpus
 expect 65 rebuild-index gap.corpus

@@ -57,6 +57,10 @@ std::size_t text_bytes_of(const zeMsg& msg, Columns columns) {
     return bytes;
 }
 
+std::string unreadable(std::size_t number) {
+    return "message " + std::to_string(number) + " cannot be read";
+}
+
 // RAISES: Data_error. A folder passes: opening it fails.
 void check_is_corpus(const std::string& path) {
     refuse_other_kind(path, path, File_kind::kCorpus);
@@ -185,13 +189,17 @@ unsigned int Stored_corpus::version() const {
 }
 
 qtPtrLight<zeMsg> Stored_corpus::stored(std::size_t number) const {
+    errno = 0;
     qtPtrLight<zeMsg> msg = m_corpus->get_numbered_msg(static_cast<int>(number));
-    if (msg.IsNull()) {
-        throw Data_error(m_path, "message " + std::to_string(number) +
-                                     " cannot be read; zandrel check " + shell_text(m_path) +
-                                     " says more");
+    if (!msg.IsNull()) {
+        return msg;
     }
-    return msg;
+    if (errno == EIO) {  // the file may be right, so nothing may be left out
+        throw Input_error(m_path, reason_of_failure());
+    }
+    throw Unreadable_message(m_path, unreadable(number) + "; zandrel corpus import NEW " +
+                                         shell_text(m_path) +
+                                         " --skip-bad makes a corpus of the others");
 }
 
 qtPtrLight<zeMsg> Stored_corpus::message(std::size_t number, Columns columns) const {
@@ -283,6 +291,11 @@ std::vector<Labelled_text> read_stored_texts(const std::string& path, Skipped_li
             texts.push_back(stored_text_of(corpus, number, columns));
         } catch (const Unlabelled_message& error) {
             skip_bad_line(error, skipped);
+        } catch (const Unreadable_message&) {
+            if (skipped == nullptr) {
+                throw;
+            }
+            skip_bad_line(Data_error(path, unreadable(number)), skipped);
         }
     }
     check_has_texts(path, texts.size(), skipped != nullptr && skipped->count > skipped_before);

@@ -84,7 +84,7 @@ public:
     const Corpus_notes& notes() const { return m_notes; }
 
     // The message as it is in the file. The caller must not change it.
-    // RAISES: Data_error with the number if it cannot be read.
+    // RAISES: Unreadable_message; Input_error if the system cannot read the file.
     qtPtrLight<zeMsg> stored(std::size_t number) const;
     // A copy of the message without the pairs that have its texts, and without labels: the message
     // that its text, title, keywords and pairs would make. `columns`: kText leaves out the bags of
@@ -110,21 +110,30 @@ public:
     using Data_error::Data_error;
 };
 
+// A message of a damaged file. The error names its number, and the command that makes a corpus of
+// the other messages.
+class Unreadable_message : public Data_error {
+public:
+    using Data_error::Data_error;
+};
+
 // RAISES: Usage_error if `form` has options, which corpus files do not have.
 void refuse_options_of_corpus(const std::string& path, const Data_form& form);
 
-// Reads the labels of a message. Its text stays in the file. RAISES: Unlabelled_message; Data_error
-// for a message that cannot be read, and for one without the titles that `columns` wants.
+// Reads the labels of a message. Its text stays in the file. RAISES: Unlabelled_message;
+// Unreadable_message; Input_error; Data_error for a message without the titles that `columns`
+// wants.
 Labelled_text stored_text_of(const std::shared_ptr<const Stored_corpus>& corpus, std::size_t number,
                              Columns columns);
 
 // Reads the labels of all messages of a corpus file. The texts stay in the file: each
 // Labelled_text refers to its message. Its line is the number of the message plus 1, which is its
 // line in an export. So every message has been read once before the caller changes anything.
-// RAISES: what Stored_corpus raises; Data_error for a message without a label, unless bad records
-// are skipped, for a message that cannot be read, for one without the titles that `columns` wants,
-// and for a corpus without a message; Usage_error if `form` has options, which corpus files do not
-// have.
+// `skipped`: counts messages without a label, and messages that cannot be read; null: they are
+// refused.
+// RAISES: what Stored_corpus raises; Unlabelled_message; Unreadable_message; Data_error for a
+// message without the titles that `columns` wants, and for a corpus without a message; Usage_error
+// if `form` has options, which corpus files do not have.
 std::vector<Labelled_text> read_stored_texts(const std::string& path, Skipped_lines* skipped,
                                              Columns columns, const Data_form& form);
 

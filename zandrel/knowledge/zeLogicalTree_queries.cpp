@@ -19,7 +19,7 @@
 //     Rule: "office"
 //
 //
-//     Path: root/mail/office/invoices
+//     Path: root/mail/work/invoices
 //     Rule: "Invoice"
 //       Original: [Invoice]   Processed: [invoice]
 //
