@@ -69,9 +69,9 @@ std::string category_rows(const Evaluation& evaluation, const Report_data& data)
         const auto place = std::lower_bound(data.labels.begin(), data.labels.end(), each.label);
         const bool occurs = place != data.labels.end() && *place == each.label;
         const auto index = static_cast<std::size_t>(place - data.labels.begin());
-        html +=
-            category_row(each, occurs ? data.tallies[index] : Tally(),
-                         page_text(each.label, kLongestName), occurs ? std::to_string(index) : "");
+        html += category_row(each, occurs ? data.tallies[index] : Tally(),
+                             page_text(each.label, kLongestCategory),
+                             occurs ? std::to_string(index) : "");
     }
     return html;
 }

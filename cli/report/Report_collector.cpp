@@ -50,7 +50,7 @@ std::string joined_labels(const std::vector<std::string>& labels) {
     for (const std::string& label : labels) {
         list += (list.empty() ? "" : ", ") + label;
     }
-    return page_text(list, kLongestName);
+    return page_text(list, kLongestCategory);
 }
 
 // The messages of a corpus file have no text.
@@ -219,7 +219,7 @@ Report_data Report_collector::data() const {
         number_of_old[number] = data.names.size();
         numbers.emplace(name, data.names.size());
         data.labels.push_back(name);
-        data.names.push_back(page_text(name, kLongestName));
+        data.names.push_back(page_text(name, kLongestCategory));
         data.tallies.push_back(m_tallies[number]);
     }
     std::vector<std::size_t> sizes(data.names.size());

@@ -16,7 +16,7 @@ namespace zandrel::cli {
 // The longest texts of a report, in characters.
 inline constexpr std::size_t kLongestSample = 300;
 inline constexpr std::size_t kLongestMistake = 1200;
-inline constexpr std::size_t kLongestName = 200;
+inline constexpr std::size_t kLongestCategory = 200;
 
 // A text of a cell, as page_text.
 struct Report_sample {

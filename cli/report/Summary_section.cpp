@@ -232,15 +232,19 @@ std::string fold_table(const Cross_validation& validation) {
         "scope=\"col\" class=\"number\">Mean</th><th scope=\"col\" class=\"number\">Standard "
         "deviation</th></tr></thead><tbody>";
     for (const Figure& figure : quality_figures()) {
-        if (figure.group == Figure_group::kRawCalibration) {
+        if (figure.group == Figure_group::kRawCalibration ||
+            !have_figures(figure.group, validation.folds)) {
             continue;
         }
-        const Figure_form form = figure.group == Figure_group::kCalibration ? kError : kShare;
+        const bool is_of_confidence = figure.group == Figure_group::kConfidence;
+        const bool is_error = is_of_confidence || figure.group == Figure_group::kCalibration;
+        const Figure_form form = is_error ? kError : kShare;
         const Spread spread = spread_of(figure, validation.folds);
         html += "<tr><th scope=\"row\">" + html_escaped(figure.name) +
                 (figure.group == Figure_group::kThreshold ? " at the threshold" : "") +
-                "</th><td class=\"number\">" + figure_text(spread.mean, form) +
-                "</td><td class=\"number\">" + figure_text(spread.deviation, form) + "</td></tr>\n";
+                (is_of_confidence ? " by confidence" : "") + "</th><td class=\"number\">" +
+                figure_text(spread.mean, form) + "</td><td class=\"number\">" +
+                figure_text(spread.deviation, form) + "</td></tr>\n";
     }
     return html + "</tbody></table></div></details>";
 }

@@ -64,8 +64,8 @@ std::vector<Tree_node> tree_quality(const std::vector<Kc_tree_line>& lines,
                                     const std::vector<Report_cell>& cells) {
     std::vector<Tree_node> tree;
     for (const Kc_tree_line& line : lines) {
-        tree.push_back({page_text(line.name, kLongestName), static_cast<std::size_t>(line.depth),
-                        line.child_count > 0});
+        tree.push_back({page_text(line.name, kLongestCategory),
+                        static_cast<std::size_t>(line.depth), line.child_count > 0});
     }
     const Nodes_of_categories nodes = nodes_of_categories(lines, numbers);
     for (const Report_cell& cell : cells) {

@@ -89,7 +89,7 @@ std::vector<Strong_concept> strongest(std::vector<Strong_concept> leads, double 
                      });
     leads.resize(std::min(leads.size(), kStrongConcepts));
     for (Strong_concept& each : leads) {
-        each.concept_text = page_text(each.concept_text, kLongestName);
+        each.concept_text = page_text(each.concept_text, kLongestCategory);
     }
     return leads;
 }
