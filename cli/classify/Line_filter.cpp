@@ -34,6 +34,7 @@
 #include "text/errors.h"
 #include "text/kc/Cached_kc.h"
 #include "text/model/Explanation.h"
+#include "text/model/Scored_label.h"
 #include "text/model/Text_model.h"
 #include "text/wording/Json.h"
 #include "text/wording/Layout.h"
@@ -42,7 +43,6 @@ namespace zandrel::cli {
 
 namespace {
 
-constexpr int kScoreDecimals = 6;
 constexpr int kConfidenceDecimals = 4;
 
 using Answer = std::function<void(const Question&, std::ostream&)>;
@@ -290,6 +290,9 @@ void print_ranking_json(const Classified& answer, const Text_model& model, std::
         return;
     }
     std::string text(record);
+    if (answer.confidence && !answer.is_rejected) {
+        text = without_member(text, "rejected");  // of an earlier answer
+    }
     for (const auto& [name, value] : members.items()) {
         text = with_member(text, name, json_text(value));
     }

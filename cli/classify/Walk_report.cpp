@@ -29,6 +29,7 @@
 
 #include "text/kc/Kc_paths.h"
 #include "text/kc/Kc_tree_view.h"
+#include "text/model/Scored_label.h"
 #include "text/rules/Rule_value.h"
 #include "text/wording/Layout.h"
 #include "text/wording/Shown_text.h"
@@ -44,7 +45,6 @@ constexpr std::size_t kLongestPath = 56;  // of a step
 constexpr std::size_t kLongestName = 32;  // of a child
 constexpr std::size_t kLongestPart = 32;  // of an operand
 constexpr std::size_t kScoreWidth = 12;
-constexpr int kScoreDecimals = 6;
 
 std::string name_of(const zeLogicalTree& tree, zeNode* node) {
     const zeLogicalNode& place = tree.FindCategory(node);

@@ -9,6 +9,8 @@ struct zeNode;
 
 namespace zandrel {
 
+constexpr int kScoreDecimals = 6;  // of a score that we print
+
 struct Scored_label {
     std::string_view label;  // BORROWS: of the model that made the ranking
     double score = 0.0;      // above 0; above 1 only by the rules of the tree
