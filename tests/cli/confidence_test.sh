@@ -145,7 +145,7 @@ for bound in 1 2; do
         dropped cached.kc "its $reason changed" "$plain_first"
         expect 64 classify cached.kc text.txt --confidence
         prints err "cached.kc has no confidence map; $advice$plain_first"
-        expect 0 learn cached.kc "$shop/shop.test.tsv"
+        expect 0 learn cached.kc "$shop/shop.test.tsv" --add-categories
         ! grep -q confidence out || fail "$command: the map is back after $words"
     done <<'END'
 tree_has tree set cached.kc root/opinions/praise --threshold 0.2
