@@ -34,10 +34,12 @@ namespace zandrel::cli {
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
