@@ -142,7 +142,9 @@ Kc_info kc_info(zeManager& manager) {
     info.created = manager.m_config.created;
     info.last_trained = manager.m_config.last_trained;
     for (const auto& [key, value] : manager.m_config.optional) {
-        info.optional.emplace_back(key.str(), value.str());
+        if (key != kConfidenceKey) {
+            info.optional.emplace_back(key.str(), value.str());
+        }
     }
     info.analysis = optional_setting(manager.m_config, kAnalysisKey);
     info.stem_language = optional_setting(manager.m_config, kStemKey);
@@ -150,6 +152,7 @@ Kc_info kc_info(zeManager& manager) {
     if (const auto map = kept_confidence(manager.m_config)) {
         info.confidence_answers = map->answer_count();
     }
+    info.has_damaged_confidence = has_damaged_confidence(manager.m_config);
     add_tree(manager, info);
     return info;
 }
@@ -206,6 +209,9 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
     if (info.confidence_answers) {
         print_field("confidence", "from " + counted(*info.confidence_answers, "answer"), out);
     }
+    if (info.has_damaged_confidence) {
+        print_field("confidence", "damaged", out);
+    }
     print_field("created", moment_text(info.created), out);
     print_field("last trained", moment_text(info.last_trained), out);
     print_tree_counts(info, out);
@@ -216,9 +222,6 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         out << "optional settings\n";
     }
     for (const auto& [key, value] : info.optional) {
-        if (key == kConfidenceKey && info.confidence_answers) {
-            continue;  // a long list of numbers
-        }
         out << "  " << shown_text(key) << '=' << shown_text(value) << '\n';
     }
 }
@@ -250,6 +253,9 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     }
     if (info.confidence_answers) {
         json["confidence_answers"] = *info.confidence_answers;
+    }
+    if (info.has_damaged_confidence) {
+        json["confidence"] = "damaged";
     }
     json["created"] = moment_text(info.created);
     json["last_trained"] = moment_text(info.last_trained);

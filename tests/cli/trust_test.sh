@@ -99,7 +99,7 @@ prints out 'no threshold of the confidence'
 # Wrong usage
 expect 0 train plain.kc "$train"
 expect 64 evaluate plain.kc "$test" --reject 0.5
-is err 'zandrel: --reject: plain.kc has no confidence map; zandrel train --calibrate makes one'
+is err 'zandrel: --reject: plain.kc has no confidence map; zandrel train --keep-tree --calibrate makes one'
 is_silent out
 expect 64 evaluate --train "$train" --test "$test" --reject 0.5
 prints err '--reject requires --calibrate, or a container that has confidences'

@@ -31,7 +31,7 @@ protected:
         qtPtrLight<zeManager> manager = m_model.manager();
         const Changed_answers before(manager);
         edit(*manager->m_logical_tree);
-        return before.drop_confidence("a.kc", manager);
+        return before.settle_confidence("a.kc", manager);
     }
 
     std::string WarningOfSetting(const std::string& key, const std::string& value) {
@@ -66,7 +66,7 @@ TEST_F(ChangedAnswersTest, NewNameAndNewNoteKeepTheMap) {
 TEST_F(ChangedAnswersTest, NewLeafDropsTheMap) {
     EXPECT_EQ(WarningOf([this](zeLogicalTree&) { m_model.add_label("music"); }),
               "a.kc has no confidence map any more, since its tree has changed; zandrel train "
-              "--calibrate makes one");
+              "--keep-tree --calibrate makes one");
     EXPECT_FALSE(HasMap());
 }
 
@@ -80,13 +80,36 @@ TEST_F(ChangedAnswersTest, NewThresholdDropsTheMap) {
 TEST_F(ChangedAnswersTest, SettingOfScoresDropsTheMap) {
     EXPECT_EQ(WarningOfSetting("ClipValue", "7"),
               "a.kc has no confidence map any more, since its settings have changed; zandrel train "
-              "--calibrate makes one");
+              "--keep-tree --calibrate makes one");
     EXPECT_FALSE(HasMap());
 }
 
 TEST_F(ChangedAnswersTest, SettingOfLearningKeepsTheMap) {
     EXPECT_EQ(WarningOfSetting("AverageRlimit", "7000"), "");
     EXPECT_TRUE(HasMap());
+}
+
+TEST_F(ChangedAnswersTest, SettingOfRulesKeepsTheMapInATreeWithoutRules) {
+    EXPECT_EQ(WarningOfSetting("FullPropogation", "0"), "");
+    EXPECT_TRUE(HasMap());
+}
+
+// An edit of a container in cached form can write the tree before it ends.
+TEST_F(ChangedAnswersTest, ContainerHasNoMapDuringTheEdit) {
+    bool has_map = true;
+    EXPECT_EQ(WarningOf([&](zeLogicalTree&) { has_map = HasMap(); }), "");
+    EXPECT_FALSE(has_map);
+    EXPECT_TRUE(HasMap());
+}
+
+TEST_F(ChangedAnswersTest, ContainerIsModifiedAfterADroppedMap) {
+    m_model.manager()->m_modified = false;
+    EXPECT_NE(WarningOf([this](zeLogicalTree&) {
+                  m_model.add_label("music");
+                  m_model.manager()->m_modified = false;  // as after the tree is written
+              }),
+              "");
+    EXPECT_TRUE(m_model.manager()->m_modified);
 }
 
 TEST_F(ChangedAnswersTest, DamagedMapIsDroppedToo) {

@@ -213,6 +213,7 @@ TEST(ConfidenceMapTest, TextIsReadBackExactly) {
 
 TEST(ConfidenceMapTest, DamagedTextIsRefused) {
     EXPECT_TRUE(Confidence_map::parse("1 2 0 10000 0 31:1000:1000").has_value());
+    EXPECT_TRUE(Confidence_map::parse("1 9007199254740992 0 10000 0 31:1000:1000").has_value());
     for (const char* const damaged : {"",
                                       " ",
                                       "1",
@@ -238,6 +239,7 @@ TEST(ConfidenceMapTest, DamagedTextIsRefused) {
                                       "1 2 0 1e4 0 31:1000:1000",
                                       "1 2 0 10000 0 31:7000:9000",
                                       "x 2 0 10000 0 31:1000:1000",
+                                      "1 9007199254740993 0 10000 0 31:1000:1000",
                                       "1 9999 0 10000 0 31:6000001:0",
                                       "1 2 0 10000 0 31;1000;1000",
                                       "1 -2 0 10000 0 31:1000:1000"}) {

@@ -44,6 +44,8 @@ constexpr double kCellWidth = 0.125;
 constexpr std::int64_t kThousandth = 1000;  // the unit of the counts
 constexpr std::int64_t kMostAnswers = 6000 * kThousandth;
 constexpr std::int64_t kKeptAnswers = 5000 * kThousandth;
+// A greater number of answers is damage. So the sum with those of a bulk does not wrap.
+constexpr std::uint64_t kMostEver = std::uint64_t{1} << 53U;
 
 constexpr std::int64_t kGroups = 16;
 constexpr double kExpectedAnswers = 20.0 * kThousandth;  // of step 2
@@ -260,7 +262,7 @@ bool Confidence_map::is_consistent() const {
                              m_index.of_lead >= 0;
     const std::int64_t all = total();
     // Scaling rounds each count, so the sum of a scaled map can be above that of its answers.
-    return has_weights && all <= kMostAnswers &&
+    return has_weights && all <= kMostAnswers && m_answers <= kMostEver &&
            static_cast<std::uint64_t>(all / kThousandth) <= m_answers + 1;
 }
 
