@@ -150,6 +150,7 @@ Kc_info kc_info(zeManager& manager) {
     if (const auto map = kept_confidence(manager.m_config)) {
         info.confidence_answers = map->answer_count();
     }
+    info.has_damaged_confidence = has_damaged_confidence(manager.m_config);
     add_tree(manager, info);
     return info;
 }
@@ -206,6 +207,10 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
     if (info.confidence_answers) {
         print_field("confidence", "from " + counted(*info.confidence_answers, "answer"), out);
     }
+    if (info.has_damaged_confidence) {
+        print_field("confidence", "damaged; zandrel train --keep-tree --calibrate makes a new map",
+                    out);
+    }
     print_field("created", moment_text(info.created), out);
     print_field("last trained", moment_text(info.last_trained), out);
     print_tree_counts(info, out);
@@ -250,6 +255,9 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
     }
     if (info.confidence_answers) {
         json["confidence_answers"] = *info.confidence_answers;
+    }
+    if (info.has_damaged_confidence) {
+        json["confidence_damaged"] = true;
     }
     json["created"] = moment_text(info.created);
     json["last_trained"] = moment_text(info.last_trained);

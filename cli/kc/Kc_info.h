@@ -51,6 +51,7 @@ struct Kc_info {
     std::vector<Chosen_setting> choices;  // settings that the program chose and nobody changed
     // Answers from which the confidence map is made; missing without a map.
     std::optional<std::size_t> confidence_answers;
+    bool has_damaged_confidence = false;  // there is a map, but it cannot be read
     // All optional settings, also those from which the four members above come.
     std::vector<std::pair<std::string, std::string>> optional;
 };

@@ -501,7 +501,8 @@ TEST_F(EvaluationTest, RejectionNeedsAContainerWithConfidences) {
         ADD_FAILURE() << "no error";
     } catch (const Usage_error& error) {
         EXPECT_EQ(error.what(), "--reject: " + folder.file("a.kc") +
-                                    " has no confidence map; zandrel train --calibrate makes one");
+                                    " has no confidence map; zandrel train --keep-tree --calibrate "
+                                    "makes one");
     }
 }
 

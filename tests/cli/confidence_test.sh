@@ -7,7 +7,7 @@ shop=$2
 source "$(dirname "$0")/program_test_help.sh"
 
 dropped() {
-    prints err "zandrel: $1 has no confidence map any more, since $2; zandrel train --calibrate makes one"
+    prints err "zandrel: $1 has no confidence map any more, since $2; zandrel train --keep-tree --calibrate makes one"
     expect 0 info "$1"
     ! grep -q confidence out || fail "$command: the map is still there"
 }
@@ -21,9 +21,9 @@ expect 0 train usual.kc "$shop/shop.train.tsv"
 ! grep -q confidence out || fail "$command: mentions a map"
 echo 'Where is my parcel?' >text.txt
 expect 64 classify usual.kc text.txt --confidence
-is err 'zandrel: --confidence: usual.kc has no confidence map; zandrel train --calibrate makes one'
+is err 'zandrel: --confidence: usual.kc has no confidence map; zandrel train --keep-tree --calibrate makes one'
 expect 64 classify usual.kc text.txt --reject 0.5
-is err 'zandrel: --reject: usual.kc has no confidence map; zandrel train --calibrate makes one'
+is err 'zandrel: --reject: usual.kc has no confidence map; zandrel train --keep-tree --calibrate makes one'
 expect 0 classify usual.kc text.txt --jsonl
 ! grep -q confidence out || fail "$command: has a confidence"
 
@@ -113,6 +113,27 @@ expect 0 classify cached.kc texts.txt -k 2 --confidence
 cmp -s out confidence.out || fail "$command: other answers in cached form"
 expect 0 learn cached.kc "$shop/shop.test.tsv"
 has_map cached.kc 1,207
+is_dropped() {
+    dropped edited.kc "$1"
+    expect 64 classify edited.kc texts.txt --confidence
+    expect 0 learn edited.kc new.tsv --add-categories
+    ! grep -q confidence out || fail "$command: the map came back"
+}
+for bound in 1 5; do
+    expect 0 train small.kc "$shop/shop.train.tsv" --cached "$bound" --calibrate --replace
+    cp small.kc edited.kc
+    expect 0 tree add edited.kc root/weather
+    is_dropped 'its tree has changed'
+    cp small.kc edited.kc
+    expect 0 tree set edited.kc root/praise --threshold 0.2 --cached "$bound"
+    is_dropped 'its tree has changed'
+    cp small.kc edited.kc
+    expect 0 options set edited.kc ClipValue=5
+    is_dropped 'its settings have changed'
+    cp small.kc edited.kc
+    expect 0 import edited.kc usual.kc --under root/delivery
+    is_dropped 'its tree has changed'
+done
 expect 64 train cached.kc "$shop/shop.train.tsv" --keep-tree --calibrate
 prints err '--calibrate with --keep-tree is not possible with the cached form'
 expect 0 train compact.kc "$shop/shop.train.tsv" --compact --calibrate

@@ -66,7 +66,7 @@ TEST_F(ChangedAnswersTest, NewNameAndNewNoteKeepTheMap) {
 TEST_F(ChangedAnswersTest, NewLeafDropsTheMap) {
     EXPECT_EQ(WarningOf([this](zeLogicalTree&) { m_model.add_label("music"); }),
               "a.kc has no confidence map any more, since its tree has changed; zandrel train "
-              "--calibrate makes one");
+              "--keep-tree --calibrate makes one");
     EXPECT_FALSE(HasMap());
 }
 
@@ -80,7 +80,7 @@ TEST_F(ChangedAnswersTest, NewThresholdDropsTheMap) {
 TEST_F(ChangedAnswersTest, SettingOfScoresDropsTheMap) {
     EXPECT_EQ(WarningOfSetting("ClipValue", "7"),
               "a.kc has no confidence map any more, since its settings have changed; zandrel train "
-              "--calibrate makes one");
+              "--keep-tree --calibrate makes one");
     EXPECT_FALSE(HasMap());
 }
 

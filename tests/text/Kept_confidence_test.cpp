@@ -28,7 +28,8 @@ TEST(KeptConfidenceTest, ContainerWithoutAMapSaysHowToMakeOne) {
 
     EXPECT_FALSE(kept_confidence(config).has_value());
     EXPECT_EQ(missing_confidence("a.kc", config),
-              "a.kc has no confidence map; zandrel train --calibrate makes one");
+              "a.kc has no confidence map; zandrel train --keep-tree --calibrate makes "
+              "one");
 }
 
 TEST(KeptConfidenceTest, DamagedMapCountsAsMissing) {
@@ -37,8 +38,11 @@ TEST(KeptConfidenceTest, DamagedMapCountsAsMissing) {
 
     EXPECT_FALSE(kept_confidence(config).has_value());
     EXPECT_EQ(missing_confidence("a.kc", config),
-              "the confidence map of a.kc is damaged; zandrel train --calibrate makes one");
+              "the confidence map of a.kc is damaged; zandrel train --keep-tree --calibrate makes "
+              "one");
+    EXPECT_TRUE(has_damaged_confidence(config));
     EXPECT_TRUE(forget_confidence(config));
+    EXPECT_FALSE(has_damaged_confidence(config));
 }
 
 TEST(KeptConfidenceTest, ForgettingRemovesTheSettingOnce) {
@@ -53,7 +57,7 @@ TEST(KeptConfidenceTest, ForgettingRemovesTheSettingOnce) {
 TEST(KeptConfidenceTest, WarningNamesFileAndReason) {
     EXPECT_EQ(forgotten_confidence("a.kc", "its tree has changed"),
               "a.kc has no confidence map any more, since its tree has changed; zandrel train "
-              "--calibrate makes one");
+              "--keep-tree --calibrate makes one");
 }
 
 }  // namespace

@@ -102,6 +102,7 @@ std::string Changed_answers::drop_confidence(const std::string& path,
         return {};
     }
     forget_confidence(manager->m_config);
+    manager->m_modified = true;  // the cached form writes the settings only if they have changed
     return forgotten_confidence(path, reason);
 }
 

@@ -1,5 +1,5 @@
-// Changed_answers: whether an edit of a container changes its answers, so that its confidence map
-// does not belong to them any more.
+// Changed_answers: finds out if an edit changes the answers of a container. Then the confidence map
+// of the container is dropped.
 #ifndef ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
 #define ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
 
@@ -15,10 +15,10 @@ class zeManager;
 
 namespace zandrel {
 
-// What the answers of a container depend on, except for what its classifiers have learned: the tree
-// without names and notes, and the settings that scores depend on. Names of categories matter only
-// where two leaves have the same one. Make one before an edit. It is empty, and costs nothing, if
-// the container has no confidence map.
+// All that the answers of a container depend on, except for what its classifiers have learned: the
+// tree without names and notes, and the settings that scores depend on. Names of categories matter
+// only where two leaves have the same one. Make one before an edit. It is empty, and costs nothing,
+// if the container has no confidence map.
 class Changed_answers {
 public:
     explicit Changed_answers(qtPtrLight<zeManager>& manager);

@@ -10,7 +10,7 @@ namespace zandrel {
 
 namespace {
 
-constexpr const char* kHowToCalibrate = "zandrel train --calibrate makes one";
+constexpr const char* kHowToCalibrate = "zandrel train --keep-tree --calibrate makes one";
 
 }  // namespace
 
@@ -23,11 +23,15 @@ std::optional<Confidence_map> kept_confidence(const zeConfig& config) {
     return text == nullptr ? std::nullopt : Confidence_map::parse(text->view());
 }
 
+bool has_damaged_confidence(const zeConfig& config) {
+    return config.get_optional(kConfidenceKey) != nullptr && !kept_confidence(config);
+}
+
 std::string missing_confidence(const std::string& path, const zeConfig& config) {
     if (config.get_optional(kConfidenceKey) == nullptr) {
         return shown_file(path) + " has no confidence map; " + kHowToCalibrate;
     }
-    if (!kept_confidence(config)) {
+    if (has_damaged_confidence(config)) {
         return "the confidence map of " + shown_file(path) + " is damaged; " + kHowToCalibrate;
     }
     return {};

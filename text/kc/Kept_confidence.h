@@ -22,11 +22,15 @@ void keep_confidence(const Confidence_map& map, zeConfig& config);
 // not need it.
 std::optional<Confidence_map> kept_confidence(const zeConfig& config);
 
+// Returns if the container has a map that cannot be read, for example after another program has
+// changed it.
+bool has_damaged_confidence(const zeConfig& config);
+
 // Returns why the container has no map: a sentence for messages, with a command that makes one.
 // Empty if it has one. `path`: of the container.
 std::string missing_confidence(const std::string& path, const zeConfig& config);
 
-// Removes the map, also a damaged one. Returns whether there was one.
+// Removes the map, also a damaged one. Returns true if there was one.
 bool forget_confidence(zeConfig& config);
 
 // The warning after forget_confidence: that the container has no map any more, the reason, and a
