@@ -44,8 +44,9 @@ constexpr const char* kNotes =
 --cv and --holdout need only one set of data. --cv K classifies each of K folds with a model that has
 learned the other folds, and reports mean and spread of each figure. --holdout SHARE trains on the rest
 of the texts and classifies the share. The same --seed gives the same parts on every machine.
---want-precision chooses the threshold by training texts that the answering models have not learned;
-with KC or --cv by the test texts of all folds but the one that it is tested on (5 folds with KC).
+--want-precision finds the least confidence or score. With --train and --holdout it is chosen from
+training texts, each answered by a model that has not learned it. With KC and --cv it is chosen from the
+test texts; the precision of each fold (5 with KC) is measured with a threshold from the other folds.
 --report FILE also writes a page for a browser, with texts of the data. It replaces only a report.
 
 Examples:
@@ -92,7 +93,7 @@ void settle_training(Evaluate_words& words) {
         throw CLI::RequiresError("--cached", "KC");
     }
     if (words.rejection->count() > 0 && !words.options.calibrates) {
-        throw CLI::RequiresError("--reject", "--calibrate, or a container that has confidences");
+        throw CLI::RequiresError("--reject", "--calibrate, or a container with a confidence map");
     }
     std::vector<std::string> files = words.options.data_files;
     files.insert(files.end(), {words.options.train_file, words.options.test_file,
@@ -262,10 +263,10 @@ void add_trust_options(CLI::App& command, Evaluate_words& words) {
     words.rejection =
         command
             .add_option("--reject", words.options.least_confidence,
-                        "Give no answer below this confidence, 0 to 1, and report figures of the "
+                        "Give no answer below the confidence C, 0 to 1, and report figures of the "
                         "others")
             ->check(error_of_share)
-            ->type_name("X");
+            ->type_name("C");
     command
         .add_option("--want-precision", words.options.wanted_precision,
                     "Find the least confidence or score for which this share of answers is right")

@@ -111,7 +111,7 @@ void check_same_analysis(const Import_words& words, const zeManager& manager,
 Import_report merge(const Import_words& words, Long_work& work) {
     qtPtrLight<zeManager> other = read_other(words.other_file, work.progress());
     Import_report report;
-    const std::string warning = edit_kc(
+    work.warn(edit_kc(
         words.file, {words.seconds_to_wait, &work.progress()},
         [&](qtPtrLight<zeManager>& manager) {
             check_same_analysis(words, *manager, *other);
@@ -122,10 +122,7 @@ Import_report merge(const Import_words& words, Long_work& work) {
             writes.commit();
             return true;
         },
-        words.bound);
-    if (!warning.empty()) {
-        work.warn(warning);
-    }
+        words.bound));
     return report;
 }
 

@@ -109,21 +109,13 @@ void print_options(const Kc_words& words) {
     }
 }
 
-// Prints the warning of edit_kc, if there is one.
-void warn_of_edit(const std::string& warning, Long_work& work) {
-    if (!warning.empty()) {
-        work.warn(warning);
-    }
-}
-
 void set_options(const Kc_words& words) {
     const std::vector<Key_value> values = setting_values(words.assignments);
     Long_work work;
-    const std::string warning = edit_kc(
+    work.warn(edit_kc(
         words.file, {words.seconds_to_wait, &work.progress()},
         [&values](qtPtrLight<zeManager>& manager) { return set_kc_settings(manager, values); },
-        words.bound);
-    warn_of_edit(warning, work);
+        words.bound));
 }
 
 // An options file may also have the two switches of the trainers, which no container keeps.
@@ -147,13 +139,12 @@ void load_options(const Kc_words& words) {
     warn_of_ignored(settings);
     const std::vector<Key_value> values = settings.used_settings();
     Long_work work;
-    const std::string warning = edit_kc(
+    work.warn(edit_kc(
         words.file, {words.seconds_to_wait, &work.progress()},
         [&values](qtPtrLight<zeManager>& manager) {
             return !values.empty() && set_kc_settings(manager, values);
         },
-        words.bound);
-    warn_of_edit(warning, work);
+        words.bound));
 }
 
 void dump_options(const Kc_words& words) {

@@ -76,9 +76,10 @@ waits for the next line. For a line longer than --max-line it prints an empty li
 share the lines; the output is the same.
 
 CSV, JSON lines and lines with __label__ have one answer for each record, see `zandrel help data`. With
---jsonl the answer to JSON lines is the object with `categories` added, in place of an old member of this
-name. With --csv the answer is the row with the columns category_1, score_1 and so on, for the -k best
-labels. The answer to a bad record is like that to a line that is too long, or a row of empty columns.
+--jsonl the answer to JSON lines is the object with `categories` added, and with `confidence` and
+`rejected` if the answer has them. They replace old members of these names. With --csv the answer is the
+row with the columns category_1, score_1 and so on, for the -k best labels. The answer to a bad record
+is like that to a line that is too long, or a row of empty columns.
 
 If the container was trained with --calibrate, --jsonl adds a member `confidence`: the chance that the
 best label is right, see `zandrel help confidence`. --confidence prints it as the first column of a line
@@ -96,13 +97,16 @@ See also: zandrel help data, containers, analysis, editing, confidence)";
 
 constexpr const char* kExplainNotes =
     R"(explain prints each line, and below it what its concepts add to the score of its best label, or of the
-node --category. Concepts that the model does not know are marked. The last column is the effect on the
-log odds of the raw score: where an answer is certain, the effects on the score are all nearly 0, and
-these still differ. A line longer than --max-line is only reported on standard error, and the exit
-status is then 65; so is a bad record of CSV or JSON lines.
+node --category, the greatest effect first. Concepts that the model does not know are marked. The last
+column is the effect on the log odds of the raw score. If an answer is certain, all effects on the score
+are nearly 0, but the effects on the log odds differ. A line longer than --max-line is only reported on
+standard error, and the exit status is then 65. A bad record of CSV or JSON lines is reported in the
+same way.
 
 On a terminal the words of the line have colours: green to blue for the label, orange to red against it,
-dim if they are unknown. The environment variable NO_COLOR and --color never switch the colours off.
+dim if they are unknown, and none if they have little effect on the log odds. There are no colours with
+--color never, if the environment variable NO_COLOR is not empty, or if TERM is "dumb". --color always
+gives colours in each case, also in a file. With --path or --json there are never colours.
 
 With --path it prints instead the nodes that classify takes for `classify -k N`, in this order: the
 score of each node, its threshold, and each child with its score and the reason why it was not taken.
@@ -199,7 +203,7 @@ void add_train(CLI::App& app) {
     }
     command->add_flag("--calibrate", words->options.calibrates,
                       "Learn by three-fold cross-validation how far to trust an answer, for "
-                      "classify --confidence; train then takes about three times as long");
+                      "classify --confidence; train then takes three to four times as long");
     command->add_flag("--compact", words->options.compact,
                       "Leave out data for learning: a smaller file that can only classify");
     add_bound_option(*command, words->options.bound.given);
@@ -405,10 +409,11 @@ void add_explain(CLI::App& app, Command_result& result) {
         ->check(error_of_path)
         ->type_name("PATH");
     command
-        .add_option("--top", words->explain.top,
-                    "Number of concepts to show for each line, the greatest effect first; with "
-                    "--path: number of children that were not taken, for each step; not given: "
-                    "all")
+        .add_option(
+            "--top", words->explain.top,
+            "Number of concepts to show for each line, the greatest effect on the score first; "
+            "with --path: number of children that were not taken, for each step; not given: "
+            "all")
         ->check(CLI::Range(1, kLongestList).description(""))
         ->type_name("N");
     CLI::Option* const path = command.add_flag(

@@ -123,7 +123,7 @@ std::vector<std::string> warnings_of_new_rules(const std::string& file, const ze
 // if the edit has changed anything.
 void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     std::vector<std::string> warnings;
-    const std::string dropped = edit_kc(
+    const std::string map_warning = edit_kc(
         target.file, {target.seconds_to_wait, &work.progress()},
         [&](qtPtrLight<zeManager>& manager) {
             const std::set<std::string> known = rules_of(*manager->m_logical_tree);
@@ -141,9 +141,7 @@ void edit(const Edit_target& target, Long_work& work, const Tree_edit& change) {
     for (const std::string& warning : warnings) {
         work.warn(warning);
     }
-    if (!dropped.empty()) {
-        work.warn(dropped);
-    }
+    work.warn(map_warning);
 }
 
 void add_file(CLI::App& command, std::string& file) {

@@ -238,21 +238,24 @@ constexpr std::string_view kFigures =
               --calibrate) or with --calibrate: the calibration before and after
   answered    accuracy of the most certain 100 %, 95 %, ... of the texts, and the least confidence of
               these texts; their least score if there are no confidences
-  reject X    share of texts that get an answer with --reject X; all other figures except those of the
+  reject C    share of texts that get an answer with --reject C; all other figures except those of the
               block "answered" are then of these texts
   wanted precision  the least confidence or score for which the share P (--want-precision) of the
-              answers is right, chosen so that chance explains it with 5 % at most; the precision and
-              the share answered are of texts that have not chosen it
+              answers is right. The threshold is chosen so that the share is at least P with a
+              certainty of 95 %. The precision and the share answered are of texts that were not
+              used to choose the threshold
   loading     CPU time of reading the model, if it was not trained
   learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
               and greatest number in a profile; all other figures are of the model before --learn
 
 A 95 % interval is beside each figure: of many such intervals, each from other test texts, about 95 %
-contain the figure of infinitely many texts like these. Shares of texts and precision and recall of a
-label have the interval of Wilson. F1 of a label has the interval of the share of hits among the texts
-that have or got the label. All other figures are computed for 200 random samples of the test texts,
-which are the same in every run; the interval of averages is that of a share with the same variance. By
-chance, few texts make ECE too high; the interval is corrected for that, so it may be below the figure.
+contain the figure of infinitely many texts like these.
+  shares of texts, precision and recall of a label    the interval of Wilson
+  F1 of a label    from the interval of the share of hits among the texts that have the label or got it
+  averages         the interval of a share with the same variance
+  all others       from 200 random samples of the test texts, which are the same in every run
+By chance, few texts make ECE too high. The interval is corrected for that, so it may be below the
+figure. The variance of averages is that of the 200 samples too.
 
 evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
 folds, and the figure of all texts together, each text with the result of its fold. The spread is
@@ -270,8 +273,8 @@ of `mean`, `spread`, `all_texts` and each of `folds`. One of `training` and `loa
 explanation contains what each concept adds to the score of the best label.)";
 
 constexpr std::string_view kConfidence =
-    R"(The confidence of an answer is the chance that its best label is right. The score of a label is a
-little too low for that, above all if there are many labels.
+    R"(The confidence of an answer is the chance that its best label is right. The score of the best label is
+too low for that: by 0.1 and more if there are many labels.
 
   zandrel train shop.kc shop.train.tsv --calibrate
   zandrel classify shop.kc messages.txt --confidence --reject 0.8

@@ -18,8 +18,11 @@ class Long_work {
 public:
     CTProgress& progress() { return m_bar; }
 
-    // Prints a warning on standard error. Removes the progress bar before.
+    // Prints a warning on standard error, unless it is empty. Removes the progress bar before.
     void warn(const std::string& text) {
+        if (text.empty()) {
+            return;
+        }
         m_bar.blank();
         print_warning(text);
     }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <pthread.h>
 #include <pybind11/pybind11.h>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -199,8 +200,9 @@ public:
     // `first`: the number of the first text, for messages.
     py::list classify_all(py::handle texts, int count, double threshold, double reject, int jobs,
                           std::size_t first) const {
-        check_open();
         const Classify_options options{count, threshold, reject};
+        // Without texts, no other call notices wrong options.
+        Unlocked_call().run([&] { m_classifier->classify(std::span<const Text>(), options); });
         return answers_of(
             Text_blocks(texts, first), jobs,
             [&](const Text& text) { return m_classifier->classify(text, options); }, Label_maker());

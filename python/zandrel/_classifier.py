@@ -113,7 +113,7 @@ class Classifier:
         tree: the tree in its text form; empty: a flat tree of the labels.
         compact: leave out what only learning needs.
         calibrate: make a confidence map, so that the best label of each answer has a confidence.
-            Training then takes about three times as long.
+            Training then takes three to four times as long.
         prepare_to_explain: as for `open`.
         progress: is called with the part of the work that is done, 0 to 1. If it returns False,
             WorkInterruptedError is raised. It cannot use a classifier.
@@ -220,7 +220,7 @@ class Classifier:
         least = _options.number("threshold", threshold)
         trusted = _options.number("reject", reject)
         threads = _options.threads(jobs)
-        self._inner.check_open()
+        self._inner.classify_all([], most, least, trusted, threads, 1)  # refuses wrong options
         source = iter(texts)
 
         def answers() -> Iterator[list[Label]]:
@@ -284,7 +284,7 @@ class Classifier:
 
     @property
     def is_calibrated(self) -> bool:
-        """Whether the container has a confidence map."""
+        """True if the container has a confidence map."""
         return self._inner.is_calibrated()
 
     @property

@@ -33,17 +33,23 @@ class Label(_LabelFields):
     `path` has the names of the tree's nodes from the root down, joined by "/". `confidence` is the
     chance that the best label of a text is right, 0 to 1. Only the best label has one, and only if
     the container was trained with `calibrate`; else it is None. It is an attribute and no element
-    of the tuple: `name, path, score = label`.
+    of the tuple: `name, path, score = label`, and `==` does not compare it.
     """
 
-    confidence: Optional[float]
+    # Labels without a confidence share this value: an attribute of its own would need 200 bytes.
+    confidence: Optional[float] = None
 
     def __new__(
         cls, name: str, path: str, score: float, confidence: Optional[float] = None
     ) -> Label:
         self = super().__new__(cls, name, path, score)
-        self.confidence = confidence
+        if confidence is not None:
+            self.confidence = confidence
         return self
+
+    def _replace(self, **changes: Any) -> Label:
+        confidence = changes.pop("confidence", self.confidence)
+        return Label(*super()._replace(**changes), confidence)
 
     def __repr__(self) -> str:
         fields = super().__repr__()
@@ -63,17 +69,23 @@ class Effect(_EffectFields):
     lowers the score. `is_known` is False for a word that the container has not learned.
     `log_odds_adds` is the effect on the log odds of the raw score, from -27.7 to 27.7. Where the
     answer is certain, `adds` is nearly 0 for all words, and `log_odds_adds` still differs. It is an
-    attribute and no element of the tuple: `concept, adds, is_known = effect`.
+    attribute and no element of the tuple: `concept, adds, is_known = effect`, and `==` does not
+    compare it.
     """
 
-    log_odds_adds: float
+    log_odds_adds: float = 0.0
 
     def __new__(
         cls, concept: str, adds: float, is_known: bool, log_odds_adds: float = 0.0
     ) -> Effect:
         self = super().__new__(cls, concept, adds, is_known)
-        self.log_odds_adds = log_odds_adds
+        if log_odds_adds != 0.0:
+            self.log_odds_adds = log_odds_adds
         return self
+
+    def _replace(self, **changes: Any) -> Effect:
+        log_odds_adds = changes.pop("log_odds_adds", self.log_odds_adds)
+        return Effect(*super()._replace(**changes), log_odds_adds)
 
     def __repr__(self) -> str:
         return f"{super().__repr__()[:-1]}, log_odds_adds={self.log_odds_adds})"

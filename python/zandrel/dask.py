@@ -60,8 +60,8 @@ def classify(
     partition: an iterable of texts gives a list of lists of `zandrel.Label`. A pandas DataFrame
         gives a copy of it with the columns "label" and "score" of the best label; a text without a
         result has the label "" and the score 0.0. If the container has a confidence map, there is
-        also the column "confidence", which is 0.0 for a text without a result. Columns of these
-        names are replaced. A pandas Series gives a Series of lists of `zandrel.Label`.
+        also the column "confidence", which is 0.0 for a text without a result, also if `reject`
+        is the reason. Columns of these names are replaced. A pandas Series gives a Series of lists of `zandrel.Label`.
     path: the container.
     text: the column of a DataFrame with the texts.
     count, threshold, reject, jobs: as in `Classifier.classify`; a DataFrame has only the best label.

@@ -8,6 +8,8 @@
 
 from __future__ import annotations
 
+import math
+import sys
 from collections.abc import Iterable, Mapping
 from typing import Any, Optional
 
@@ -36,8 +38,8 @@ class ZandrelClassifier(ClassifierMixin, BaseEstimator):  # type: ignore[misc]
     settings : settings of the engine by name, for example {"ClipValue": 2}.
     tree : the tree in its text form; empty: a flat tree of the labels.
     compact : leave out what only `partial_fit` needs.
-    calibrate : make a confidence map, see `predict_confidence`. `fit` then takes about three times
-        as long.
+    calibrate : make a confidence map, see `predict_confidence`. `fit` then takes three to
+        four times as long.
     n_jobs : so many threads predict; None: 1; -1: one for each processor; -2: one less; and so on.
 
     Attributes
@@ -240,13 +242,24 @@ def _checked(X: Iterable[Any], y: Any) -> tuple[list[Any], Any]:
 
 def _without_missing(y: Any) -> Any:
     """The labels of a nullable column of pandas get numpy's type, which scikit-learn needs."""
-    is_missing = getattr(y, "isna", None)
-    if is_missing is None:
-        return y
-    if np.any(is_missing()):
+    if hasattr(y, "iloc") and y.ndim == 2 and y.shape[1] == 1:
+        return np.asarray(_without_missing(y.iloc[:, 0])).reshape(-1, 1)
+    if hasattr(y, "isna"):
+        lacks_labels = np.any(y.isna())
+    elif isinstance(y, (list, tuple)):
+        lacks_labels = any(map(_is_missing, y))
+    else:
+        lacks_labels = getattr(y, "dtype", None) == object and any(map(_is_missing, y.ravel()))
+    if lacks_labels:
         raise ValueError("y has missing labels")
     plain = getattr(getattr(y, "dtype", None), "numpy_dtype", None)
     return y if plain is None else y.to_numpy(dtype=plain)
+
+
+def _is_missing(label: Any) -> bool:
+    pandas = sys.modules.get("pandas")
+    is_nan = isinstance(label, float) and math.isnan(label)
+    return label is None or is_nan or (pandas is not None and label is pandas.NA)
 
 
 def _places(labels: Any, classes: Any) -> Any:

@@ -17,7 +17,7 @@ fastText: `supervised -autotune-validation` on every fifth text of the training 
 -thread as in `script/bench peers`; its defaults are the options of `script/bench peers`.
 """
 ROW = "{:<10} {:<18} {:>9} {:>15} {:>7} {:>15} {:>8}"
-# Every so manieth text of the training file is fastText's validation file.
+# Each VALIDATION_STEP-th text of the training file is fastText's validation file.
 VALIDATION_STEP = 5
 
 

@@ -30,6 +30,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 using Concept_scores = std::vector<zeStat_matcher::Concept_score>;
 using Weights = std::vector<std::pair<std::string, float>>;
@@ -338,6 +339,26 @@ TEST_F(zeWorkflowExplainTest, EachConceptOfABlockedPathHasTheWholePathScore) {
     // The path had its score before the rule blocked it. Without any concept its score is 0.
     EXPECT_THAT(listing_of(m_tree.Explain({{"goal", 1.0}, {"zebra", 1.0}}, {m_sport})),
                 ElementsAre(line("zebra", squashed(0.5)), line("goal", squashed(0.5))));
+}
+
+TEST_F(zeWorkflowExplainTest, NoConceptOfABlockedPathChangesTheLogOdds) {
+    zeNode* const rule = m_tree.Rule("rule");
+    m_tree.Manager().m_root = rule;
+    rule->add_child(m_tree.Root());
+    m_tree.Block(rule, m_tree.Root());
+
+    EXPECT_THAT(listing_of(m_tree.ExplainInLogOdds({{"goal", 1.0}, {"zebra", 1.0}}, {m_sport})),
+                UnorderedElementsAre(line("goal", 0.0), line("zebra", 0.0)));
+}
+
+TEST_F(zeWorkflowExplainTest, OnlyAnOpenPathCountsForTheLogOdds) {
+    zeNode* const rule = m_tree.Rule("rule");
+    zeNode* const item = m_tree.MakeNode("item", ZE_LEAF);
+    rule->add_child(item);
+    m_tree.Block(rule, item);
+
+    EXPECT_THAT(listing_of(m_tree.ExplainInLogOdds({{"goal", 1.0}}, {item, m_sport})),
+                ElementsAre(line("goal", log_odds(squashed(1.0)) - log_odds(squashed(0.0)))));
 }
 
 TEST_F(zeWorkflowExplainTest, ClassifiersAboveTheBlockAreNotAsked) {

@@ -11,22 +11,25 @@ printf 'sport\tgoal\nno tab\n' >bad.tsv
 printf '\n\n' >empty.tsv
 printf 'no tab\n\tno label\n' >worse.tsv
 
+# Prints the line if two of the three texts are right.
+right_texts='^accuracy  *66[.]67 % .* 2 of 3$'
 expect 0 evaluate --train train.tsv --test test.tsv --analysis words
-prints out '2 of 3'
+grep -q "$right_texts" out || fail "$command: wrong accuracy"
 prints out 'sport,travel -> food'
 warns_of_few_texts_only err
 expect 0 evaluate --train train.tsv --test test.tsv --confusions 0
 ! grep -q confusions out || fail "$command: lists confusions"
 expect 0 evaluate --train train.tsv --test test.tsv --analysis whitespace
 # With this analysis `Cheese!` is an unknown word.
-! grep -qF '66.67 %  (2 of 3' out || fail "$command: analysed words"
+! grep -q "$right_texts" out || fail "$command: analysed words"
 
 expect 0 evaluate --train train.tsv --test test.tsv --per-category --threshold 0.25
 prints out 'score >= 0.25'
 prints out 'category             texts       given   precision'
 prints out 'travel                   1           0      0.00 %'
 expect 0 evaluate --train train.tsv --test test.tsv --analysis words --explain 'A goal'
-[[ $(tail -n 4 out | sed 's/[01]\.[0-9]*/N/' | tr '\n' '|') == 'A goal|  N  sport|    +N  goal|    +N  a  (unknown)|' ]] ||
+[[ $(tail -n 4 out | sed 's/[0-9][0-9]*\.[0-9]*/N/g; s/   */  /g' | tr '\n' '|') == \
+    'A goal|  N  sport|  +N  goal  +N|  +N  a  (unknown)  +N|' ]] ||
     fail "$command: wrong explanation"
 
 expect 0 evaluate --train train.tsv --test test.tsv --json --confusions 1 --explain goal
@@ -49,14 +52,14 @@ expect 65 evaluate --train train.tsv --test test.tsv --learn bad.tsv
 [[ $(<err) == 'bad.tsv:2: no tab between label and text' ]] || fail "$command: wrong message"
 printf 'sport\tbread\tgoal\tmatch\nfood\tgoal\tbread\tcheese\n' >titles.tsv
 expect 0 evaluate --bootstrap --train titles.tsv --test test.tsv --analysis words
-prints out '2 of 3'
+grep -q "$right_texts" out || fail "$command: wrong accuracy"
 expect 65 evaluate --bootstrap --train train.tsv --test test.tsv
 [[ $(<err) == 'train.tsv:1: no tab between text and title' ]] || fail "$command: wrong message"
 
 printf 'fun\tsport\nfun\tfood\n' >groups.tsv
 printf 'fun\tsport\nfood\tsport\n' >clash.tsv
 expect 0 evaluate --train train.tsv --test test.tsv --groups groups.tsv --analysis words
-prints out '2 of 3'
+grep -q "$right_texts" out || fail "$command: wrong accuracy"
 expect 65 evaluate --train train.tsv --test test.tsv --groups clash.tsv
 prints err 'clash.tsv:2: "food" is a label that stands in no group'
 expect 65 evaluate --train train.tsv --test test.tsv --groups empty.tsv

@@ -102,7 +102,7 @@ expect 64 evaluate plain.kc "$test" --reject 0.5
 is err 'zandrel: --reject: plain.kc has no confidence map; zandrel train --keep-tree --calibrate makes one'
 is_silent out
 expect 64 evaluate --train "$train" --test "$test" --reject 0.5
-prints err '--reject requires --calibrate, or a container that has confidences'
+prints err '--reject requires --calibrate, or a container with a confidence map'
 expect 64 evaluate shop.kc "$test" --calibrate
 prints err '--calibrate'
 expect 64 evaluate shop.kc "$test" --reject 0.5 --want-precision 0.9

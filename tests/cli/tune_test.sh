@@ -105,7 +105,7 @@ done
 # A trained container keeps its analysis and its tree.
 cp b.kc before.kc
 expect 65 options load b.kc b.options
-is err 'b.options:2: Analysis cannot change in a trained container; only train and evaluate read it'
+is err 'b.options:2: Analysis cannot be changed in a trained container; remove this line'
 cmp -s b.kc before.kc || fail "$command: changed the container"
 expect 64 options set b.kc Tree=2
 prints err 'Tree is no setting of the engine'

@@ -121,7 +121,24 @@ def test_effects_and_labels_stay_tuples_of_their_first_elements(shop):
     assert repr(zandrel.Label("a", "b", 0.5)) == "Label(name='a', path='b', score=0.5)"
     copies = pickle.loads(pickle.dumps([label, effect]))
     assert copies[0].confidence == 0.25
+    assert copies == [label, effect]
     assert copies[1].log_odds_adds == effect.log_odds_adds
+
+
+def test_replaced_labels_and_effects_keep_their_attribute():
+    label = zandrel.Label("a", "root/a", 0.5, 0.25)
+    assert label._replace(name="b") == ("b", "root/a", 0.5)
+    assert label._replace(name="b").confidence == 0.25
+    assert label._replace(confidence=0.75).confidence == 0.75
+    assert label._replace(confidence=None).confidence is None
+    assert zandrel.Label._make(["a", "root/a", 0.5]).confidence is None
+    effect = zandrel.Effect("goal", 0.5, True, 2.0)
+    assert effect._replace(adds=0.0) == ("goal", 0.0, True)
+    assert effect._replace(adds=0.0).log_odds_adds == 2.0
+    assert effect._replace(log_odds_adds=1.0).log_odds_adds == 1.0
+    assert zandrel.Effect._make(["goal", 0.5, True]).log_odds_adds == 0.0
+    with pytest.raises(ValueError, match="unexpected field names"):
+        label._replace(color="red")
 
 
 def test_best_label_of_a_calibrated_container_has_a_confidence(tmp_path, test_texts):
@@ -139,7 +156,11 @@ def test_best_label_of_a_calibrated_container_has_a_confidence(tmp_path, test_te
         assert [labels[0].confidence for labels in again] == confidences
         sure = opened.classify(test_texts, reject=0.9, jobs=jobs)
         assert [bool(labels) for labels in sure] == [c >= 0.9 for c in confidences]
-    assert list(opened.stream(test_texts, reject=0.9)) == sure
+    streamed = list(opened.stream(test_texts, reject=0.9))
+    assert streamed == sure
+    assert [labels[0].confidence for labels in streamed if labels] == [
+        c for c in confidences if c >= 0.9
+    ]
     assert opened.classify(test_texts[0], reject=0.0)[0].confidence == confidences[0]
 
 
@@ -149,13 +170,17 @@ def test_trained_confidence_is_that_of_the_program(tmp_path, run_program):
     assert_same_container(tmp_path / "python.kc", tmp_path / "program.kc")
 
 
-def test_learning_keeps_the_confidence(test_texts):
+def test_learning_updates_the_map_as_the_program_does(tmp_path, run_program):
+    learned = tmp_path / "learned.tsv"
+    learned.write_text("praise\tWhere is my parcel?\nreturns\tI want my money back\n" * 20)
     shop = zandrel.Classifier.train(TRAIN, calibrate=True)
-    before = shop.classify(test_texts[0])[0].confidence
-    shop.learn([("praise", text) for text in test_texts])
-    assert shop.is_calibrated
-    assert shop.classify(test_texts[0])[0].confidence is not None
-    assert before is not None
+    shop.save(tmp_path / "program.kc")
+    run_program("learn", tmp_path / "program.kc", learned)
+    shop.learn(learned)
+    shop.save(tmp_path / "python.kc")
+    assert_same_container(tmp_path / "python.kc", tmp_path / "program.kc")
+    assert "968 answers" not in run_program("info", tmp_path / "python.kc")
+    assert "1,008 answers" in run_program("info", tmp_path / "python.kc")
 
 
 def test_least_confidence_needs_a_calibrated_container(news):
@@ -165,6 +190,11 @@ def test_least_confidence_needs_a_calibrated_container(news):
         news.classify("goal", reject=0.5)
     with pytest.raises(zandrel.InvalidArgumentError, match="not between 0 and 1"):
         news.classify("goal", reject=1.5)
+    for answers in (news.classify, news.stream):  # also without a text
+        with pytest.raises(zandrel.InvalidArgumentError, match="no confidence map"):
+            answers([], reject=0.5)
+        with pytest.raises(zandrel.InvalidArgumentError, match="not between 0 and 1"):
+            answers([], reject=1.5)
 
 
 def test_labels_are_in_the_order_of_the_examples(news):

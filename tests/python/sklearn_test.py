@@ -11,7 +11,7 @@ import numpy as np
 import pandas
 import pytest
 from sklearn.base import clone
-from sklearn.exceptions import NotFittedError
+from sklearn.exceptions import DataConversionWarning, NotFittedError
 from sklearn.model_selection import GridSearchCV, cross_val_predict, cross_val_score
 from sklearn.multiclass import OneVsRestClassifier
 from sklearn.pipeline import Pipeline
@@ -186,11 +186,24 @@ def test_labels_of_nullable_columns(labels):
     assert list(stream.class_count_) == [4, 4]
 
 
+def test_one_column_of_a_frame_keeps_the_type_of_its_labels():
+    column = pandas.DataFrame({"y": pandas.Series([3, 3, 5, 5], dtype="Int64")})
+    with pytest.warns(DataConversionWarning):
+        model = ZandrelClassifier().fit(TEXTS, column)
+    assert model.classes_.dtype == np.int64
+    assert model.classifier_.labels == ["3", "5"]
+
+
 def test_missing_labels_are_refused():
     for labels in (
         pandas.Series(["a", "b", None, "a"], dtype="string"),
         pandas.Series([1, 2, None, 1], dtype="Int64"),
         pandas.Series(["a", "b", None, "a"]),
+        pandas.DataFrame({"y": pandas.Series([1, 2, None, 1], dtype="Int64")}),
+        ["a", "b", None, "a"],
+        ["a", "b", float("nan"), "a"],
+        ["a", "b", pandas.NA, "a"],
+        np.array(["a", "b", None, "a"], dtype=object),
     ):
         with pytest.raises(ValueError, match="missing labels"):
             ZandrelClassifier().fit(TEXTS, labels)

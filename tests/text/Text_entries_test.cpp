@@ -20,7 +20,7 @@ struct Entry_row {
     const char* problem;  // behind the value; null if there is none
 };
 
-constexpr const char* kNoTree = "is neither flat, auto nor a number of groups from 1 to 10000";
+constexpr const char* kNoTree = "is neither flat, auto nor a number of groups from 2 to 10000";
 constexpr const char* kNoStem = "is neither none nor a language of --stem";
 
 const Entry_row kEntryRows[] = {
@@ -34,7 +34,8 @@ const Entry_row kEntryRows[] = {
     {"Stem", "English", kNoStem},
     {"Tree", "flat", nullptr},
     {"Tree", "auto", nullptr},
-    {"Tree", "1", nullptr},
+    {"Tree", "1", kNoTree},
+    {"Tree", "2", nullptr},
     {"Tree", "10000", nullptr},
     {"Tree", "10001", kNoTree},
     {"Tree", "0", kNoTree},
@@ -123,15 +124,15 @@ TEST(TextEntriesTest, TrainedContainerRefusesEntries) {
         ADD_FAILURE() << "no error";
     } catch (const Data_error& error) {
         EXPECT_EQ(std::string(error.what()).substr(file.path().size()),
-                  ":2: Tree cannot change in a trained container; only train and evaluate read it");
+                  ":2: Tree cannot be changed in a trained container; remove this line");
     }
     EXPECT_NO_THROW(Engine_settings().check_for_container("absent"));
 }
 
 TEST(TextEntriesTest, EntryIsNoSettingOfTheEngine) {
     EXPECT_EQ(setting_problem("Stem", "english"),
-              "Stem is no setting of the engine; only an options file for train and evaluate can "
-              "have it");
+              "Stem is no setting of the engine; only an options file for train, evaluate and tree "
+              "suggest can have it");
 }
 
 }  // namespace

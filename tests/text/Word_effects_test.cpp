@@ -1,6 +1,5 @@
 #include "text/model/Word_effects.h"
 
-#include <random>
 #include <string>
 #include <vector>
 
@@ -57,6 +56,27 @@ TEST(WordEffectsTest, WordsOfOneCharacterBecomeOne) {
 
 TEST(WordEffectsTest, TextWithoutWordsHasNoEffects) {
     EXPECT_THAT(word_effects(places_in(" \t"), {}), ElementsAre());
+}
+
+TEST(WordEffectsTest, AnswerOnlyOfRulesMarksNoWordAsUnknown) {
+    Model_options options;
+    options.tree.text =
+        "+\t[Rule]\t[NoScore]\t[]\t[desk]\t[]\n"
+        "++\t[Leaf]\t[Score]\t[]\t[urgent]\t[\"urgent\"]\n"
+        "++\t[Stat]\t[NoScore]\t[]\t[words]\t[default]\n"
+        "+++\t[Leaf]\t[Score]\t[]\t[sport]\t[]\n"
+        "+++\t[Leaf]\t[Score]\t[]\t[trade]\t[]\n";
+    options.tree.name = "tree";
+    Text_model model(options);
+    model.train({{{"sport"}, "goal match"}, {{"trade"}, "price goods"}});
+
+    const Explanation by_rule = model.explain("urgent goal");
+    const Explanation by_words = model.explain("goal");
+
+    EXPECT_EQ(by_rule.label, "urgent");
+    EXPECT_THAT(model.words_of(by_rule), ElementsAre());
+    EXPECT_EQ(by_words.label, "sport");
+    EXPECT_EQ(model.words_of(by_words).size(), 1U);
 }
 
 TEST(WordEffectsTest, EffectsOfWordsAddUpToTheEffectsOfConcepts) {

@@ -27,6 +27,7 @@
 #include "text/kc/Kc_lock.h"
 #include "text/kc/Kept_analysis.h"
 #include "text/kc/Kept_choices.h"
+#include "text/kc/Kept_confidence.h"
 #include "text/kc/Stored_model.h"
 #include "text/model/Engine_settings.h"
 #include "text/model/Text_model.h"
@@ -246,6 +247,8 @@ public:
     bool is_calibrated();
     // RAISES: Error closed.
     void check_not_closed();
+    // RAISES: what `classify` raises for its options, without a text.
+    void check_question(const Classify_options& options);
 
 private:
     // RAISES: Error closed; Error failed after a call of learn that could not be undone.
@@ -280,6 +283,7 @@ private:
     const Analysis m_analysis;
     Reader_pool m_pool;
     std::vector<std::string> m_labels;
+    bool m_is_map_damaged = false;
     bool m_is_lost = false;  // closed, since a call of learn could not be undone
 };
 
@@ -301,6 +305,7 @@ std::string Classifier::Impl::about(const std::string& message) const {
 
 void Classifier::Impl::freeze() {
     m_labels = m_model->labels();
+    m_is_map_damaged = has_damaged_confidence(m_model->manager()->m_config);
     if (!m_is_cached) {
         m_frozen = std::make_unique<Frozen_model>(*m_model->manager(), m_model->confidence(),
                                                   m_model->has_rules());
@@ -318,14 +323,19 @@ decltype(auto) Classifier::Impl::in_turn(const Work& work) {
     return work();
 }
 
-std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_options& options) {
+void Classifier::Impl::check_question(const Classify_options& options) {
     check_options(options);
+    const Container_lock::Reader reader(m_lock);
+    check_open();
+    check_confidence(options);
+}
+
+std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_options& options) {
     if (options.count == 0) {
-        const Container_lock::Reader reader(m_lock);
-        check_open();
-        check_confidence(options);
+        check_question(options);
         return {};
     }
+    check_options(options);
     if (m_is_cached) {
         return in_turn([&] {
             check_confidence(options);
@@ -341,8 +351,9 @@ std::vector<Label> Classifier::Impl::classify(const Text& text, const Classify_o
 void Classifier::Impl::check_confidence(const Classify_options& options) const {
     if (options.reject > 0.0 && !m_model->confidence()) {
         refuse_argument(
-            about("the container has no confidence map; training with the option "
-                  "calibrate makes one"));
+            about(std::string(m_is_map_damaged ? "the confidence map is damaged"
+                                               : "the container has no confidence map") +
+                  "; training with the option calibrate makes one"));
     }
 }
 
@@ -630,7 +641,7 @@ std::vector<Label> Classifier::classify(const Text& text, const Classify_options
 std::vector<std::vector<Label>> Classifier::classify(std::span<const Text> texts,
                                                      const Classify_options& options) const {
     return with_errors(Error_code::damaged, [&] {
-        impl().check_not_closed();  // also if there is no text
+        impl().check_question(options);  // also if there is no text
         std::vector<std::vector<Label>> answers;
         answers.reserve(texts.size());
         for (const Text& text : texts) {

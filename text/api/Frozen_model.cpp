@@ -2,7 +2,6 @@
 // tree in place of the dictionary.
 #include "text/api/Frozen_model.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -13,6 +12,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 
 #include "text/api/Data_texts.h"
+#include "text/confidence/rated_walk.h"
 #include "text/model/Scored_concept.h"
 #include "text/wording/Shown_text.h"
 
@@ -64,36 +64,6 @@ std::vector<zeResult> best_results(const Frozen_tree& tree, zeMsg& msg, int want
     return std::move(results.results);
 }
 
-// The best results, and the two highest scores of the text.
-struct Rated_results {
-    std::vector<zeResult> results;
-    Top_scores scores;
-};
-
-// Text_model::rank_rated explains why a container with rules needs a second walk for one label.
-Rated_results rated_results(const Frozen_tree& tree, zeMsg& msg, int wanted, bool has_rules) {
-    Rated_results rated;
-    rated.results = best_results(tree, msg, wanted == 1 && !has_rules ? 2 : wanted);
-    const std::vector<zeResult>& results = rated.results;
-    if (results.empty()) {
-        return rated;
-    }
-    rated.scores.best = results.front().score;
-    if (wanted == 1 && has_rules) {
-        for (const zeResult& result : best_results(tree, msg, 2)) {
-            if (result.node->m_concept.view() != results.front().node->m_concept.view()) {
-                rated.scores.second = std::max(rated.scores.second, result.score);
-            }
-        }
-        return rated;
-    }
-    rated.scores.second = results.size() < 2 ? 0.0 : results[1].score;
-    if (wanted == 1) {
-        rated.results.resize(1);
-    }
-    return rated;
-}
-
 // The score of any node. A ranking has no inner nodes, and only the best of several leaves with the
 // same name.
 double score_of(const Frozen_tree& tree, zeMsg& msg, const zeNode* node) {
@@ -120,7 +90,10 @@ std::vector<Label> Frozen_model::classify(const Text& text, const Classify_optio
     std::vector<zeResult> results;
     std::optional<double> confidence;
     if (m_confidence) {
-        Rated_results rated = rated_results(m_tree, message.msg(), options.count, m_has_rules);
+        auto rated = rated_walk(
+            options.count, m_has_rules,
+            [&](int count) { return best_results(m_tree, message.msg(), count); },
+            [](const zeResult& result) { return result.node->m_concept.view(); });
         confidence = m_confidence->of(rated.scores);
         if (*confidence < options.reject) {
             return {};

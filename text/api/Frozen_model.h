@@ -72,15 +72,13 @@ public:
                  bool has_rules)
         : m_tree(manager), m_confidence(confidence), m_has_rules(has_rules) {}
 
-    // REQUIRES: with a least confidence, is_calibrated().
+    // REQUIRES: with a least confidence, a confidence map.
     std::vector<Label> classify(const Text& text, const Classify_options& options,
                                 Reader_tools& tools) const;
 
     // RAISES: Error not_found for an unknown node.
     // REQUIRES: can_explain().
     Reasons explain(const Text& text, std::string_view node, Reader_tools& tools) const;
-
-    bool is_calibrated() const { return m_confidence.has_value(); }
 
     bool can_explain() const { return m_tree.has_learned_words(); }
 

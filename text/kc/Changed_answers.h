@@ -1,5 +1,5 @@
-// Changed_answers: whether an edit of a container changes its answers, so that its confidence map
-// does not belong to them any more.
+// Changed_answers: finds out if an edit changes the answers of a container. Then the confidence map
+// of the container is dropped.
 #ifndef ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
 #define ZANDREL_TEXT_KC_CHANGED_ANSWERS_H_
 

@@ -113,8 +113,8 @@ bool keeps_setting(std::string_view value) {
 std::string setting_problem(std::string_view key, std::string_view value) {
     if (is_text_key(key)) {
         return std::string(key) +
-               " is no setting of the engine; only an options file for train and evaluate can have "
-               "it";
+               " is no setting of the engine; only an options file for train, evaluate and tree "
+               "suggest can have it";
     }
     const std::optional<Known_key> known = find_known(key);
     if (!known) {
@@ -208,10 +208,9 @@ Text_entries Engine_settings::text_entries() const {
 void Engine_settings::check_for_container(const std::string& path) const {
     const std::vector<std::string> keys = m_text_entries.keys();
     if (!keys.empty()) {
-        throw Data_error(path, line_of(path, keys.front()),
-                         keys.front() +
-                             " cannot change in a trained container; only train and evaluate read "
-                             "it");
+        throw Data_error(
+            path, line_of(path, keys.front()),
+            keys.front() + " cannot be changed in a trained container; remove this line");
     }
 }
 

@@ -13,7 +13,7 @@ namespace zandrel {
 
 namespace {
 
-// The last column begins below each other if the concepts are not longer.
+// Width of the concepts. A longer concept moves the last column of its line to the right.
 constexpr std::size_t kConceptWidth = 24;
 
 std::string signed_number(double number) {

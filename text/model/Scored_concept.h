@@ -17,8 +17,9 @@ struct Scored_concept {
 
 // Joins the lines of both explanations of a message. They remain in the order of their effects on
 // the score. Lines with the same effect are in the order of their effects on the log odds, which
-// still differ where a table makes the scores equal.
-// REQUIRES: the results of classify_concepts and classify_concepts_in_log_odds.
+// still differ where a table makes the scores equal. Effects that are no number come last. A word
+// that `log_odds` lacks has the effect 0 there.
+// `scores`, `log_odds`: the results of classify_concepts and classify_concepts_in_log_odds.
 std::vector<Scored_concept> in_both_scales(const std::vector<zeStat_matcher::Concept_score>& scores,
                                            std::vector<zeStat_matcher::Concept_score> log_odds);
 

@@ -16,13 +16,14 @@ namespace {
 constexpr std::string_view kAnalysisEntry = "Analysis";
 constexpr std::string_view kStemEntry = "Stem";
 constexpr std::string_view kTreeEntry = "Tree";
+constexpr std::size_t kFewestGroups = 2;  // one group would only be a further level
 constexpr std::string_view kNoStem = "none";
 
 std::optional<std::size_t> group_count_of(std::string_view text) {
     std::size_t count = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-    const bool is_count = error == std::errc() && end == text.data() + text.size() && count >= 1 &&
-                          count <= kMostLabels && text.front() != '0';
+    const bool is_count = error == std::errc() && end == text.data() + text.size() &&
+                          count >= kFewestGroups && count <= kMostLabels && text.front() != '0';
     return is_count ? std::optional(count) : std::nullopt;
 }
 
@@ -51,8 +52,8 @@ std::string add_stem(std::string_view value, Text_entries& entries) {
 std::string add_tree(std::string_view value, Text_entries& entries) {
     const std::optional<std::size_t> count = group_count_of(value);
     if (value != "flat" && value != "auto" && !count) {
-        return "is neither flat, auto nor a number of groups from 1 to " +
-               std::to_string(kMostLabels);
+        return "is neither flat, auto nor a number of groups from " +
+               std::to_string(kFewestGroups) + " to " + std::to_string(kMostLabels);
     }
     entries.tree = Tree_entry{value == "auto", count.value_or(0)};
     return {};

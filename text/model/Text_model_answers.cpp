@@ -17,6 +17,7 @@
 #include "zandrel/statistics/zeStat_matcher.h"
 #include "zandrel/statistics/zeStat_storage.h"
 
+#include "text/confidence/rated_walk.h"
 #include "text/data/Label_set.h"
 #include "text/data/Stored_corpus.h"
 #include "text/data/set_pairs.h"
@@ -113,33 +114,14 @@ Rated_ranking Text_model::rank_rated(const Labelled_text& message, int wanted) {
     return rank_rated(*msg, wanted);
 }
 
-// The value of a rule can be above 1. Example: the first leaf that a walk finds has the score 0.5.
-// A walk for two labels goes on to a node with the score 0.4, whose rule has the value 2, and finds
-// a leaf with the score 0.8. So with rules, the walk for one label finds the label, and the walk
-// for two labels only the second score.
 Rated_ranking Text_model::rank_rated(zeMsg& msg, int wanted) {
     if (!m_has_rules) {
         m_has_rules = has_rules();
     }
-    Rated_ranking rated;
-    if (wanted != 1 || !*m_has_rules) {
-        rated.ranking = rank(msg, wanted == 1 ? 2 : wanted);
-        rated.scores = top_scores(rated.ranking);
-        if (wanted == 1 && rated.ranking.size() > 1) {
-            rated.ranking.pop_back();
-        }
-        return rated;
-    }
-    rated.ranking = rank(msg, 1);
-    if (!rated.ranking.empty()) {
-        rated.scores.best = rated.ranking.front().score;
-        for (const Scored_label& entry : rank(msg, 2)) {
-            if (entry.label != rated.ranking.front().label) {
-                rated.scores.second = std::max(rated.scores.second, entry.score);
-            }
-        }
-    }
-    return rated;
+    auto rated = rated_walk(
+        wanted, *m_has_rules, [&](int count) { return rank(msg, count); },
+        [](const Scored_label& entry) { return entry.label; });
+    return {std::move(rated.results), rated.scores};
 }
 
 Judged_answer Text_model::judge(const Labelled_text& text) {
@@ -266,7 +248,12 @@ Explanation Text_model::explain(zeMsg& msg, zeNode* node, double score) {
     return explanation;
 }
 
+// No statistical classifier has seen the words of an answer that only rules give, so we do not know
+// if they were learned.
 std::vector<Word_effect> Text_model::words_of(const Explanation& explanation) {
+    if (explanation.concepts.empty()) {
+        return {};
+    }
     return word_effects(m_analysis->places(explanation.text), explanation.concepts);
 }
 

@@ -11,10 +11,11 @@ namespace zandrel {
 
 // The effect of a word at its place in a text.
 struct Word_effect {
-    Text_range place;            // never empty
-    double adds = 0.0;           // to the score
-    double log_odds_adds = 0.0;  // to the log odds; use it for colours, since it tells more
-    bool is_known = false;       // a concept with this word was learned
+    Text_range place;   // never empty
+    double adds = 0.0;  // to the score
+    // To the log odds. Use it for colours: it differs also where the answer is certain.
+    double log_odds_adds = 0.0;
+    bool is_known = false;  // a concept with this word was learned
 
     bool operator==(const Word_effect&) const = default;
 };

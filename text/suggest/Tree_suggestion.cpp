@@ -335,6 +335,10 @@ Model_options with_suggested_groups(const Model_options& options, Texts& texts, 
         settled.groups = std::move(found.groups);
     } else if (options.group_count != 0) {
         settled.groups = groups_of_labels(texts, options.analysis, options.group_count, progress);
+        if (settled.groups.groups.empty()) {
+            note = "Tree = " + grouped(options.group_count) + " makes no groups of " +
+                   counted(labels_of(texts).size(), "label");
+        }
     } else if (warn && !options.is_flat_by_choice && options.groups.groups.empty() &&
                options.tree.text.empty()) {
         note = hint_for(labels_of(texts).size());

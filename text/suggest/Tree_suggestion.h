@@ -61,8 +61,8 @@ std::string reason_for_no_groups(const Tree_suggestion& found);
 // Returns the options with the groups that `suggest_tree` finds if the options ask for them, with
 // those of `groups_of_labels` if they ask for a number of groups, otherwise the options as they
 // are. `warn`: gets a line with the result of the search. Without a search it gets a hint at --tree
-// auto if there are more than 50 labels, the options have neither groups nor a tree, and nobody
-// chose that. May be empty. RAISES: what suggest_tree raises.
+// auto if there are more than 50 labels, the options have neither groups nor a tree, and
+// `is_flat_by_choice` is false. `warn` may be empty. RAISES: what suggest_tree raises.
 Model_options with_suggested_groups(const Model_options& options, std::vector<Labelled_text>& texts,
                                     bool bootstraps, CTProgress* progress,
                                     const std::function<void(const std::string&)>& warn);

@@ -42,8 +42,10 @@ public:
         explain_with(nodes, [](double score) { return score; });
     }
 
-    // The same in log odds.
+    // The same in log odds. A blocked path has the score 0, with each concept and without it, so no
+    // concept has an effect on it.
     void explain_in_log_odds(const std::vector<zeNode*>& nodes) {
+        m_blocked_path_has_score = false;
         explain_with(nodes, log_odds_of);
     }
 
@@ -81,8 +83,8 @@ private:
         std::sort(m_answer.begin(), m_answer.end(), greater_concept_scores);
     }
 
-    // A blocked path keeps the score that it has reached below the block, which can still be the
-    // best. Its scores without a concept become 0.
+    // In the scale of scores, a blocked path keeps the score that it has reached below the block,
+    // which can still be the best. Its scores without a concept become 0.
     Path path_of(zeNode* node) {
         Path path;
         if (node->m_parent == nullptr) {
@@ -100,6 +102,7 @@ private:
             if (m_classifiers.is_blocked(cur, child)) {
                 std::for_each(path.without.begin(), path.without.end(),
                               [](auto& line) { line.m_score = 0.0; });
+                path.score = m_blocked_path_has_score ? path.score : 0.0;
                 break;
             }
             if (cur->m_classifier_type == ZE_STAT) {
@@ -122,6 +125,7 @@ private:
     Classifiers& m_classifiers;
     const zeMsg& m_msg;
     Lines& m_answer;  // of the classifier asked last
+    bool m_blocked_path_has_score = true;
 };
 
 }  // namespace zandrel::detail

@@ -53,7 +53,8 @@ struct Train_options {
     bool prepare_to_explain = false;  // as in Open_options
     // Makes a confidence map: three models learn two thirds of the examples each, and the map
     // learns from their answers to the last third how often an answer with given scores is right.
-    // Training then takes about three times as long, and the examples stay in memory until the end.
+    // Training then takes three to four times as long, and the examples stay in memory until the
+    // end.
     bool calibrate = false;
 };
 
@@ -83,8 +84,8 @@ struct Classify_options {
 // each call waits for the lock of the process. It cannot learn and cannot be saved.
 //
 // A container can have a confidence map (Train_options::calibrate), which gives the chance that the
-// best label is right. It belongs to the container, also after `save` and `open`. `learn` keeps it
-// true: the container first answers the new texts, and the map learns from these answers.
+// best label is right. It belongs to the container, also after `save` and `open`. `learn` updates
+// it: the container first answers the new texts, and the map learns from these answers.
 //
 // All of them wait in the order in which they came. `train` and `learn` read a data file before
 // they wait; only a corpus file is read in turn with the others.

@@ -199,7 +199,7 @@ typedef struct zandrel_train_options {
     size_t prepare_to_explain;  // as for zandrel_open
     // Not 0: makes a confidence map. Three models learn two thirds of the examples each, and the
     // map learns from their answers to the last third how often an answer with given scores is
-    // right. Training then takes about three times as long.
+    // right. Training then takes three to four times as long.
     size_t calibrate;
 } zandrel_train_options;
 
@@ -317,7 +317,8 @@ ZANDREL_TEXT_EXPORT zandrel_code zandrel_train_records(zandrel_records* records,
 // Learns examples, or the rest of the records, as one bulk. The file of the container does not
 // change before zandrel_save. After a failure the container is as it was: for this, a copy of it is
 // in memory while it learns, as large as its file. If there is no memory to restore it, all later
-// calls give `failed`.
+// calls give `failed`. A container with a confidence map first answers the new texts, and the map
+// learns from these answers.
 // ERRORS: unknown_label; wrong_data; unsupported for a compact container or one in cached form;
 // other_analysis for a corpus file; cannot_read for records; damaged, interrupted, closed.
 ZANDREL_TEXT_EXPORT zandrel_code zandrel_learn(zandrel_classifier* classifier,
