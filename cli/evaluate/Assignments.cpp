@@ -12,32 +12,21 @@
 
 namespace zandrel::cli {
 
-namespace {
-
-Averages mean_of(const std::vector<Category_tally>& categories) {
-    Averages sum;
-    std::size_t count = 0;
-    for (const auto& [label, tally] : categories) {
-        if (tally.texts() > 0) {
-            sum.precision += tally.precision();
-            sum.recall += tally.recall();
-            sum.f1 += tally.f1();
-            ++count;
-        }
-    }
-    return {ratio(sum.precision, count), ratio(sum.recall, count), ratio(sum.f1, count)};
-}
-
-}  // namespace
-
-Assignment_counter::Assignment_counter(double threshold, const std::vector<std::string>& labels)
+Assignment_counter::Assignment_counter(double threshold, const std::vector<std::string>& labels,
+                                       bool makes_intervals)
     : m_threshold(threshold) {
     for (const std::string& label : labels) {
         m_tallies[label];
     }
+    if (makes_intervals) {
+        m_rounds.emplace();
+    }
 }
 
 void Assignment_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
+    if (m_rounds) {
+        m_rounds->begin_text();
+    }
     // Rankings are sorted by score, so the given labels are at the beginning.
     const auto given_end =
         std::find_if(ranking.begin(), ranking.end(),
@@ -45,10 +34,11 @@ void Assignment_counter::add(const std::vector<std::string>& labels, const Ranki
     const Label_set right(labels);
     std::unordered_set<std::string_view> hits;
     for (auto given = ranking.begin(); given != given_end; ++given) {
-        const bool is_hit = right.contains(given->label);
-        ++(is_hit ? tally_of(given->label).hits : tally_of(given->label).false_alarms);
-        if (is_hit) {
+        if (right.contains(given->label)) {
+            add_hit(given->label);
             hits.insert(given->label);
+        } else {
+            add_false_alarm(given->label);
         }
     }
     if (hits.size() == labels.size()) {
@@ -56,7 +46,7 @@ void Assignment_counter::add(const std::vector<std::string>& labels, const Ranki
     }
     for (const std::string& label : labels) {
         if (hits.count(label) == 0) {
-            ++tally_of(label).misses;
+            add_miss(label);
         }
     }
 }
@@ -65,13 +55,40 @@ Assignments Assignment_counter::assignments() const {
     Assignments result;
     result.threshold = m_threshold;
     Tally all;
+    Mean_of_labels mean;
     for (const auto& [label, tally] : m_tallies) {
         result.categories.push_back({label, tally});
         all += tally;
+        mean.add(tally);
     }
-    result.micro = {all.precision(), all.recall(), all.f1()};
-    result.macro = mean_of(result.categories);
+    result.micro = averages_of(all);
+    result.macro = mean.mean();
+    if (m_rounds) {
+        result.micro_intervals = m_rounds->micro_intervals(result.micro);
+        result.macro_intervals = m_rounds->macro_intervals(result.macro);
+    }
     return result;
+}
+
+void Assignment_counter::add_hit(std::string_view label) {
+    ++tally_of(label).hits;
+    if (m_rounds) {
+        m_rounds->add_hit(label);
+    }
+}
+
+void Assignment_counter::add_miss(std::string_view label) {
+    ++tally_of(label).misses;
+    if (m_rounds) {
+        m_rounds->add_miss(label);
+    }
+}
+
+void Assignment_counter::add_false_alarm(std::string_view label) {
+    ++tally_of(label).false_alarms;
+    if (m_rounds) {
+        m_rounds->add_false_alarm(label);
+    }
 }
 
 Tally& Assignment_counter::tally_of(std::string_view label) {

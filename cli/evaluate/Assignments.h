@@ -4,20 +4,17 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "cli/evaluate/Averages.h"
 #include "cli/evaluate/Tally.h"
+#include "cli/evaluate/Tally_rounds.h"
 #include "text/model/Scored_label.h"
 
 namespace zandrel::cli {
-
-struct Averages {
-    double precision = 0.0;
-    double recall = 0.0;
-    double f1 = 0.0;
-};
 
 struct Category_tally {
     std::string label;
@@ -30,23 +27,32 @@ struct Assignments {
     Averages macro;  // means over the labels that texts have; 0 if there are none
     // Sorted by the bytes of the label; also labels without a text.
     std::vector<Category_tally> categories;
+    // Missing if the counter makes none.
+    std::optional<Average_intervals> micro_intervals = {};
+    std::optional<Average_intervals> macro_intervals = {};
 };
 
 // Counts decisions. A text has any number of labels, and we give it any number of labels: those
 // with a score of at least the threshold. A label without a score is not given.
 class Assignment_counter {
 public:
-    // `labels`: of the model. Texts may have other labels.
-    Assignment_counter(double threshold, const std::vector<std::string>& labels);
+    // `labels`: of the model. Texts may have other labels. `makes_intervals`: takes 2.4 KB for each
+    // label that a text has or gets.
+    Assignment_counter(double threshold, const std::vector<std::string>& labels,
+                       bool makes_intervals = false);
 
     void add(const std::vector<std::string>& labels, const Ranking& ranking);
     Assignments assignments() const;
 
 private:
+    void add_hit(std::string_view label);
+    void add_miss(std::string_view label);
+    void add_false_alarm(std::string_view label);
     Tally& tally_of(std::string_view label);
 
     double m_threshold;
     std::map<std::string, Tally, std::less<>> m_tallies;
+    std::optional<Tally_rounds> m_rounds;
 };
 
 }  // namespace zandrel::cli

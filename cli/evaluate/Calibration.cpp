@@ -16,11 +16,15 @@
 
 namespace zandrel::cli {
 
+std::size_t Calibration_bins::bin_of(double score) {
+    return std::min(static_cast<std::size_t>(score * kBinCount), kBinCount - 1);
+}
+
 void Calibration_bins::add(double score, bool is_right) {
-    const auto fifteenth = static_cast<std::size_t>(score * kBinCount);
-    Bin& bin = m_bins[std::min(fifteenth, kBinCount - 1)];
+    Bin& bin = m_bins[bin_of(score)];
     bin.score_sum += score;
     bin.right += is_right ? 1 : 0;
+    ++bin.count;
     ++m_count;
 }
 
@@ -32,6 +36,54 @@ double Calibration_bins::error() const {
     return ratio(sum, m_count);
 }
 
+std::vector<Calibration_bin> Calibration_bins::bins() const {
+    std::vector<Calibration_bin> list;
+    for (std::size_t i = 0; i < kBinCount; ++i) {
+        const Bin& bin = m_bins[i];
+        list.push_back({static_cast<double>(i) / kBinCount, static_cast<double>(i + 1) / kBinCount,
+                        bin.count, bin.right, ratio(bin.score_sum, bin.count)});
+    }
+    return list;
+}
+
+void Calibration_rounds::add(const Text& text, const Round_weights& weights) {
+    for (std::size_t i = 0; i < m_differences.size(); ++i) {
+        if (text.m_differences[i] != 0.0) {
+            m_differences[i].add(weights, text.m_differences[i]);
+        }
+    }
+}
+
+Interval Calibration_rounds::error_interval(double error, const Round_counts& counts,
+                                            std::size_t predictions) const {
+    return cli::error_interval(error, sampled_figure([&](std::size_t round) {
+                                   double sum = 0.0;
+                                   for (const Round_sums& bin : m_differences) {
+                                       sum += std::abs(bin[round]);
+                                   }
+                                   return ratio(sum, counts[round] * predictions);
+                               }));
+}
+
+void Best_calibration_counter::add(double score, bool is_right) {
+    m_bins.add(score, is_right);
+    if (m_rounds) {
+        const Round_weights& weights = m_rounds->resampling.next();
+        m_rounds->texts.add(weights);
+        Calibration_rounds::Text text;
+        text.add(score, is_right);
+        m_rounds->errors.add(text, weights);
+    }
+}
+
+Best_calibration Best_calibration_counter::calibration() const {
+    Best_calibration result = {m_bins.error(), m_bins.bins()};
+    if (m_rounds) {
+        result.interval = m_rounds->errors.error_interval(result.ece, m_rounds->texts, 1);
+    }
+    return result;
+}
+
 namespace {
 
 // The value of a rule can be above 1, also infinite, and so can the scores below its node.
@@ -41,18 +93,25 @@ double probability(double score) {
 
 }  // namespace
 
+double best_score(const Ranking& ranking) {
+    return ranking.empty() ? 0.0 : probability(ranking.front().score);
+}
+
 void Calibration_counter::add(const std::vector<std::string>& labels, const Ranking& ranking) {
     const Label_set right(labels);
-    m_top.add(ranking.empty() ? 0.0 : probability(ranking.front().score),
-              !ranking.empty() && right.contains(ranking.front().label));
+    m_top.add(best_score(ranking), !ranking.empty() && right.contains(ranking.front().label));
+    Text_errors text;
     std::size_t found = 0;
     for (const Scored_label& entry : ranking) {
         const bool is_right = right.contains(entry.label);
-        add_pair(probability(entry.score), is_right);
+        add_pair(probability(entry.score), is_right, text);
         found += is_right ? 1 : 0;
     }
     for (; found < labels.size(); ++found) {
-        add_pair(0.0, true);
+        add_pair(0.0, true, text);
+    }
+    if (m_rounds) {
+        add_to_rounds(text);
     }
 }
 
@@ -60,13 +119,40 @@ void Calibration_counter::add(const std::vector<std::string>& labels, const Rank
 Calibration Calibration_counter::calibration(std::size_t label_count) const {
     Calibration_bins pairs = m_pairs;
     pairs.add_wrong_zeros(m_top.count() * label_count - m_pairs.count());
-    return {m_top.error(), pairs.error(), ratio(m_square_sum, m_top.count())};
+    Calibration result;
+    result.best = m_top.calibration();
+    result.ece_top = result.best.ece;
+    result.ece_pairs = pairs.error();
+    result.brier = ratio(m_square_sum, m_top.count());
+    if (m_rounds) {
+        result.intervals = intervals(result, label_count);
+    }
+    return result;
 }
 
-void Calibration_counter::add_pair(double score, bool is_right) {
+void Calibration_counter::add_pair(double score, bool is_right, Text_errors& text) {
     m_pairs.add(score, is_right);
     const double error = score - (is_right ? 1.0 : 0.0);
     m_square_sum += error * error;
+    if (m_rounds) {
+        text.pairs.add(score, is_right);
+        text.square_sum += error * error;
+    }
+}
+
+void Calibration_counter::add_to_rounds(const Text_errors& text) {
+    const Round_weights& weights = m_rounds->resampling.next();
+    m_rounds->texts.add(weights);
+    m_rounds->pairs.add(text.pairs, weights);
+    m_rounds->squares.add(weights, text.square_sum);
+}
+
+Calibration_intervals Calibration_counter::intervals(const Calibration& calibration,
+                                                     std::size_t label_count) const {
+    const Sampled_figure brier = sampled_figure(
+        [&](std::size_t round) { return ratio(m_rounds->squares[round], m_rounds->texts[round]); });
+    return {m_rounds->pairs.error_interval(calibration.ece_pairs, m_rounds->texts, label_count),
+            error_interval(calibration.brier, brier)};
 }
 
 }  // namespace zandrel::cli

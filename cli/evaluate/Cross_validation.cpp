@@ -8,12 +8,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 
 #include "zandrel/knowledge/Progress.h"
 
+#include "cli/evaluate/Evaluation_observer.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
 #include "cli/process/Interruption.h"
@@ -55,6 +57,31 @@ private:
     std::string m_prefix;
 };
 
+// Passes the texts of one fold on, with their indexes among all texts.
+class Fold_observer : public Evaluation_observer {
+public:
+    // BORROWS: `observer`. `folds`: the fold of each text.
+    Fold_observer(Evaluation_observer& observer, const std::vector<std::size_t>& folds,
+                  std::size_t fold)
+        : m_observer(observer) {
+        for (std::size_t i = 0; i < folds.size(); ++i) {
+            if (folds[i] == fold) {
+                m_indexes.push_back(i);
+            }
+        }
+    }
+
+    void add(const Evaluated_text& text) override {
+        m_observer.add({text.text, m_indexes[text.index], text.ranking, text.confidence});
+    }
+
+    void end_model(Text_model& model) override { m_observer.end_model(model); }
+
+private:
+    Evaluation_observer& m_observer;
+    std::vector<std::size_t> m_indexes;  // among all texts, of each text of the fold
+};
+
 Whole_data read_data(const Evaluation_options& options, Skipped_lines* skipped) {
     const Waiting_for_input waiting;
     Progress(options.progress).check_interrupt();
@@ -80,11 +107,16 @@ void warn_of_folds(const Evaluation_options& options, const Whole_data& data,
     }
 }
 
-// With a progress object that names the fold. Each fold searches groups of its own, so each prints
-// its note. Otherwise only the first fold prints the hint about groups and the findings in a tree:
-// the other folds would repeat them.
-Evaluation evaluate_fold(Evaluation_options options, std::size_t fold, Moved_texts&& moved,
-                         Quality& all) {
+// With a progress object that names the fold, and an observer for its texts. Each fold searches
+// groups of its own, so each prints its note. Otherwise only the first fold prints the hint about
+// groups and the findings in a tree: the other folds would repeat them.
+Evaluation evaluate_fold(Evaluation_options options, const std::vector<std::size_t>& folds,
+                         std::size_t fold, Texts& texts, Quality& all) {
+    Moved_texts moved(texts, folds, fold);
+    std::optional<Fold_observer> observer;
+    if (options.observer != nullptr) {
+        options.observer = &observer.emplace(*options.observer, folds, fold);
+    }
     if (options.warn && options.model.suggests_groups) {
         options.warn = [warn = options.warn, fold](const std::string& note) {
             warn("fold " + grouped(fold + 1) + ": " + note);
@@ -147,8 +179,7 @@ Cross_validation cross_validate(const Evaluation_options& options) {
     std::set<std::size_t> blocked;
     for (std::size_t fold = 0; fold < options.fold_count; ++fold) {
         Progress(options.progress).check_interrupt();
-        Evaluation evaluation =
-            evaluate_fold(options, fold, Moved_texts(data.texts, folds, fold), all);
+        Evaluation evaluation = evaluate_fold(options, folds, fold, data.texts, all);
         add_indexes(evaluation.blocked_texts, folds, fold, blocked);
         if (fold == 1) {  // the first two models together have got all texts
             warn_of_blocked(options, data.texts, {blocked.begin(), blocked.end()});

@@ -48,6 +48,7 @@
 #include "zandrel/knowledge/zeNode.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "cli/evaluate/Evaluation_observer.h"
 #include "cli/evaluate/Quality.h"
 #include "cli/evaluate/Whole_data.h"
 #include "cli/process/Interruption.h"
@@ -176,11 +177,12 @@ Batch batch_of(std::string_view bytes) {
 // not the figures.
 class Classification {
 public:
-    Classification(const Texts& texts, Text_model& model, CTProgress* progress, Phase& phase,
-                   Quality& quality)
+    Classification(const Evaluation_options& options, const Texts& texts, Text_model& model,
+                   Phase& phase, Quality& quality)
         : m_texts(texts),
           m_model(model),
-          m_progress(progress),
+          m_progress(options.progress),
+          m_observer(options.observer),
           m_phase(phase),
           m_quality(quality) {}
 
@@ -193,6 +195,9 @@ public:
             }
         } else {
             run_by_workers(jobs);
+        }
+        if (m_observer != nullptr) {
+            m_observer->end_model(m_model);
         }
     }
 
@@ -232,7 +237,7 @@ private:
         m_phase.cpu_seconds += batch.cost.cpu_seconds;
         m_phase.analysis_seconds += batch.cost.analysis_seconds;
         for (std::size_t i = 0; i < batch.rankings.size(); ++i) {
-            m_quality.add(m_texts[begin + i], batch.rankings[i]);
+            add_text(begin + i, batch.rankings[i]);
         }
         for (std::size_t i = 0; i < batch.raw_rankings.size(); ++i) {
             m_quality.add_raw(m_texts[begin + i], batch.raw_rankings[i]);
@@ -240,9 +245,18 @@ private:
         m_progress.step(batch.rankings.size());
     }
 
+    void add_text(std::size_t index, const Ranking& ranking) {
+        const std::optional<double> confidence;
+        m_quality.add(m_texts[index], ranking, confidence);
+        if (m_observer != nullptr) {
+            m_observer->add({m_texts[index], index, ranking, confidence});
+        }
+    }
+
     const Texts& m_texts;
     Text_model& m_model;
     const Progress m_progress;
+    Evaluation_observer* m_observer;
     Phase& m_phase;
     Quality& m_quality;
 };
@@ -313,7 +327,7 @@ void measure_quality(const Evaluation_options& options, const Texts& texts, Text
     result.trained_labels = labels.size();
     result.classifying = {texts.size(), text_bytes(texts)};
     Quality quality(options.threshold, labels, all);
-    Classification(texts, model, options.progress, result.classifying, quality).run(options.jobs);
+    Classification(options, texts, model, result.classifying, quality).run(options.jobs);
     quality.put_into(result);
 }
 

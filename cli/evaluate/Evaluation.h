@@ -11,6 +11,7 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "cli/evaluate/Answered_share.h"
 #include "cli/evaluate/Assignments.h"
 #include "cli/evaluate/Calibration.h"
 #include "cli/evaluate/Learning.h"
@@ -23,6 +24,8 @@
 #include "text/model/Model_options.h"
 
 namespace zandrel::cli {
+
+class Evaluation_observer;
 
 struct Evaluation_options {
     std::string kc_file;           // empty: train a model
@@ -52,6 +55,7 @@ struct Evaluation_options {
     // Gets the warnings about probable mistakes in the data (evaluation_warnings) before the long
     // work, and about those in a tree after the training. May be empty.
     std::function<void(const std::string&)> warn = {};
+    Evaluation_observer* observer = nullptr;  // BORROWS: gets each classified text; null: none
 };
 
 // The texts of one phase, and its cost.
@@ -68,6 +72,7 @@ struct Loading {
     double cpu_seconds = 0.0;
 };
 
+// Intervals are missing in the evaluation of a fold, whose figures have a spread instead.
 // All figures except `learning` and `explanation` describe the model before it learned further
 // texts.
 struct Evaluation {
@@ -79,8 +84,11 @@ struct Evaluation {
     Assignments assignments;                     // of the labels at or above the threshold
     Calibration calibration;                     // of the scores of all labels
     std::optional<Calibration> raw_calibration;  // without likelihood tables; missing if none
-    std::vector<Learning_step> learning;         // before the first bulk and after each, if any
-    Skipped_lines skipped;                       // of all files
+    // The calibration of the confidences; missing if the model has no confidence map.
+    std::optional<Best_calibration> confidence;
+    Answered_share answered;              // by confidence or by score
+    std::vector<Learning_step> learning;  // before the first bulk and after each, if any
+    Skipped_lines skipped;                // of all files
     std::optional<Explanation> explanation;
     // See Text_model::blocked_texts. Indexes of the texts that were trained here, ascending.
     std::vector<std::size_t> blocked_texts;

@@ -20,6 +20,9 @@ std::string joined(const std::vector<std::string>& labels) {
 
 void Metrics_counter::add(const std::vector<std::string>& labels, const std::string& predicted) {
     ++m_texts;
+    if (m_rounds) {
+        add_to_rounds(labels, predicted);
+    }
     bool is_correct = false;
     for (const std::string& label : labels) {
         if (label == predicted) {
@@ -39,6 +42,23 @@ void Metrics_counter::add(const std::vector<std::string>& labels, const std::str
     }
 }
 
+void Metrics_counter::add_to_rounds(const std::vector<std::string>& labels,
+                                    const std::string& predicted) {
+    m_rounds->begin_text();
+    bool is_correct = false;
+    for (const std::string& label : labels) {
+        if (label == predicted) {
+            is_correct = true;
+            m_rounds->add_hit(label);
+        } else {
+            m_rounds->add_miss(label);
+        }
+    }
+    if (!is_correct && !predicted.empty()) {
+        m_rounds->add_false_alarm(predicted);
+    }
+}
+
 Metrics Metrics_counter::metrics() const {
     Metrics result;
     result.texts = m_texts;
@@ -55,6 +75,10 @@ Metrics Metrics_counter::metrics() const {
     }
     result.macro_f1_top = ratio(f1_sum, result.labels);
     result.confusions = worst_first();
+    if (m_rounds) {
+        const Averages averages = {0.0, 0.0, result.macro_f1_top};
+        result.macro_f1_interval = m_rounds->macro_intervals(averages).f1;
+    }
     return result;
 }
 

@@ -4,11 +4,14 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "cli/evaluate/Interval.h"
 #include "cli/evaluate/Tally.h"
+#include "cli/evaluate/Tally_rounds.h"
 
 namespace zandrel::cli {
 
@@ -26,6 +29,9 @@ struct Metrics {
     double accuracy = 0.0;              // correct / texts; 0 without texts
     double macro_f1_top = 0.0;          // mean F1 of the labels; 0 without texts
     std::vector<Confusion> confusions;  // most texts first, then sorted by `expected` and `got`
+    std::optional<Interval> macro_f1_interval = {};  // missing if the counter makes none
+
+    Interval accuracy_interval() const { return share_interval(correct, texts); }
 };
 
 // Counts predictions. Each text has at least one label and one prediction, its best label. A label
@@ -33,17 +39,26 @@ struct Metrics {
 // label of the text is a false alarm for the predicted label.
 class Metrics_counter {
 public:
+    // `makes_intervals`: takes 2.4 KB for each label that a text has or gets.
+    explicit Metrics_counter(bool makes_intervals = false) {
+        if (makes_intervals) {
+            m_rounds.emplace();
+        }
+    }
+
     // `predicted`: empty if there was no result.
     void add(const std::vector<std::string>& labels, const std::string& predicted);
     Metrics metrics() const;
 
 private:
+    void add_to_rounds(const std::vector<std::string>& labels, const std::string& predicted);
     std::vector<Confusion> worst_first() const;
 
     std::size_t m_texts = 0;
     std::size_t m_correct = 0;
     std::map<std::string, Tally> m_labels;
     std::map<std::pair<std::string, std::string>, std::size_t> m_confusions;  // (expected, got)
+    std::optional<Tally_rounds> m_rounds;
 };
 
 }  // namespace zandrel::cli

@@ -1,0 +1,53 @@
+// Wanted_precision: the least trust at which so many answers are right as the user wants.
+#ifndef ZANDREL_CLI_EVALUATE_WANTED_PRECISION_H_
+#define ZANDREL_CLI_EVALUATE_WANTED_PRECISION_H_
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "cli/evaluate/Answered_share.h"
+#include "cli/evaluate/Interval.h"
+
+namespace zandrel::cli {
+
+// Returns the smallest threshold from 0 to 1, with four decimals, for which the answers with at
+// least this trust prove the precision: with a certainty of 95 %, the share of right ones among
+// infinitely many such answers is at least `precision`. So 1,000 answers of which 955 are right do
+// not prove 0.95. Missing if no threshold does.
+// `precision`: above 0, below 1.   COST: sorts the answers.
+std::optional<double> threshold_for(double precision, std::vector<Trusted_answer> answers);
+
+// The precision that was wanted, and the precision that the threshold has reached for texts that
+// have not chosen it. Precision is the share of right answers among the answered texts.
+struct Wanted_precision {
+    double wanted = 0.0;
+    bool is_confidence = false;       // `threshold` is for confidences, otherwise for scores
+    std::optional<double> threshold;  // for use; missing if the precision cannot be reached
+    std::size_t chosen_from = 0;      // texts that have chosen `threshold`
+    // Above 0: the test texts themselves have chosen it. Then each of so many folds was answered
+    // with a threshold that the other folds have chosen. 0: training texts have chosen it.
+    std::size_t fold_count = 0;
+    // Of the test texts.
+    std::size_t texts = 0;
+    std::size_t answered = 0;
+    std::size_t right = 0;  // of the answered texts
+
+    double share() const { return ratio(static_cast<double>(answered), texts); }
+
+    double precision() const { return ratio(static_cast<double>(right), answered); }
+
+    Interval precision_interval() const { return share_interval(right, answered); }
+};
+
+// `chosen_by`: answers of training texts, by models that have not learned them.
+Wanted_precision precision_by_training(double wanted, const std::vector<Trusted_answer>& chosen_by,
+                                       const std::vector<Trusted_answer>& test_answers);
+
+// `folds`: the fold of each test text.
+Wanted_precision precision_by_folds(double wanted, const std::vector<Trusted_answer>& test_answers,
+                                    const std::vector<std::size_t>& folds, std::size_t fold_count);
+
+}  // namespace zandrel::cli
+
+#endif  // ZANDREL_CLI_EVALUATE_WANTED_PRECISION_H_
