@@ -236,13 +236,13 @@ std::size_t part_of(std::size_t count, std::size_t divisor) {
 std::vector<Tuning_round> tuning_rounds(std::size_t setting_count, std::size_t text_count,
                                         std::size_t byte_count) {
     constexpr std::size_t kVeryFewTexts = 100;
-    constexpr std::size_t kFewTexts = 2000;
+    constexpr std::size_t kSmallData = 2000;
     constexpr std::size_t kManyBytes = 4000000;
     const std::size_t count = setting_count;
     if (text_count < kVeryFewTexts) {
         return {{1, kTuningFolds, count}};
     }
-    if (text_count < kFewTexts) {
+    if (text_count < kSmallData) {
         return {{1, 1, count}, {1, kTuningFolds, part_of(count, 3)}};
     }
     if (byte_count <= kManyBytes) {
