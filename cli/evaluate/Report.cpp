@@ -242,7 +242,7 @@ void print_wanted_precision(const Wanted_precision& wanted, std::ostream& out) {
     print_certainty(out, kIntervalHeading, "texts");
     print_figure_row(out, "precision",
                      {wanted.answered == 0 ? std::string("-") : percent(wanted.precision())});
-    print_certainty(out, share_range(wanted.precision_interval()),
+    print_certainty(out, wanted.answered == 0 ? "" : share_range(wanted.precision_interval()),
                     part_of(wanted.right, wanted.answered));
     print_figure_row(out, "answered", {percent(wanted.share())});
     print_certainty(out, share_range(wanted.share_interval()),

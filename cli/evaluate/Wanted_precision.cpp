@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kThresholdSteps = 10000;
 
+constexpr std::size_t kEnoughTimes = 3;      // as many answers as the first threshold has
 constexpr std::size_t kFirstShare = 20;      // the first threshold has a twentieth of the answers
 constexpr std::size_t kWrongAtTheFirst = 2;  // and so many of them may be wrong
 
@@ -45,8 +46,8 @@ std::size_t fewest_that_prove(double precision, std::size_t wrong, std::size_t l
 // The number of answers of the first threshold that is tested. It depends only on their number.
 std::size_t first_count(double precision, std::size_t answers) {
     const std::size_t fewest = fewest_that_prove(precision, kWrongAtTheFirst, answers);
-    return fewest <= answers ? std::max(fewest, answers / kFirstShare)
-                             : fewest_that_prove(precision, 0, answers);
+    return fewest <= answers / kEnoughTimes ? std::max(fewest, answers / kFirstShare)
+                                            : fewest_that_prove(precision, 0, answers);
 }
 
 // The answers of a fold, or with `others`, of all other folds.

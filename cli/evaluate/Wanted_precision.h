@@ -17,10 +17,12 @@ namespace zandrel::cli {
 // of 5 % at most.
 //
 // We test one threshold after another, from a high one down, and stop at the first one that does
-// not prove the precision. The first one has at least a twentieth of the answers, and so many that
-// two wrong ones of them prove it: 124 for 0.95. If there are fewer answers, it has so many that
-// right ones prove it: 59. `precision`: above 0, below 1.   COST: sorts the answers, and one test
-// for each threshold.
+// not prove the precision. The first one has a twentieth of the answers or more, and so many that
+// two wrong ones still prove it: 124 for 0.95. If there are fewer than three times as many answers,
+// the first one has the fewest answers that can prove it: 59.
+//
+// `precision`: above 0, below 1.
+// COST: sorts the answers, and makes at most 10,001 tests.
 std::optional<double> threshold_for(double precision, std::vector<Trusted_answer> answers);
 
 // The precision that was wanted, and the precision that the threshold has reached for texts that

@@ -234,18 +234,22 @@ constexpr std::string_view kFigures =
   reject X    share of texts that get an answer with --reject X; all other figures except those of the
               block "answered" are then of these texts
   wanted precision  the least confidence or score for which the share P (--want-precision) of the
-              answers is right, chosen so that chance explains it with 5 % at most; the precision and
-              the share answered are of texts that have not chosen it
+              answers is right. Thresholds are tested from a high one down, until one is not proved
+              with 95 %. The precision and the share answered are of texts that have not chosen it;
+              by chance, their precision may be a little lower than P
   loading     CPU time of reading the model, if it was not trained
-  learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
-              and greatest number in a profile; all other figures are of the model before --learn
+  learning    the model before the first bulk of --learn and after each bulk: accuracy, number of
+              concepts, mean and greatest number in a profile; all other figures are of the model before
+              --learn
 
 A 95 % interval is beside each figure: of many such intervals, each from other test texts, about 95 %
 contain the figure of infinitely many texts like these. Shares of texts and precision and recall of a
 label have the interval of Wilson. F1 of a label has the interval of the share of hits among the texts
 that have or got the label. All other figures are computed for 200 random samples of the test texts,
 which are the same in every run; the interval of averages is that of a share with the same variance. By
-chance, few texts make ECE too high; the interval is corrected for that, so it may be below the figure.
+chance, few texts make ECE too high. So the low end of its interval is the figure minus the most that
+exactly true scores have by chance. It is 0 if chance explains all, and 95 % or more of these intervals
+contain the figure of infinitely many texts. Figures of no text are dashes, and null in JSON.
 
 evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
 folds, and the figure of all texts together, each text with the result of its fold. The spread is

@@ -19,9 +19,9 @@ void add_answers(Known_answers& answers, double trust, std::size_t count, std::s
     }
 }
 
-// The walk begins with 124 answers. 2 wrong ones of 201 prove 0.95: the chance is 0.95^201 + 201 *
-// 0.05 * 0.95^200 + 20,100 * 0.0025 * 0.95^199 = 0.0023. 11 of 211 do not prove it, as 5 % of 211
-// are 10.6.
+// The walk begins with 59 answers. 1 of 100 is enough (0.0371). 2 wrong ones of 201 prove 0.95: the
+// chance is 0.95^201 + 201 * 0.05 * 0.95^200 + 20,100 * 0.0025 * 0.95^199 = 0.0023. 11 of 211 do
+// not prove it, as 5 % of 211 are 10.6.
 TEST(WantedPrecisionTest, SmallestThresholdThatProvesThePrecisionIsChosen) {
     Known_answers answers;
     add_answers(answers, 0.3, 10, 9);
@@ -50,7 +50,7 @@ TEST(WantedPrecisionTest, FewRightAnswersProveNothing) {
     EXPECT_EQ(threshold_for(0.5, answers), 0.0);
 }
 
-// The first threshold with 124 answers or more is 0.5.
+// 0.99 needs 299 answers, and the first threshold with so many is 0.5.
 TEST(WantedPrecisionTest, WrongAnswersOfHighestTrustMayBeFollowedByRightOnes) {
     Known_answers answers;
     add_answers(answers, 0.8, 3, 3);
@@ -60,14 +60,15 @@ TEST(WantedPrecisionTest, WrongAnswersOfHighestTrustMayBeFollowedByRightOnes) {
     EXPECT_EQ(threshold_for(0.99, answers), 0.2501);
 }
 
-// Of 123 answers, none are enough for two wrong ones, so the walk begins with 59.
+// 371 answers are fewer than three times 124, so the walk begins with 59.
 TEST(WantedPrecisionTest, FewAnswersBeginWithTheFewestThatCanProve) {
     Known_answers answers;
     add_answers(answers, 0.8, 59, 0);
     add_answers(answers, 0.5, 64, 30);
+    add_answers(answers, 0.25, 248, 248);
     EXPECT_EQ(threshold_for(0.95, answers), 0.5001);
 
-    add_answers(answers, 0.25, 1, 1);  // now the walk begins with 124, and 31 are wrong
+    add_answers(answers, 0.25, 1, 1);  // now the walk begins with 124, of which 30 are wrong
     EXPECT_FALSE(threshold_for(0.95, answers).has_value());
 }
 

@@ -68,10 +68,10 @@ prints out "$answered of $all"
 expect 0 evaluate shop.kc "$test" --reject 0 --json
 [[ $(figure "report['rejection']['answered']") == "$all" ]] || fail "$command: a text is rejected"
 printf 'games\t:-)\n' >none.tsv
-expect 0 evaluate shop.kc none.tsv --reject 0.5
+expect 0 evaluate shop.kc none.tsv --reject 1
 prints out '0 of 1'
 prints out 'accuracy                   -                              0 of 0'
-expect 0 evaluate shop.kc none.tsv --reject 0.5 --json
+expect 0 evaluate shop.kc none.tsv --reject 1 --json
 [[ $(figure "report['accuracy'], report['ece_top'], report['intervals']['ece_top'],
     report['rejection']['answered_share']") == "None None None 0.0" ]] ||
     fail "$command: figures of no answers"
