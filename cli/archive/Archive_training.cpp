@@ -359,18 +359,22 @@ private:
     std::vector<Judged_answer> settle_confidence(Text_model& model) {
         if (m_options.trains) {
             if (model.drop_confidence()) {
-                warn_of_dropped_confidence();
+                warn_of_dropped_confidence(is_cached(*model.manager()));
             }
             return {};
+        }
+        if (m_options.warn && has_damaged_confidence(model.manager()->m_config)) {
+            m_options.warn(missing_confidence(m_options.kc_file, model.manager()->m_config,
+                                              is_cached(*model.manager())));
         }
         return model.confidence() ? model.judge(m_used, wait().progress)
                                   : std::vector<Judged_answer>();
     }
 
-    void warn_of_dropped_confidence() const {
+    void warn_of_dropped_confidence(bool is_cached) const {
         if (m_options.warn) {
-            m_options.warn(
-                forgotten_confidence(m_options.kc_file, "its classifiers are trained anew"));
+            m_options.warn(forgotten_confidence(m_options.kc_file,
+                                                "its classifiers are trained anew", is_cached));
         }
     }
 
@@ -460,8 +464,8 @@ private:
         qtPtrLight<zeManager> manager(new zeManager);
         manager->m_config = old.m_config;
         manager->m_defaults = old.m_defaults;
-        if (forget_confidence(manager->m_config)) {
-            warn_of_dropped_confidence();
+        if (forget_confidence(*manager)) {
+            warn_of_dropped_confidence(false);
         }
         std::set<Concept> known;
         for (const auto& [id, node] : old.m_logical_tree->nodes) {

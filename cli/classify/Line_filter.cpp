@@ -290,6 +290,9 @@ void print_ranking_json(const Classified& answer, const Text_model& model, std::
         return;
     }
     std::string text(record);
+    if (answer.confidence && !answer.is_rejected) {
+        text = without_member(text, "rejected");  // of an earlier answer
+    }
     for (const auto& [name, value] : members.items()) {
         text = with_member(text, name, json_text(value));
     }

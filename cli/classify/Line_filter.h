@@ -66,11 +66,13 @@ struct Classify_options {
 // header gets the names category_1, score_1, category_2 and so on. A record that is not from a
 // table is a row with its text. The row of a bad record has empty columns.
 //
-// The confidence is that of the best label of the model, also if the threshold removes the label.
+// The confidence is that of the best label of the model, also if the threshold removes the label:
+// with the threshold 0.99 an answer can have no label and the confidence 0.28.
 // It has four decimals: as the first column of a line that has a label, as a JSON member
 // `confidence`, and as CSV in the last column. An answer whose confidence is below `reject` has no
 // labels: its line is empty. With `reject` the JSON object has the member `rejected`, true or
-// false. REQUIRES: a model with a confidence map, for `shows_confidence` and `reject`.
+// false. If the model has a map, a record in JSON loses its own members `confidence` and
+// `rejected`. REQUIRES: a model with a confidence map, for `shows_confidence` and `reject`.
 //
 // The answers are flushed before we wait for the next line. So the reader of the output can be the
 // writer of the input, and wait for each answer.

@@ -67,12 +67,11 @@ void append_column(const std::string& column, std::string& row) {
     row += '"';
 }
 
-}  // namespace
-
-std::string with_member(std::string_view object, std::string_view name, std::string_view value) {
+// The members that have another name, with a comma after each.
+std::string other_members(std::string_view object, std::string_view name) {
     std::string_view rest = trimmed(object);
     rest = rest.substr(1, rest.size() - 2);
-    std::string result = "{";
+    std::string result;
     while (!trimmed(rest).empty()) {
         const std::size_t end = end_of_member(rest);
         const std::string_view member = trimmed(rest.substr(0, end));
@@ -81,6 +80,21 @@ std::string with_member(std::string_view object, std::string_view name, std::str
         }
         rest.remove_prefix(end == rest.size() ? end : end + 1);
     }
+    return result;
+}
+
+}  // namespace
+
+std::string without_member(std::string_view object, std::string_view name) {
+    std::string members = other_members(object, name);
+    if (!members.empty()) {
+        members.pop_back();
+    }
+    return "{" + members + "}";
+}
+
+std::string with_member(std::string_view object, std::string_view name, std::string_view value) {
+    std::string result = "{" + other_members(object, name);
     return result.append("\"").append(name).append("\":").append(value).append("}");
 }
 

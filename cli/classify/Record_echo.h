@@ -8,6 +8,10 @@
 
 namespace zandrel::cli {
 
+// Returns the members of a JSON object as they are written, except for those of this name.
+// REQUIRES: `object` is an object in JSON.
+std::string without_member(std::string_view object, std::string_view name);
+
 // Returns the members of a JSON object as they are written, and a further member at the end. A
 // member of the same name is left out. `value`: JSON. REQUIRES: `object` is an object in JSON.
 std::string with_member(std::string_view object, std::string_view name, std::string_view value);

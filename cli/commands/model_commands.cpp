@@ -84,8 +84,8 @@ is like that to a line that is too long, or a row of empty columns.
 If the container was trained with --calibrate, --jsonl adds a member `confidence`: the chance that the
 best label is right, see `zandrel help confidence`. --confidence prints it as the first column of a line
 with an answer, or with --csv as the last column. With --reject 0.8 an answer with a lower confidence is
-an empty line, empty columns, or an empty list with `rejected`: true. The confidence in CSV and JSON is
-that of the best label, also if --threshold or --reject leaves this label out.
+an empty line, empty columns, or an empty list with `rejected`: true. A record of JSON lines loses its own
+members `confidence` and `rejected` then. An answer below --threshold keeps its confidence.
 
 Examples:
   zandrel classify shop.kc messages.txt
@@ -306,7 +306,8 @@ void check_confidence(const Filter_words& words, const Text_model& model) {
     const bool shows = words.classify.shows_confidence;
     if ((shows || words.classify.reject) && !model.confidence()) {
         throw Usage_error(std::string(shows ? "--confidence: " : "--reject: ") +
-                          missing_confidence(words.kc_file, model.manager()->m_config));
+                          missing_confidence(words.kc_file, model.manager()->m_config,
+                                             is_cached(*model.manager())));
     }
 }
 

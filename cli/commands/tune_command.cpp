@@ -33,11 +33,13 @@ constexpr const char* kTuneNotes =
     R"(tune trains models with many settings on parts of the data, tests them on the rest, and drops the worse
 half again and again. The settings that are left are compared with the defaults in three folds of all
 texts. The best one replaces the defaults only if its gain is more than two standard errors; otherwise
-the file says the defaults. A search takes 40 to 130 times as long as one training.
+the file says the defaults. A search takes 40 to 130 times as long as one training. Of texts with the same
+text and labels only one takes part.
 
 The search tries phrases and words, with the endings of words and without them (--stem), larger profiles,
 SuppressM, ClipValue, UseNormalization, NumberOfSlices, no likelihood tables, and groups of labels if
-there are at least 20 labels.
+there are at least 20 labels. Without likelihood tables scores are no probabilities, so such a setting is
+chosen only if it is clearly better than those with them.
 
 The file is text: settings of the engine, and the entries Analysis, Stem and Tree. train, evaluate and
 tree suggest read it with --options. An options file is replaced, and no other file. Without --time, file

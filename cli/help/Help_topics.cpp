@@ -282,11 +282,13 @@ too low for that: by 0.1 and more if there are many labels.
 train --calibrate divides the texts into three folds. Three models, each of two folds, answer the third
 one, and from these answers train learns a map from the two highest scores to the chance. The map is
 kept in the container. It is non-decreasing: a higher score, or a greater lead over the second label,
-never has a lower confidence. A map of few answers follows the scores.
+never has a lower confidence. Unless the answers clearly contradict the scores, the confidence is the
+score: calibrate with at least 300 texts, better 1,000. Identical texts are in the same fold.
 
 learn, archive learn  answer the new texts before they learn them, and update the map. A text with a
                       label that the container does not know has a wrong answer. The map remembers
-                      about 5,000 answers, and newer ones count more.
+                      about 5,000 answers, and newer ones count more. After a bulk with more texts
+                      than were learned before, the confidence is too low: learn smaller bulks.
 tree, import          drop the map with a warning if the tree has other answers afterwards; a new name
                       or note keeps it, and so does learn --add-categories
 options               drop it if a setting changes on which scores depend

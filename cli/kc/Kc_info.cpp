@@ -142,7 +142,9 @@ Kc_info kc_info(zeManager& manager) {
     info.created = manager.m_config.created;
     info.last_trained = manager.m_config.last_trained;
     for (const auto& [key, value] : manager.m_config.optional) {
-        info.optional.emplace_back(key.str(), value.str());
+        if (key != kConfidenceKey) {
+            info.optional.emplace_back(key.str(), value.str());
+        }
     }
     info.analysis = optional_setting(manager.m_config, kAnalysisKey);
     info.stem_language = optional_setting(manager.m_config, kStemKey);
@@ -208,8 +210,7 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         print_field("confidence", "from " + counted(*info.confidence_answers, "answer"), out);
     }
     if (info.has_damaged_confidence) {
-        print_field("confidence", "damaged; zandrel train --keep-tree --calibrate makes a new map",
-                    out);
+        print_field("confidence", "damaged", out);
     }
     print_field("created", moment_text(info.created), out);
     print_field("last trained", moment_text(info.last_trained), out);
@@ -221,9 +222,6 @@ void print_kc_info(const Kc_info& info, std::ostream& out) {
         out << "optional settings\n";
     }
     for (const auto& [key, value] : info.optional) {
-        if (key == kConfidenceKey && info.confidence_answers) {
-            continue;  // a long list of numbers
-        }
         out << "  " << shown_text(key) << '=' << shown_text(value) << '\n';
     }
 }
@@ -257,7 +255,7 @@ nlohmann::ordered_json kc_info_json(const Kc_info& info) {
         json["confidence_answers"] = *info.confidence_answers;
     }
     if (info.has_damaged_confidence) {
-        json["confidence_damaged"] = true;
+        json["confidence"] = "damaged";
     }
     json["created"] = moment_text(info.created);
     json["last_trained"] = moment_text(info.last_trained);

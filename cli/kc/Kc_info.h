@@ -51,8 +51,9 @@ struct Kc_info {
     std::vector<Chosen_setting> choices;  // settings that the program chose and nobody changed
     // Answers from which the confidence map is made; missing without a map.
     std::optional<std::size_t> confidence_answers;
-    bool has_damaged_confidence = false;  // there is a map, but it cannot be read
-    // All optional settings, also those from which the four members above come.
+    bool has_damaged_confidence = false;  // there is no map, but something in its place
+    // The other optional settings, also those from which the analysis and the choices come. The
+    // confidence map is left out: it is a long list of numbers.
     std::vector<std::pair<std::string, std::string>> optional;
 };
 
@@ -63,8 +64,9 @@ Kc_info kc_info(zeManager& manager);
 std::string moment_text(const qtTimeDate& moment);
 
 void print_kc_info(const Kc_info& info, std::ostream& out);
-// The same as an object; `file`, `size`, `form`, `unicode` and `seal` are missing for a container
-// in memory, and `cache_bound` for one that is not in cached form.
+// The same as an object; `confidence` is "damaged" for a damaged map, and missing otherwise;
+// `file`, `size`, `form`, `unicode` and `seal` are missing for a container in memory, and
+// `cache_bound` for one that is not in cached form.
 nlohmann::ordered_json kc_info_json(const Kc_info& info);
 
 }  // namespace zandrel::cli

@@ -2,7 +2,7 @@
 // defaults.
 //
 //   round 1, half of the texts, fold 0:  values 80 81 79 82 78 80 83 77
-//   round 2, all texts, fold 0:          0, 6, 3 and 1 take part: 80 82 84 81
+//   round 2, all texts, fold 0:          0, 6, 3 and 1 take part: 80 82 84 81, in this order
 //   round 3, all texts, folds 0 to 2:    0 and 3 take part: 80.5 83
 //
 // Setting 3 is chosen if its gain of 2.5 is more than two standard errors. In round 3 only the
@@ -41,16 +41,22 @@ std::vector<Tuning_part> parts_of(const Tuning_round& round) {
 
 class Course {
 public:
-    Course(std::size_t setting_count, Tuning_metric metric, Trials& trials)
-        : m_metric(metric), m_trials(trials), m_outcomes(setting_count) {
-        m_result.figures.resize(setting_count);
+    // BORROWS: `settings` and `trials`.
+    Course(const Halving_settings& settings, Tuning_metric metric, Trials& trials)
+        : m_settings(settings), m_metric(metric), m_trials(trials), m_outcomes(settings.count) {
+        m_result.figures.resize(settings.count);
     }
 
     Halving_result run(const std::vector<Tuning_round>& rounds) {
-        std::vector<std::size_t> left(m_outcomes.size());
-        std::iota(left.begin(), left.end(), 0);
+        std::vector<std::size_t> left = m_settings.first_order;
+        if (left.empty()) {
+            left.resize(m_settings.count);
+            std::iota(left.begin(), left.end(), 0);
+        }
         for (std::size_t i = 0; i < rounds.size() && m_result.is_complete; ++i) {
-            keep_best(rounds[i].settings, left);
+            if (i > 0) {
+                keep_best(rounds[i].settings, left);
+            }
             m_round_name = "Round " + grouped(i + 1) + " of " + grouped(rounds.size()) + ": " +
                            counted(left.size(), "setting");
             try_round(rounds[i], left);
@@ -63,16 +69,13 @@ public:
 private:
     using Outcomes = std::map<Tuning_part, Trial_outcome, Part_order>;
 
-    // Setting 0 stays. `left`: sorted by index before and after.
+    // Setting 0 stays the first. The others are then sorted by the values of the last round.
     void keep_best(std::size_t count, std::vector<std::size_t>& left) const {
-        if (left.size() <= count) {
-            return;
-        }
+        std::sort(left.begin(), left.end());
         std::stable_sort(left.begin() + 1, left.end(), [this](std::size_t a, std::size_t b) {
             return is_better(m_result.figures[a].value, m_result.figures[b].value);
         });
-        left.resize(std::max<std::size_t>(count, 1));
-        std::sort(left.begin(), left.end());
+        left.resize(std::clamp<std::size_t>(count, 1, left.size()));
     }
 
     bool is_better(double a, double b) const {
@@ -113,7 +116,9 @@ private:
             }
         }
         if (tried.size() > 1 || number == 1) {
+            std::sort(tried.begin(), tried.end());
             m_parts = parts;
+            m_result.compared = tried.size() - 1;
             m_contenders = std::move(tried);
             m_result.defaults = m_result.figures[0];
         }
@@ -126,6 +131,7 @@ private:
         figures.rounds = number;
         figures.texts = answers.size();
         figures.value = value_of(m_metric, answers);
+        figures.interval = interval_of(m_metric, answers);
         figures.gain = gain_over(m_metric, defaults, answers);
         figures.model_size = 0;
         for (const Tuning_part& part : parts) {
@@ -154,18 +160,33 @@ private:
 
     void choose() {
         std::vector<std::size_t> clear;
+        std::vector<std::size_t> clear_without_probabilities;
         for (const std::size_t setting : m_contenders) {
             if (figures_of(setting).gain.is_above(kClearErrors)) {
-                clear.push_back(setting);
+                (has_probabilities(setting) ? clear : clear_without_probabilities)
+                    .push_back(setting);
             }
         }
-        if (clear.empty()) {
-            return;
+        if (!clear.empty()) {
+            choose_of(clear);
         }
-        const std::size_t best =
-            *std::min_element(clear.begin(), clear.end(), [this](std::size_t a, std::size_t b) {
-                return is_better(figures_of(a).value, figures_of(b).value);
-            });
+        choose_without_probabilities(clear_without_probabilities);
+    }
+
+    bool has_probabilities(std::size_t setting) const {
+        const std::vector<std::size_t>& without = m_settings.without_probabilities;
+        return std::find(without.begin(), without.end(), setting) == without.end();
+    }
+
+    std::size_t best_of(const std::vector<std::size_t>& settings) const {
+        return *std::min_element(settings.begin(), settings.end(),
+                                 [this](std::size_t a, std::size_t b) {
+                                     return is_better(figures_of(a).value, figures_of(b).value);
+                                 });
+    }
+
+    void choose_of(const std::vector<std::size_t>& clear) {
+        const std::size_t best = best_of(clear);
         m_result.chosen = best;
         for (const std::size_t setting : clear) {
             if (figures_of(setting).model_size < figures_of(m_result.chosen).model_size &&
@@ -175,16 +196,28 @@ private:
         }
     }
 
+    // The best of them replaces the chosen setting if it is clearly better than this one too.
+    void choose_without_probabilities(const std::vector<std::size_t>& clear) {
+        if (!clear.empty() && gain_of(best_of(clear), m_result.chosen).is_above(kClearErrors)) {
+            m_result.chosen = best_of(clear);
+        }
+    }
+
     bool is_hardly_worse(std::size_t setting, std::size_t best) const {
         constexpr double kHardly = 0.25;
-        return !gain_over(m_metric, answers_of(setting, m_parts), answers_of(best, m_parts))
-                    .is_above(kHardly);
+        return !gain_of(best, setting).is_above(kHardly);
+    }
+
+    // In the round that decided.
+    Tuning_gain gain_of(std::size_t setting, std::size_t other) const {
+        return gain_over(m_metric, answers_of(other, m_parts), answers_of(setting, m_parts));
     }
 
     const Setting_figures& figures_of(std::size_t setting) const {
         return m_result.figures[setting];
     }
 
+    const Halving_settings& m_settings;
     Tuning_metric m_metric;
     Trials& m_trials;
     std::vector<Outcomes> m_outcomes;  // of each setting
@@ -202,10 +235,14 @@ std::size_t part_of(std::size_t count, std::size_t divisor) {
 
 std::vector<Tuning_round> tuning_rounds(std::size_t setting_count, std::size_t text_count,
                                         std::size_t byte_count) {
-    constexpr std::size_t kFewTexts = 2000;
+    constexpr std::size_t kVeryFewTexts = 100;
+    constexpr std::size_t kSmallData = 2000;
     constexpr std::size_t kManyBytes = 4000000;
     const std::size_t count = setting_count;
-    if (text_count < kFewTexts) {
+    if (text_count < kVeryFewTexts) {
+        return {{1, kTuningFolds, count}};
+    }
+    if (text_count < kSmallData) {
         return {{1, 1, count}, {1, kTuningFolds, part_of(count, 3)}};
     }
     if (byte_count <= kManyBytes) {
@@ -217,9 +254,9 @@ std::vector<Tuning_round> tuning_rounds(std::size_t setting_count, std::size_t t
             {1, kTuningFolds, part_of(count, 8)}};
 }
 
-Halving_result halve(std::size_t setting_count, const std::vector<Tuning_round>& rounds,
+Halving_result halve(const Halving_settings& settings, const std::vector<Tuning_round>& rounds,
                      Tuning_metric metric, Trials& trials) {
-    return Course(setting_count, metric, trials).run(rounds);
+    return Course(settings, metric, trials).run(rounds);
 }
 
 }  // namespace zandrel::cli

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "zandrel/knowledge/Progress.h"
@@ -91,14 +92,17 @@ struct Part_data {
     std::vector<Label_numbers> labels;
 };
 
-// Of two equally good labels the first one by name is the best: the last bits of scores may differ
-// between machines.
-std::string_view best_label_of(const Ranking& ranking) {
+// The last bits of scores may differ between machines.
+bool is_tied(const Scored_label& first, const Scored_label& other) {
     constexpr double kLeast = 1e-9;
-    const Scored_label& first = ranking.front();
-    std::string_view best = first.label;
+    return first.score - other.score <= kLeast * first.score;
+}
+
+// Of equally good labels the first one by name is the best. REQUIRES: all of these labels.
+std::string_view best_label_of(const Ranking& ranking) {
+    std::string_view best = ranking.front().label;
     for (const Scored_label& each : ranking) {
-        if (first.score - each.score > kLeast * first.score) {
+        if (!is_tied(ranking.front(), each)) {
             break;
         }
         best = std::min(best, each.label);
@@ -162,10 +166,11 @@ class Text_trials : public Trials {
 public:
     // BORROWS: all.
     Text_trials(const Tuning_options& options, const std::vector<Tuning_setting>& settings,
-                Texts& texts, Clock::time_point begin)
+                Texts& texts, const std::vector<bool>& are_copies, Clock::time_point begin)
         : m_options(options),
           m_settings(settings),
           m_texts(texts),
+          m_are_copies(are_copies),
           m_begin(begin),
           m_steps(options.progress),
           m_quiet(options.progress) {
@@ -261,22 +266,46 @@ private:
         return numbers;
     }
 
+    // The texts to divide. With the copies, the folds of the last round are those of evaluate --cv.
+    // Of a few texts, those that are no copies could all be in one fold. So they are divided
+    // without the copies.
+    std::vector<std::size_t> texts_to_divide() const {
+        constexpr std::ptrdiff_t kFew = 100;
+        const bool are_few = std::count(m_are_copies.begin(), m_are_copies.end(), false) < kFew;
+        std::vector<std::size_t> texts;
+        for (std::size_t i = 0; i < m_texts.size(); ++i) {
+            if (!are_few || !m_are_copies[i]) {
+                texts.push_back(i);
+            }
+        }
+        return texts;
+    }
+
+    Label_lists label_lists_at(const std::vector<std::size_t>& texts) const {
+        Label_lists lists;
+        for (const std::size_t text : texts) {
+            lists.emplace_back(m_texts[text].labels);
+        }
+        return lists;
+    }
+
     // Both divisions give each label its share.
     std::vector<Role> roles_of(const Tuning_part& part) const {
-        const Label_lists all = label_lists_of(m_texts);
-        const std::vector<std::size_t> share = folds_of(all, part.divisor, m_options.seed);
-        Label_lists used;
+        const std::vector<std::size_t> all = texts_to_divide();
+        const std::vector<std::size_t> share =
+            folds_of(label_lists_at(all), part.divisor, m_options.seed);
+        std::vector<std::size_t> used;
         for (std::size_t i = 0; i < all.size(); ++i) {
             if (share[i] == 0) {
                 used.push_back(all[i]);
             }
         }
-        const std::vector<std::size_t> folds = folds_of(used, kTuningFolds, m_options.seed);
-        std::vector<Role> roles(all.size(), Role::kUnused);
-        std::size_t next = 0;
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            if (share[i] == 0) {
-                roles[i] = folds[next++] == part.fold ? Role::kTested : Role::kTrained;
+        const std::vector<std::size_t> folds =
+            folds_of(label_lists_at(used), kTuningFolds, m_options.seed);
+        std::vector<Role> roles(m_texts.size(), Role::kUnused);
+        for (std::size_t i = 0; i < used.size(); ++i) {
+            if (!m_are_copies[used[i]]) {
+                roles[used[i]] = folds[i] == part.fold ? Role::kTested : Role::kTrained;
             }
         }
         return roles;
@@ -309,7 +338,10 @@ private:
 
     Text_answer answer_of(const Labelled_text& text, Text_model& model) const {
         const bool needs_all = m_options.metric == Tuning_metric::kBrier;
-        const Ranking ranking = model.rank(text, needs_all ? -1 : 2);
+        Ranking ranking = model.rank(text, needs_all ? -1 : 2);
+        if (!needs_all && ranking.size() == 2 && is_tied(ranking[0], ranking[1])) {
+            ranking = model.rank(text, -1);
+        }
         Text_answer answer;
         if (!ranking.empty()) {
             answer.label = m_label_numbers.find(best_label_of(ranking))->second;
@@ -323,6 +355,7 @@ private:
     const Tuning_options& m_options;
     const std::vector<Tuning_setting>& m_settings;
     Texts& m_texts;
+    const std::vector<bool>& m_are_copies;  // of each text
     Clock::time_point m_begin;
     Progress m_steps;
     Interruption_only m_quiet;
@@ -363,12 +396,40 @@ Texts read_texts(const Tuning_options& options, Skipped_lines& skipped) {
     return all;
 }
 
+// Returns for each text whether an earlier one has the same text and labels. Texts without
+// characters are no copies: they have no words that a model could have learned.
+std::vector<bool> copies_among(const Texts& texts) {
+    std::unordered_map<std::string_view, std::vector<std::vector<std::string>>> labels_of_text;
+    std::vector<bool> are_copies;
+    for (const Labelled_text& text : texts) {
+        std::vector<std::string> labels = text.labels;
+        std::sort(labels.begin(), labels.end());
+        std::vector<std::vector<std::string>>& seen = labels_of_text[text.text];
+        const bool is_known = std::find(seen.begin(), seen.end(), labels) != seen.end();
+        are_copies.push_back(is_known && !text.text.empty());
+        if (!is_known) {
+            seen.push_back(std::move(labels));
+        }
+    }
+    return are_copies;
+}
+
 // The texts of a corpus file are analysed already, so there is one analysis.
 std::vector<Analysis_settings> possible_analyses(const Tuning_options& options) {
     const std::vector<Analysis_settings> all = analyses_to_try(options.stem_language);
     const bool is_fixed = std::any_of(options.data_files.begin(), options.data_files.end(),
                                       [](const std::string& file) { return is_corpus_file(file); });
     return is_fixed ? std::vector{analysis_of_data(options.data_files, {}, all.front())} : all;
+}
+
+Halving_settings halving_settings_of(const std::vector<Tuning_setting>& settings) {
+    Halving_settings halving = {settings.size(), order_of_trials(settings)};
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        if (!gives_probabilities(settings[i])) {
+            halving.without_probabilities.push_back(i);
+        }
+    }
+    return halving;
 }
 
 }  // namespace
@@ -378,25 +439,30 @@ Tuning tune(const Tuning_options& options) {
     Tuning result;
     const std::vector<Analysis_settings> analyses = possible_analyses(options);
     Texts texts = read_texts(options, result.skipped);
-    if (texts.size() < kTuningFolds) {
-        throw Usage_error("there are fewer texts (" + grouped(texts.size()) + ") than folds (" +
-                          grouped(kTuningFolds) + ")");
+    const std::vector<bool> are_copies = copies_among(texts);
+    result.copies =
+        static_cast<std::size_t>(std::count(are_copies.begin(), are_copies.end(), true));
+    result.texts = texts.size() - result.copies;
+    if (result.texts < kTuningFolds) {
+        throw Usage_error(std::string("there are fewer ") +
+                          (result.copies == 0 ? "texts (" : "different texts (") +
+                          grouped(result.texts) + ") than folds (" + grouped(kTuningFolds) + ")");
     }
-    result.texts = texts.size();
     result.labels = labels_of(texts).size();
     result.metric = options.metric;
     result.seed = options.seed;
     result.seconds = options.seconds;
     result.settings = settings_to_try(analyses, result.labels);
-    result.rounds = tuning_rounds(result.settings.size(), texts.size(), text_bytes(texts));
-    Text_trials trials(options, result.settings, texts, begin);
+    result.rounds = tuning_rounds(result.settings.size(), result.texts, text_bytes(texts));
+    Text_trials trials(options, result.settings, texts, are_copies, begin);
     for (const Tuning_round& round : result.rounds) {
         for (std::size_t fold = 0; fold < round.folds; ++fold) {
             trials.add_part({round.divisor, fold});
         }
     }
     trials.start_workers();
-    result.search = halve(result.settings.size(), result.rounds, options.metric, trials);
+    result.search =
+        halve(halving_settings_of(result.settings), result.rounds, options.metric, trials);
     return result;
 }
 

@@ -35,7 +35,8 @@ struct Tuning_options {
 };
 
 struct Tuning {
-    std::size_t texts = 0;
+    std::size_t texts = 0;   // that took part
+    std::size_t copies = 0;  // left out: an earlier text has the same text and labels
     std::size_t labels = 0;
     Tuning_metric metric = Tuning_metric::kAccuracy;
     std::uint64_t seed = kDefaultSeed;
@@ -46,11 +47,14 @@ struct Tuning {
     Skipped_lines skipped;
 };
 
-// Searches for the texts of all files together. Warns of probable mistakes in the data. Without
-// `seconds` the result is the same in every run, on every machine and with any number of jobs,
-// except Setting_figures::cpu_seconds. In each process there is one model at a time.
-// RAISES: Usage_error if standard input is named twice, or if there are fewer texts than folds;
-// what read_labelled_file raises; qtX<zeWorkflow> 2 "Process interrupted".
+// Searches for the texts of all files together. Of texts with the same text and the same labels
+// only the first takes part: a model would have learned the copy of a text that tests it, and the
+// copies would make a gain look clearer than it is. Texts of corpus files are not compared. Warns
+// of probable mistakes in the data. Without `seconds` the result is the same in every run, on every
+// machine and with any number of jobs, except Setting_figures::cpu_seconds. In each process there
+// is one model at a time. RAISES: Usage_error if standard input is named twice, or if there are
+// fewer texts than folds without the copies; what read_labelled_file raises; qtX<zeWorkflow> 2
+// "Process interrupted".
 Tuning tune(const Tuning_options& options);
 
 }  // namespace zandrel::cli

@@ -1,7 +1,7 @@
 // Example for accuracy: five texts, of which the defaults get 1 and 2 right, and another setting 1,
-// 3 and 4. The differences are 0, -1, 1, 1 and 0, with the mean 0.2. Their squared distances from
-// the mean are 0.04 + 1.44 + 0.64 + 0.64 + 0.04 = 2.8, so the standard error is
-// sqrt(2.8 / (5 * 4)) = 0.374.
+// 3 and 4. It wins two texts and loses one, so its gain is 1/5, and the standard error is
+// sqrt(2 + 1) / 5 = 0.346. With this error, four texts won and none lost are exactly two standard
+// errors, however many texts there are.
 //
 // Macro F1 is no mean over texts, so its error is that of the jackknife. A text changes only the
 // tallies of its labels and of its best label, so one value without a text costs a few operations.
@@ -20,12 +20,6 @@ namespace {
 bool is_right(const Known_answer& answer) {
     return std::find(answer.labels->begin(), answer.labels->end(), answer.answer.label) !=
            answer.labels->end();
-}
-
-// What a text contributes to a metric that is a mean over texts. More is better.
-double worth(Tuning_metric metric, const Known_answer& answer) {
-    return metric == Tuning_metric::kBrier ? -answer.answer.square_error
-                                           : (is_right(answer) ? 1.0 : 0.0);
 }
 
 // Macro F1 of some texts, and without one of them.
@@ -105,6 +99,53 @@ double square_sum_of(const std::vector<double>& values) {
     return squares;
 }
 
+// The variance of a figure, from the figure without each of the texts.
+double jackknife_variance(const std::vector<double>& without_a_text) {
+    const auto count = static_cast<double>(without_a_text.size());
+    return (count - 1.0) / count * square_sum_of(without_a_text);
+}
+
+Interval interval_of_f1(const std::vector<Known_answer>& answers) {
+    const Macro_f1 all(answers);
+    std::vector<double> values;
+    for (const Known_answer& each : answers) {
+        values.push_back(all.value_without(each));
+    }
+    return mean_share_interval(all.value(), jackknife_variance(values), answers.size());
+}
+
+// For figures that are the mean of `values`.
+double variance_of_mean(const std::vector<double>& values) {
+    const auto count = static_cast<double>(values.size());
+    return count > 1.0 ? square_sum_of(values) / (count * (count - 1.0)) : 0.0;
+}
+
+Interval interval_of_brier(const std::vector<Known_answer>& answers) {
+    constexpr double kErrorsOnASide = 1.959963984540054;
+    std::vector<double> errors;
+    for (const Known_answer& each : answers) {
+        errors.push_back(each.answer.square_error);
+    }
+    const double value = value_of(Tuning_metric::kBrier, answers);
+    const double distance = kErrorsOnASide * std::sqrt(variance_of_mean(errors));
+    return {std::max(value - distance, 0.0), value + distance};
+}
+
+Tuning_gain gain_of_accuracy(const std::vector<Known_answer>& defaults,
+                             const std::vector<Known_answer>& answers) {
+    std::size_t won = 0;
+    std::size_t lost = 0;
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        const bool is_better = is_right(answers[i]) && !is_right(defaults[i]);
+        const bool is_worse = !is_right(answers[i]) && is_right(defaults[i]);
+        won += is_better ? 1 : 0;
+        lost += is_worse ? 1 : 0;
+    }
+    const auto count = static_cast<double>(answers.size());
+    return {(static_cast<double>(won) - static_cast<double>(lost)) / count,
+            std::sqrt(static_cast<double>(won + lost)) / count};
+}
+
 Tuning_gain gain_of_f1(const std::vector<Known_answer>& defaults,
                        const std::vector<Known_answer>& answers) {
     const Macro_f1 before(defaults);
@@ -113,9 +154,7 @@ Tuning_gain gain_of_f1(const std::vector<Known_answer>& defaults,
     for (std::size_t i = 0; i < answers.size(); ++i) {
         gains.push_back(after.value_without(answers[i]) - before.value_without(defaults[i]));
     }
-    const auto count = static_cast<double>(gains.size());
-    return {after.value() - before.value(),
-            std::sqrt((count - 1.0) / count * square_sum_of(gains))};
+    return {after.value() - before.value(), std::sqrt(jackknife_variance(gains))};
 }
 
 }  // namespace
@@ -132,9 +171,21 @@ double value_of(Tuning_metric metric, const std::vector<Known_answer>& answers) 
     }
     double sum = 0.0;
     for (const Known_answer& each : answers) {
-        sum += worth(metric, each);
+        sum += metric == Tuning_metric::kBrier ? each.answer.square_error
+                                               : (is_right(each) ? 1.0 : 0.0);
     }
-    return (metric == Tuning_metric::kBrier ? -sum : sum) / static_cast<double>(answers.size());
+    return sum / static_cast<double>(answers.size());
+}
+
+Interval interval_of(Tuning_metric metric, const std::vector<Known_answer>& answers) {
+    if (metric == Tuning_metric::kMacroF1) {
+        return interval_of_f1(answers);
+    }
+    if (metric == Tuning_metric::kBrier) {
+        return interval_of_brier(answers);
+    }
+    const auto right = std::count_if(answers.begin(), answers.end(), is_right);
+    return share_interval(static_cast<std::size_t>(right), answers.size());
 }
 
 bool Tuning_gain::is_above(double errors) const {
@@ -148,15 +199,16 @@ Tuning_gain gain_over(Tuning_metric metric, const std::vector<Known_answer>& def
     if (metric == Tuning_metric::kMacroF1) {
         return gain_of_f1(defaults, answers);
     }
+    if (metric == Tuning_metric::kAccuracy) {
+        return gain_of_accuracy(defaults, answers);
+    }
     std::vector<double> gains;
     double sum = 0.0;
     for (std::size_t i = 0; i < answers.size(); ++i) {
-        gains.push_back(worth(metric, answers[i]) - worth(metric, defaults[i]));
+        gains.push_back(defaults[i].answer.square_error - answers[i].answer.square_error);
         sum += gains.back();
     }
-    const auto count = static_cast<double>(gains.size());
-    const double variance = count > 1.0 ? square_sum_of(gains) / (count * (count - 1.0)) : 0.0;
-    return {sum / count, std::sqrt(variance)};
+    return {sum / static_cast<double>(gains.size()), std::sqrt(variance_of_mean(gains))};
 }
 
 }  // namespace zandrel::cli

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "cli/evaluate/Interval.h"
+
 namespace zandrel::cli {
 
 // kAccuracy: the share of texts whose best label is one of theirs. kMacroF1: the F1 of the best
@@ -35,6 +37,11 @@ struct Known_answer {
 // REQUIRES: at least one answer.
 double value_of(Tuning_metric metric, const std::vector<Known_answer>& answers);
 
+// The 95 % interval of the value. That of a Brier score is the value with 1.96 standard errors on
+// both sides, and not below 0.
+// REQUIRES: at least one answer, for kBrier at least two.
+Interval interval_of(Tuning_metric metric, const std::vector<Known_answer>& answers);
+
 // By how much one model is better than another one for the same texts, in units of the metric.
 struct Tuning_gain {
     double gain = 0.0;   // above 0: better, also for kBrier
@@ -44,9 +51,13 @@ struct Tuning_gain {
     bool is_above(double errors) const;
 };
 
-// The standard error is that of the mean difference of a text, or, for kMacroF1, that of the
-// jackknife: with D(i) the gain without text i, and M the mean of all D(i), it is
-// sqrt((n - 1) / n * sum of (D(i) - M)^2).
+// The standard error for n texts:
+//   kAccuracy: sqrt(w + l) / n, with w texts that only this model gets right, and l that only the
+//     other one gets right. This is the error if both models are equally good. The error of the
+//     mean difference would be too small for few such texts: 0 if all n texts were won.
+//   kBrier: that of the mean difference of a text.
+//   kMacroF1: that of the jackknife. With D(i) the gain without text i, and M the mean of all D(i),
+//     it is sqrt((n - 1) / n * sum of (D(i) - M)^2).
 // REQUIRES: answers for the same texts in the same order, at least one.
 // COST: one pass over the texts, for kMacroF1 two.
 Tuning_gain gain_over(Tuning_metric metric, const std::vector<Known_answer>& defaults,

@@ -3,6 +3,8 @@
 #include "cli/tune/Tuning_report.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <initializer_list>
 #include <vector>
 
@@ -26,6 +28,14 @@ bool is_share(Tuning_metric metric) {
 std::string shown_value_of(Tuning_metric metric, double value) {
     constexpr int kDecimals = 4;
     return is_share(metric) ? percent(value) : with_decimals(value, kDecimals);
+}
+
+// "72.01 - 74.36 %", "0.1250 - 0.1310".
+std::string shown_range(Tuning_metric metric, const Interval& interval) {
+    constexpr double kHundred = 100.0;
+    const std::string low = is_share(metric) ? with_decimals(kHundred * interval.low, 2)
+                                             : shown_value_of(metric, interval.low);
+    return low + " - " + shown_value_of(metric, interval.high);
 }
 
 // Points for shares. A gain that is rounded to 0 has no sign.
@@ -53,15 +63,25 @@ const Setting_figures& chosen_figures(const Tuning& tuning) {
     return tuning.search.figures[tuning.search.chosen];
 }
 
-// "accuracy 74.25 % instead of 73.20 % for 5,452 texts (gain 1.05 points, standard error 0.38)"
+// "accuracy 74.25 % (95 % interval 73.07 - 75.39 %) instead of 73.20 % (72.01 - 74.36 %) for 5,452
+// texts (gain 1.05 points, standard error 0.38)"
 std::string comparison_of(const Tuning& tuning) {
     const Setting_figures& chosen = chosen_figures(tuning);
+    const Setting_figures& defaults = tuning.search.defaults;
     return std::string(name_of(tuning.metric)) + " " + shown_value_of(tuning.metric, chosen.value) +
-           " instead of " + shown_value_of(tuning.metric, tuning.search.defaults.value) + " for " +
+           " (95 % interval " + shown_range(tuning.metric, chosen.interval) + ") instead of " +
+           shown_value_of(tuning.metric, defaults.value) + " (" +
+           shown_range(tuning.metric, defaults.interval) + ") for " +
            counted(chosen.texts, "text") + " (" + shown_gain(tuning.metric, chosen.gain) + ")";
 }
 
-constexpr const char* kNoClearGain = "no setting gains more than two standard errors";
+// Why the file has the defaults.
+const char* reason_for_defaults(const Tuning& tuning) {
+    return tuning.search.is_complete ? "no setting gains more than two standard errors"
+           : tuning.search.compared == 0
+               ? "the time was over before another setting was compared with them"
+               : "no setting that was compared in time gains more than two standard errors";
+}
 
 std::string figure_of_defaults(const Tuning& tuning) {
     const Setting_figures& defaults = tuning.search.defaults;
@@ -69,12 +89,31 @@ std::string figure_of_defaults(const Tuning& tuning) {
         return "nothing was measured";
     }
     return std::string(name_of(tuning.metric)) + " " +
-           shown_value_of(tuning.metric, defaults.value) + " for " +
+           shown_value_of(tuning.metric, defaults.value) + " (95 % interval " +
+           shown_range(tuning.metric, defaults.interval) + ") for " +
            counted(defaults.texts, "text");
 }
 
+// The seconds as the user has given them: "0.5", "1000".
+std::string shown_seconds(double seconds) {
+    std::array<char, 400> digits;  // the smallest number above 0 has 326 characters
+    const std::to_chars_result end = std::to_chars(digits.data(), digits.data() + digits.size(),
+                                                   seconds, std::chars_format::fixed);
+    return {digits.data(), end.ptr};
+}
+
+std::string text_of_copies(const Tuning& tuning) {
+    return counted(tuning.copies, "text") + (tuning.copies == 1
+                                                 ? " is a copy of an earlier one and takes no part"
+                                                 : " are copies of earlier ones and take no part");
+}
+
+constexpr const char* kNoProbabilities =
+    "Without likelihood tables the scores are no probabilities. A setting without them is chosen "
+    "only if it is clearly better than those with them.";
+
 std::string limit_of(const Tuning& tuning) {
-    return "--time " + with_decimals(*tuning.seconds, 0) +
+    return "--time " + shown_seconds(*tuning.seconds) +
            (tuning.search.is_complete ? " was enough for the whole search"
                                       : " ended the search before its end");
 }
@@ -101,12 +140,21 @@ void comment(std::ostream& out, const std::string& text) {
     out << "# " << text << '\n';
 }
 
-void print_row(std::ostream& out, std::size_t width, const std::string& name,
-               std::initializer_list<std::string> columns) {
-    out << left_aligned(name, width);
+void print_columns(std::ostream& out, std::initializer_list<std::string> columns) {
     for (const std::string& column : columns) {
         out << right_aligned(column, kColumnWidth);
     }
+}
+
+// `before`, `after`: the columns on both sides of the interval.
+void print_row(std::ostream& out, const std::string& name,
+               std::initializer_list<std::string> before, const std::string& interval,
+               std::initializer_list<std::string> after) {
+    constexpr std::size_t kIntervalColumn = 18;
+    out << name;
+    print_columns(out, before);
+    out << right_aligned(interval, kIntervalColumn);
+    print_columns(out, after);
     out << '\n';
 }
 
@@ -115,14 +163,15 @@ void print_table(const Tuning& tuning, std::ostream& out) {
     for (std::size_t i = 0; i < tuning.settings.size(); ++i) {
         width = std::max(width, width_of(name_at(tuning, i)));
     }
-    print_row(out, width, "setting",
-              {"round", "texts", name_of(tuning.metric), "gain", "std. error", "CPU"});
+    print_row(out, left_aligned("setting", width), {"round", "texts", name_of(tuning.metric)},
+              "95 % interval", {"gain", "std. error", "CPU"});
     for (const std::size_t i : best_first(tuning)) {
         const Setting_figures& figures = tuning.search.figures[i];
-        print_row(out, width, name_at(tuning, i),
+        print_row(out, left_aligned(name_at(tuning, i), width),
                   {grouped(figures.rounds), grouped(figures.texts),
-                   shown_value_of(tuning.metric, figures.value),
-                   i == 0 ? "" : shown_distance(tuning.metric, figures.gain.gain),
+                   shown_value_of(tuning.metric, figures.value)},
+                  shown_range(tuning.metric, figures.interval),
+                  {i == 0 ? "" : shown_distance(tuning.metric, figures.gain.gain),
                    i == 0 ? "" : shown_distance(tuning.metric, figures.gain.error),
                    with_decimals(figures.cpu_seconds, 2) + " s"});
     }
@@ -132,10 +181,8 @@ std::string tree_word(const Tuning_setting& setting) {
     return setting.group_count == 0 ? "flat" : std::to_string(setting.group_count);
 }
 
-bool uses_tables(const Tuning_setting& setting) {
-    return std::none_of(setting.engine.begin(), setting.engine.end(), [](const Key_value& each) {
-        return each.key == "UseLikelihoodInMatch" && each.value == "0";
-    });
+Json interval_json_of(const Setting_figures& figures) {
+    return Json::array({figures.interval.low, figures.interval.high});
 }
 
 Json figures_json(const Tuning& tuning, std::size_t index) {
@@ -144,6 +191,7 @@ Json figures_json(const Tuning& tuning, std::size_t index) {
             {"round", figures.rounds},
             {"texts", figures.texts},
             {"value", figures.value},
+            {"interval", interval_json_of(figures)},
             {"gain", figures.gain.gain},
             {"standard_error", figures.gain.error},
             {"cpu_seconds", figures.cpu_seconds}};
@@ -156,11 +204,17 @@ void write_tuned_options(const Tuning& tuning, std::ostream& out) {
     comment(out, "Settings for train --options, from a search of zandrel tune in " +
                      counted(tuning.texts, "text") + " with " + counted(tuning.labels, "label") +
                      ", --seed " + std::to_string(tuning.seed) + ".");
+    if (tuning.copies > 0) {
+        comment(out, text_of_copies(tuning) + ".");
+    }
     if (tuning.search.chosen == 0) {
-        comment(out, "The defaults: " + std::string(kNoClearGain) + ".");
+        comment(out, "The defaults: " + std::string(reason_for_defaults(tuning)) + ".");
         comment(out, "Cross-validation: " + figure_of_defaults(tuning) + ".");
     } else {
         comment(out, "Cross-validation: " + comparison_of(tuning) + ".");
+    }
+    if (!gives_probabilities(setting)) {
+        comment(out, kNoProbabilities);
     }
     if (tuning.seconds) {
         comment(out, "The result depends on the machine: " + limit_of(tuning) + ".");
@@ -179,12 +233,16 @@ void print_tuning(const Tuning& tuning, const std::string& file, std::ostream& o
     print_table(tuning, out);
     out << '\n' << (file.empty() ? "options" : shown_text(file)) << ": ";
     if (tuning.search.chosen == 0) {
-        out << "the defaults, since " << kNoClearGain << "; " << figure_of_defaults(tuning) << '\n';
+        out << "the defaults, since " << reason_for_defaults(tuning) << "; "
+            << figure_of_defaults(tuning) << '\n';
     } else {
         out << name_at(tuning, tuning.search.chosen) << "; " << comparison_of(tuning) << "\n";
     }
-    if (!uses_tables(tuning.settings[tuning.search.chosen])) {
-        out << "Without likelihood tables the scores are no probabilities.\n";
+    if (!gives_probabilities(tuning.settings[tuning.search.chosen])) {
+        out << kNoProbabilities << '\n';
+    }
+    if (tuning.copies > 0) {
+        out << text_of_copies(tuning) << ".\n";
     }
     if (tuning.seconds) {
         out << "The result depends on the machine: " << limit_of(tuning) << ".\n";
@@ -198,6 +256,7 @@ nlohmann::ordered_json tuning_json(const Tuning& tuning, const std::string& file
     const std::size_t chosen = tuning.search.chosen;
     Json json = {{"file", file},
                  {"texts", tuning.texts},
+                 {"copies", tuning.copies},
                  {"labels", tuning.labels},
                  {"metric", name_of(tuning.metric)},
                  {"seed", tuning.seed},
@@ -205,6 +264,8 @@ nlohmann::ordered_json tuning_json(const Tuning& tuning, const std::string& file
                  {"depends_on_machine", tuning.seconds.has_value()},
                  {"complete", tuning.search.is_complete},
                  {"defaults", tuning.search.defaults.value},
+                 {"defaults_interval", interval_json_of(tuning.search.defaults)},
+                 {"defaults_texts", tuning.search.defaults.texts},
                  {"settings", Json::array()},
                  {"skipped_lines", tuning.skipped.count}};
     for (const std::size_t index : best_first(tuning)) {

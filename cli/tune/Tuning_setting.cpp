@@ -3,11 +3,18 @@
 // ClipValue decides how much a concept counts that a text repeats. All others are tried one by one.
 // Words have far fewer concepts, so they get fewer combinations.
 //
+// Settings that often gain come first, since a search may be cut off: larger profiles before
+// others.
+//
 // With 20 labels and English there are 13 settings for phrases, 4 for words, as many with stems,
 // and one tree for each of the two analyses with phrases: 36.
 #include "cli/tune/Tuning_setting.h"
 
+#include <algorithm>
+#include <map>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "text/model/Chosen_settings.h"
 #include "text/suggest/Tree_suggestion.h"
@@ -47,15 +54,15 @@ const Key_value kCountOnce = {"ClipValue", "1"};
 std::vector<std::vector<Key_value>> engine_settings_of_phrases(std::size_t label_count) {
     const std::vector<Key_value> large = profile_of(3 * features_of_phrases(label_count));
     return {{},
-            {kWeakenRare},
-            {kCountOnce},
-            {kWeakenRare, kCountOnce},
             large,
-            joined(large, {kWeakenRare}),
             joined(large, {kCountOnce}),
+            {kWeakenRare, kCountOnce},
+            joined(large, {{"UseNormalization", "0"}}),
+            {kCountOnce},
+            {kWeakenRare},
+            joined(large, {kWeakenRare}),
             joined(large, {kWeakenRare, kCountOnce}),
             {{"UseNormalization", "0"}},
-            joined(large, {{"UseNormalization", "0"}}),
             {{"NumberOfSlices", "5"}},
             {{"NumberOfSlices", "20"}},
             {{"UseLikelihoodInTrain", "0"}, {"UseLikelihoodInMatch", "0"}}};
@@ -106,6 +113,12 @@ std::string name_of(const Tuning_setting& setting, const Tuning_setting& default
     return name.empty() ? "defaults" : name;
 }
 
+bool gives_probabilities(const Tuning_setting& setting) {
+    return std::none_of(setting.engine.begin(), setting.engine.end(), [](const Key_value& each) {
+        return each.key == "UseLikelihoodInMatch" && each.value == "0";
+    });
+}
+
 std::vector<Analysis_settings> analyses_to_try(const std::string& stem_language) {
     std::vector<Analysis_settings> analyses;
     for (const Analysis_kind kind : {Analysis_kind::kPhrases, Analysis_kind::kWords}) {
@@ -135,6 +148,25 @@ std::vector<Tuning_setting> settings_to_try(const std::vector<Analysis_settings>
         }
     }
     return settings;
+}
+
+// Example: the settings a1 a2 a3 b1 b2 with the analyses a and b are tried as a1 b1 a2 b2 a3.
+std::vector<std::size_t> order_of_trials(const std::vector<Tuning_setting>& settings) {
+    using Kind = std::tuple<Analysis_kind, std::string, bool>;
+    std::map<Kind, std::size_t> seen;  // settings of this kind so far
+    std::vector<std::pair<std::size_t, std::size_t>> turns;
+    for (std::size_t i = 0; i < settings.size(); ++i) {
+        const Tuning_setting& each = settings[i];
+        const Kind kind{each.analysis.kind, each.analysis.stem_language, each.group_count != 0};
+        turns.emplace_back(seen[kind]++, i);
+    }
+    std::sort(turns.begin(), turns.end());
+    std::vector<std::size_t> order;
+    order.reserve(turns.size());
+    for (const std::pair<std::size_t, std::size_t>& turn : turns) {
+        order.push_back(turn.second);
+    }
+    return order;
 }
 
 }  // namespace zandrel::cli

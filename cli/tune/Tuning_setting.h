@@ -25,6 +25,10 @@ struct Tuning_setting {
 // differ.
 std::string name_of(const Tuning_setting& setting, const Tuning_setting& defaults);
 
+// Returns whether the scores of a container with this setting are probabilities: whether it uses
+// likelihood tables.
+bool gives_probabilities(const Tuning_setting& setting);
+
 // The analyses to try: phrases and words, both also with the stemmer of this language. Empty: no
 // stemmer. The first is the default.
 std::vector<Analysis_settings> analyses_to_try(const std::string& stem_language);
@@ -34,6 +38,10 @@ std::vector<Analysis_settings> analyses_to_try(const std::string& stem_language)
 // `label_count`: of the data. REQUIRES: at least one analysis.
 std::vector<Tuning_setting> settings_to_try(const std::vector<Analysis_settings>& analyses,
                                             std::size_t label_count);
+
+// Returns the numbers of all settings in an order for a search that may be cut off. All analyses,
+// flat and with a tree, take turns, so none is left out. The first is 0.
+std::vector<std::size_t> order_of_trials(const std::vector<Tuning_setting>& settings);
 
 }  // namespace zandrel::cli
 

@@ -500,9 +500,9 @@ TEST_F(EvaluationTest, RejectionNeedsAContainerWithConfidences) {
         evaluate(options);
         ADD_FAILURE() << "no error";
     } catch (const Usage_error& error) {
-        EXPECT_EQ(error.what(), "--reject: " + folder.file("a.kc") +
-                                    " has no confidence map; zandrel train --keep-tree --calibrate "
-                                    "makes one");
+        EXPECT_EQ(error.what(),
+                  "--reject: " + folder.file("a.kc") +
+                      " has no confidence map; zandrel train --keep-tree --calibrate makes one");
     }
 }
 

@@ -97,13 +97,14 @@ TEST(HalvingTest, BetterHalfGoesOnWithTheDefaults) {
     }
 
     const Halving_result result =
-        halve(8, {{2, 1, 8}, {1, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+        halve({8}, {{2, 1, 8}, {1, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
 
     using Key = Fake_trials::Key;
     ASSERT_THAT(trials.made, SizeIs(16));
     EXPECT_THAT(std::vector<Key>(trials.made.begin() + 8, trials.made.end()),
-                ElementsAre(Key(0, 1, 0), Key(1, 1, 0), Key(3, 1, 0), Key(6, 1, 0), Key(0, 1, 1),
-                            Key(0, 1, 2), Key(3, 1, 1), Key(3, 1, 2)));
+                ElementsAre(Key(0, 1, 0), Key(6, 1, 0), Key(3, 1, 0), Key(1, 1, 0), Key(0, 1, 1),
+                            Key(0, 1, 2), Key(3, 1, 1), Key(3, 1, 2)))
+        << "the best ones of the last round first";
     EXPECT_THAT(trials.rounds, ElementsAre("Round 1 of 3: 8 settings", "Round 2 of 3: 4 settings",
                                            "Round 3 of 3: 2 settings"));
     EXPECT_EQ(result.chosen, 3U);
@@ -125,32 +126,32 @@ TEST(HalvingTest, WorstDefaultsTakePartInEachRound) {
     }
 
     const Halving_result result =
-        halve(4, {{2, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+        halve({4}, {{2, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
 
     EXPECT_EQ(result.figures[0].rounds, 2U);
     EXPECT_EQ(result.figures[3].rounds, 2U);
     EXPECT_EQ(result.figures[2].rounds, 1U);
 }
 
-// Of 30 texts three are right in addition: the mean is 0.1, and the squared distances are
-// 3 * 0.81 + 27 * 0.01 = 2.7. So the standard error is sqrt(2.7 / (30 * 29)) = 0.0557, and the gain
-// is 1.80 standard errors. With six texts it is 0.2 / sqrt(4.8 / 870) = 2.69 standard errors.
+// Of 30 texts three are right in addition: the gain is 3/30, and the standard error sqrt(3) / 30.
+// So the gain is sqrt(3) = 1.73 standard errors. With six texts it is sqrt(6) = 2.45 standard
+// errors.
 TEST(HalvingTest, OnlyAGainOfMoreThanTwoStandardErrorsReplacesTheDefaults) {
     Fake_trials trials;
     set_right(trials, 0, 5);
     set_right(trials, 1, 6);
 
-    Halving_result result = halve(2, one_round(2), Tuning_metric::kAccuracy, trials);
+    Halving_result result = halve({2}, one_round(2), Tuning_metric::kAccuracy, trials);
 
     EXPECT_EQ(result.chosen, 0U);
     EXPECT_NEAR(result.figures[1].gain.gain, 0.1, 1e-12);
-    EXPECT_NEAR(result.figures[1].gain.error, 0.055709, 1e-6);
+    EXPECT_NEAR(result.figures[1].gain.error, 0.057735, 1e-6);
 
     set_right(trials, 1, 7);
-    result = halve(2, one_round(2), Tuning_metric::kAccuracy, trials);
+    result = halve({2}, one_round(2), Tuning_metric::kAccuracy, trials);
 
     EXPECT_EQ(result.chosen, 1U);
-    EXPECT_NEAR(result.figures[1].gain.error, 0.074278, 1e-6);
+    EXPECT_NEAR(result.figures[1].gain.error, 0.081650, 1e-6);
 }
 
 TEST(HalvingTest, SmallestModelIsChosenAmongEquallyGoodSettings) {
@@ -161,7 +162,7 @@ TEST(HalvingTest, SmallestModelIsChosenAmongEquallyGoodSettings) {
     }
     trials.sizes = {{1, 80}, {2, 60}, {3, 70}};
 
-    EXPECT_EQ(halve(4, one_round(4), Tuning_metric::kAccuracy, trials).chosen, 2U);
+    EXPECT_EQ(halve({4}, one_round(4), Tuning_metric::kAccuracy, trials).chosen, 2U);
 }
 
 // The best setting has 29 right texts, and the smaller ones 28 and 27. One text of 30 is a distance
@@ -176,7 +177,7 @@ TEST(HalvingTest, SmallerModelIsNotChosenIfItIsWorse) {
     trials.right_texts[{2, 1, 0}] = 10;
     trials.sizes = {{2, 1}};
 
-    EXPECT_EQ(halve(3, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
+    EXPECT_EQ(halve({3}, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
 }
 
 TEST(HalvingTest, FirstOfEqualSettingsIsChosen) {
@@ -185,7 +186,7 @@ TEST(HalvingTest, FirstOfEqualSettingsIsChosen) {
     set_right(trials, 1, 9);
     set_right(trials, 2, 9);
 
-    EXPECT_EQ(halve(3, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
+    EXPECT_EQ(halve({3}, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
 }
 
 TEST(HalvingTest, LowerBrierScoreIsBetter) {
@@ -195,7 +196,7 @@ TEST(HalvingTest, LowerBrierScoreIsBetter) {
     set_right(trials, 2, 8);
     trials.error_of_wrong = 0.5;
 
-    const Halving_result result = halve(3, {{1, 1, 3}, {1, 3, 2}}, Tuning_metric::kBrier, trials);
+    const Halving_result result = halve({3}, {{1, 1, 3}, {1, 3, 2}}, Tuning_metric::kBrier, trials);
 
     EXPECT_EQ(result.chosen, 2U);
     EXPECT_EQ(result.figures[1].rounds, 1U);
@@ -204,21 +205,23 @@ TEST(HalvingTest, LowerBrierScoreIsBetter) {
     EXPECT_DOUBLE_EQ(result.figures[2].value, 0.1);
 }
 
-// Three trials of the first round are made, so the last setting of the four has no figures.
+// Three trials of the first round are made, so the last setting of the four has no figures. Setting
+// 2 gets 6 of 10 texts right, and none is lost: 6 is more than 2 * sqrt(6).
 TEST(HalvingTest, SettingsThatWereNotTriedInTimeHaveNoFigures) {
     Fake_trials trials;
     for (const std::size_t setting : {0U, 1U, 2U, 3U}) {
-        trials.right_texts[{setting, 2, 0}] = 2 * setting;
-        set_right(trials, setting, 2 * setting);
+        trials.right_texts[{setting, 2, 0}] = 3 * setting;
+        set_right(trials, setting, 3 * setting);
     }
     trials.trials_in_time = 3;
 
     const Halving_result result =
-        halve(4, {{2, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+        halve({4}, {{2, 1, 4}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
 
     EXPECT_FALSE(result.is_complete);
     EXPECT_EQ(result.figures[3].rounds, 0U);
-    EXPECT_EQ(result.chosen, 2U) << "4 of 10 texts more";
+    EXPECT_EQ(result.chosen, 2U);
+    EXPECT_EQ(result.compared, 2U);
     EXPECT_EQ(result.defaults.texts, 10U);
 }
 
@@ -235,7 +238,7 @@ TEST(HalvingTest, EarlierRoundDecidesIfNothingIsComparedInTheLastOne) {
         trials.trials_in_time = in_time;
 
         const Halving_result result =
-            halve(3, {{2, 1, 3}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
+            halve({3}, {{2, 1, 3}, {1, 3, 2}}, Tuning_metric::kAccuracy, trials);
 
         EXPECT_FALSE(result.is_complete);
         EXPECT_EQ(result.chosen, 2U);
@@ -248,12 +251,96 @@ TEST(HalvingTest, DefaultsRemainIfThereIsNoTimeAtAll) {
     Fake_trials trials;
     trials.trials_in_time = 0;
 
-    const Halving_result result = halve(3, one_round(3), Tuning_metric::kAccuracy, trials);
+    const Halving_result result = halve({3}, one_round(3), Tuning_metric::kAccuracy, trials);
 
     EXPECT_EQ(result.chosen, 0U);
     EXPECT_EQ(result.defaults.rounds, 0U);
     EXPECT_FALSE(result.is_complete);
     EXPECT_THAT(trials.made, IsEmpty());
+}
+
+// Setting 4 is the best of the first round, and is tried before setting 1 in the second one.
+TEST(HalvingTest, BestSettingsOfTheLastRoundAreComparedIfTheTimeIsOver) {
+    Fake_trials trials;
+    const std::size_t first_round[] = {2, 4, 3, 1, 9};
+    for (std::size_t setting = 0; setting < 5; ++setting) {
+        trials.right_texts[{setting, 2, 0}] = first_round[setting];
+        set_right(trials, setting, first_round[setting]);
+    }
+    trials.trials_in_time = 11;
+
+    const Halving_result result =
+        halve({5}, {{2, 1, 5}, {1, 3, 3}}, Tuning_metric::kAccuracy, trials);
+
+    EXPECT_FALSE(result.is_complete);
+    EXPECT_EQ(result.chosen, 4U);
+    EXPECT_EQ(result.compared, 1U);
+    EXPECT_EQ(result.figures[4].rounds, 2U);
+    EXPECT_EQ(result.figures[1].rounds, 1U);
+}
+
+TEST(HalvingTest, FirstRoundIsInTheGivenOrder) {
+    Fake_trials trials;
+    for (std::size_t setting = 0; setting < 4; ++setting) {
+        set_right(trials, setting, setting == 2 ? 9 : 3);
+    }
+    trials.trials_in_time = 6;
+
+    const Halving_result result =
+        halve({4, {0, 2, 1, 3}}, one_round(4), Tuning_metric::kAccuracy, trials);
+
+    EXPECT_EQ(result.chosen, 2U);
+    EXPECT_EQ(result.compared, 1U);
+    EXPECT_EQ(result.figures[1].rounds, 0U);
+}
+
+// Setting 2 gives no probabilities. It has to win more than 2 * sqrt(wins) texts against setting 1:
+// 3 of 30 are not enough, and 6 are.
+TEST(HalvingTest, SettingWithoutProbabilitiesIsChosenOnlyIfItIsClearlyBetterThanOthers) {
+    Fake_trials trials;
+    set_right(trials, 0, 1);
+    set_right(trials, 1, 6);
+    set_right(trials, 2, 7);
+
+    EXPECT_EQ(halve({3}, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 2U);
+    const Halving_settings settings = {3, {}, {2}};
+    EXPECT_EQ(halve(settings, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 1U);
+
+    set_right(trials, 2, 8);
+    EXPECT_EQ(halve(settings, one_round(3), Tuning_metric::kAccuracy, trials).chosen, 2U);
+}
+
+TEST(HalvingTest, SettingWithoutProbabilitiesReplacesDefaultsThatAreClearlyWorse) {
+    Fake_trials trials;
+    set_right(trials, 0, 5);
+    set_right(trials, 1, 6);
+
+    EXPECT_EQ(halve({2, {}, {1}}, one_round(2), Tuning_metric::kAccuracy, trials).chosen, 0U);
+
+    set_right(trials, 1, 7);
+    EXPECT_EQ(halve({2, {}, {1}}, one_round(2), Tuning_metric::kAccuracy, trials).chosen, 1U);
+}
+
+// With one fold of a few texts, all settings can be equal, and the first of the list would go on.
+TEST(HalvingTest, AllSettingsAreTriedWithAllFoldsOfVeryFewTexts) {
+    const std::vector<Tuning_round> rounds = tuning_rounds(36, 99, 1000);
+
+    ASSERT_THAT(rounds, SizeIs(1));
+    EXPECT_EQ(rounds[0].settings, 36U);
+    EXPECT_EQ(rounds[0].folds, kTuningFolds);
+    EXPECT_EQ(tuning_rounds(36, 100, 1000).front().folds, 1U);
+}
+
+// Each part has ten texts, of which 5 are right: Wilson's interval of 15 of 30.
+TEST(HalvingTest, FiguresHaveTheIntervalOfTheValue) {
+    Fake_trials trials;
+    set_right(trials, 0, 5);
+
+    const Halving_result result = halve({1}, one_round(1), Tuning_metric::kAccuracy, trials);
+
+    EXPECT_NEAR(result.defaults.interval.low, 0.3315, 1e-4);
+    EXPECT_NEAR(result.defaults.interval.high, 0.6685, 1e-4);
+    EXPECT_EQ(result.compared, 0U);
 }
 
 // One unit is the training of all texts with the defaults. Testing takes about a quarter of it. A

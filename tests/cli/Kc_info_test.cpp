@@ -142,6 +142,28 @@ TEST(KcInfoTest, IdentityAndOptionalSettingsAreShown) {
     EXPECT_EQ(info.depth, 0);
 }
 
+TEST(KcInfoTest, ConfidenceMapIsShownByItsAnswersOnly) {
+    zeManager manager;
+    manager.m_config.set_optional("zandrel.confidence", "1 2 0 10000 0 31:1000:1000");
+    const Kc_info whole = kc_info(manager);
+    manager.m_config.set_optional("zandrel.confidence", "broken");
+    const Kc_info damaged = kc_info(manager);
+
+    std::ostringstream out;
+    print_kc_info(whole, out);
+    EXPECT_THAT(out.str(), testing::HasSubstr("  confidence          from 2 answers\n"));
+    EXPECT_THAT(out.str(), testing::Not(testing::HasSubstr("31:1000")));
+    EXPECT_EQ(kc_info_json(whole)["confidence_answers"], 2);
+    EXPECT_FALSE(kc_info_json(whole).contains("confidence"));
+    EXPECT_TRUE(kc_info_json(whole)["optional"].empty());
+    out.str("");
+    print_kc_info(damaged, out);
+    EXPECT_THAT(out.str(), testing::HasSubstr("  confidence          damaged\n"));
+    EXPECT_THAT(out.str(), testing::Not(testing::HasSubstr("broken")));
+    EXPECT_EQ(kc_info_json(damaged)["confidence"], "damaged");
+    EXPECT_FALSE(kc_info_json(damaged).contains("confidence_answers"));
+}
+
 TEST(KcInfoTest, OnlyChosenSettingsThatTheContainerStillHasAreShown) {
     zeManager manager;
     manager.m_defaults.profile_size = 5;

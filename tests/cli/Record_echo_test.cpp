@@ -21,6 +21,13 @@ TEST(RecordEchoTest, MemberOfTheSameNameIsReplaced) {
     EXPECT_EQ(with_member(R"({"a":1,"\u0063":2})", "c", "0"), R"({"a":1,"c":0})");
 }
 
+TEST(RecordEchoTest, MembersOfANameAreLeftOut) {
+    EXPECT_EQ(without_member("{}", "c"), "{}");
+    EXPECT_EQ(without_member(R"({"c":1})", "c"), "{}");
+    EXPECT_EQ(without_member(R"({"c":[1,2],"a": {"c":3},"\u0063":0})", "c"), R"({"a": {"c":3}})");
+    EXPECT_EQ(without_member(R"({"a":1, "b":"c"})", "c"), R"({"a":1,"b":"c"})");
+}
+
 TEST(RecordEchoTest, CsvColumnIsQuotedIfNeeded) {
     EXPECT_EQ(csv_row({"a", "", " b"}), "a,, b");
     EXPECT_EQ(csv_row({"a,b", "c\"d", "e\nf", "g\rh"}), "\"a,b\",\"c\"\"d\",\"e\nf\",\"g\rh\"");

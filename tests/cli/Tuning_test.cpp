@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "zandrel/classification/zeWorkflow.h"
 #include "zandrel/foundation/qtX.h"
@@ -64,6 +65,35 @@ TEST(TuningSettingTest, TreesAreTriedWithManyLabels) {
     EXPECT_THAT(trees_of(20), testing::ElementsAre(4));  // 2.2, 4.7 and 10
     EXPECT_THAT(trees_of(150), testing::ElementsAre(11, 21, 40));
     EXPECT_THAT(trees_of(10001), testing::IsEmpty()) << "groups of so many labels are refused";
+}
+
+TEST(TuningSettingTest, AnalysesTakeTurns) {
+    const std::vector<Tuning_setting> settings = settings_to_try(analyses_to_try("english"), 150);
+
+    const std::vector<std::size_t> order = order_of_trials(settings);
+
+    ASSERT_EQ(order.size(), settings.size());
+    EXPECT_EQ(std::set<std::size_t>(order.begin(), order.end()).size(), settings.size());
+    std::vector<std::string> names;
+    for (const std::size_t number : order) {
+        names.push_back(name_of(settings[number], settings.front()));
+    }
+    names.resize(8);
+    EXPECT_THAT(names, testing::ElementsAre("defaults", "Stem=english", "Analysis=words",
+                                            "Analysis=words Stem=english", "Tree=11",
+                                            "Stem=english Tree=11", "ProfileSize=9000",
+                                            "Stem=english ProfileSize=9000"));
+}
+
+TEST(TuningSettingTest, ScoresAreProbabilitiesUnlessTheTablesAreSwitchedOff) {
+    std::vector<std::string> without;
+    for (const Tuning_setting& each : settings_to_try(analyses_to_try(""), 2)) {
+        if (!gives_probabilities(each)) {
+            without.push_back(name_of(each, {}));
+        }
+    }
+
+    EXPECT_THAT(without, testing::ElementsAre("UseLikelihoodInTrain=0 UseLikelihoodInMatch=0"));
 }
 
 TEST(TuningSettingTest, EachValueIsOneOfTheEngine) {
@@ -180,6 +210,38 @@ TEST_F(TuningTest, FewerTextsThanFoldsAreRefused) {
     }
 }
 
+// A copy would be learned in one fold and tested in another one.
+TEST_F(TuningTest, CopiesTakeNoPart) {
+    const std::string data = texts_of_two_labels(120);
+    const Tuning once = Tune(data);
+
+    const Tuning twice = Tune(data + data);
+
+    EXPECT_EQ(twice.texts, once.texts);
+    EXPECT_EQ(twice.copies, once.copies + 120);
+    EXPECT_EQ(twice.search.chosen, once.search.chosen);
+    EXPECT_EQ(twice.search.defaults.value, once.search.defaults.value);
+    EXPECT_THAT(FileOf(twice), HasSubstr(" texts are copies of earlier ones and take no part.\n"));
+    EXPECT_THAT(TableOf(twice), HasSubstr(" texts are copies of earlier ones and take no part.\n"));
+}
+
+// The order of labels makes no difference, and texts without characters are no copies.
+TEST_F(TuningTest, TextWithOtherLabelsIsNoCopy) {
+    const Tuning tuning = Tune("a\tone\nb\tone\na,b\tone\nb,a\tone\na\tone\na\t\na\t\n");
+
+    EXPECT_EQ(tuning.texts, 5U);
+    EXPECT_EQ(tuning.copies, 2U);
+}
+
+TEST_F(TuningTest, FewerDifferentTextsThanFoldsAreRefused) {
+    try {
+        Tune("a\tone\nb\ttwo\na\tone\n");
+        ADD_FAILURE() << "no error";
+    } catch (const Usage_error& error) {
+        EXPECT_STREQ(error.what(), "there are fewer different texts (2) than folds (3)");
+    }
+}
+
 struct Odd_data {
     const char* name;
     const char* data;
@@ -212,8 +274,15 @@ TEST_F(TuningTest, NoTimeLeavesTheDefaults) {
     EXPECT_FALSE(tuning.search.is_complete);
     EXPECT_EQ(tuning.search.chosen, 0U);
     EXPECT_THAT(FileOf(tuning), HasSubstr("nothing was measured"));
-    EXPECT_THAT(FileOf(tuning), HasSubstr("# The result depends on the machine: "));
-    EXPECT_THAT(TableOf(tuning), HasSubstr("The result depends on the machine: "));
+    const char* const reason =
+        "he defaults: the time was over before another setting was compared with them.\n";
+    EXPECT_THAT(FileOf(tuning), HasSubstr(reason));
+    EXPECT_THAT(FileOf(tuning), Not(HasSubstr("two standard errors")));
+    EXPECT_THAT(TableOf(tuning), Not(HasSubstr("two standard errors")));
+    const char* const limit =
+        "The result depends on the machine: --time 0.000000001 ended the search before its end.\n";
+    EXPECT_THAT(FileOf(tuning), HasSubstr(limit));
+    EXPECT_THAT(TableOf(tuning), HasSubstr(limit));
 }
 
 TEST_F(TuningTest, EnoughTimeGivesTheResultOfASearchWithoutLimit) {
@@ -235,6 +304,40 @@ TEST_F(TuningTest, InterruptionEndsTheSearch) {
     EXPECT_THROW(Tune(texts_of_two_labels(60)), qtX<zeWorkflow>);
 }
 
+// A limit that ends the search after some settings were compared.
+TEST(TuningReportTest, ReasonForTheDefaultsNamesOnlyWhatWasCompared) {
+    Tuning tuning;
+    tuning.settings = {{}, {{Analysis_kind::kWords}}};
+    tuning.search.figures = {{1, 10, 0.5}, {1, 10, 0.5}};
+    tuning.search.defaults = tuning.search.figures[0];
+    tuning.search.is_complete = false;
+    tuning.search.compared = 1;
+    tuning.seconds = 0.5;
+
+    std::ostringstream file;
+    write_tuned_options(tuning, file);
+
+    EXPECT_THAT(file.str(), HasSubstr("# The defaults: no setting that was compared in time gains "
+                                      "more than two standard errors.\n"));
+    EXPECT_THAT(file.str(), HasSubstr(": --time 0.5 ended the search before its end.\n"));
+}
+
+TEST(TuningReportTest, JsonHasIntervalsAndNumbersOfTexts) {
+    Tuning tuning;
+    tuning.copies = 3;
+    tuning.settings = {{}, {{Analysis_kind::kWords}}};
+    tuning.search.figures = {{1, 10, 0.5, {0.25, 0.75}}, {1, 10, 0.75, {0.5, 0.875}}};
+    tuning.search.defaults = tuning.search.figures[0];
+
+    const nlohmann::ordered_json json = tuning_json(tuning, "a.options");
+
+    EXPECT_EQ(json["copies"], 3);
+    EXPECT_EQ(json["defaults_interval"].dump(), "[0.25,0.75]");
+    EXPECT_EQ(json["defaults_texts"], 10);
+    EXPECT_EQ(json["settings"][1]["setting"], "Analysis=words");
+    EXPECT_EQ(json["settings"][1]["interval"].dump(), "[0.5,0.875]");
+}
+
 // An options file and its table, for a choice with all kinds of entries.
 TEST(TuningReportTest, FileHasTheEntriesAndSaysWhatWasMeasured) {
     Tuning tuning;
@@ -245,7 +348,8 @@ TEST(TuningReportTest, FileHasTheEntriesAndSaysWhatWasMeasured) {
                         {{"ProfileSize", "9000"}, {"MinPsSize", "18000"}, {"MaxPsSize", "36000"}},
                         12}};
     tuning.search.chosen = 1;
-    tuning.search.figures = {{1, 5452, 0.732}, {1, 5452, 0.7425, {0.0105, 0.0042}, 10, 1.25}};
+    tuning.search.figures = {{1, 5452, 0.732, {0.7201, 0.7436}},
+                             {1, 5452, 0.7425, {0.7307, 0.7539}, {0.0105, 0.0042}, 10, 1.25}};
     tuning.search.defaults = tuning.search.figures[0];
 
     std::ostringstream file;
@@ -255,8 +359,8 @@ TEST(TuningReportTest, FileHasTheEntriesAndSaysWhatWasMeasured) {
         file.str(),
         "# Settings for train --options, from a search of zandrel tune in 5,452 texts with 50 "
         "labels, --seed 1.\n"
-        "# Cross-validation: accuracy 74.25 % instead of 73.20 % for 5,452 texts (gain 1.05 "
-        "points, standard error 0.42).\n"
+        "# Cross-validation: accuracy 74.25 % (95 % interval 73.07 - 75.39 %) instead of 73.20 % "
+        "(72.01 - 74.36 %) for 5,452 texts (gain 1.05 points, standard error 0.42).\n"
         "UseExtParms = 1\n"
         "Analysis = words\n"
         "Stem = english\n"
@@ -271,14 +375,15 @@ TEST(TuningReportTest, FileHasTheEntriesAndSaysWhatWasMeasured) {
     EXPECT_EQ(
         table.str(),
         "setting                                                    round       texts    accuracy"
-        "        gain  std. error         CPU\n"
+        "     95 % interval        gain  std. error         CPU\n"
         "Analysis=words Stem=english ProfileSize=9000 Tree=12           1       5,452     74.25 %"
-        "        1.05        0.42      1.25 s\n"
+        "   73.07 - 75.39 %        1.05        0.42      1.25 s\n"
         "defaults                                                       1       5,452     73.20 %"
-        "                              0.00 s\n"
+        "   72.01 - 74.36 %                              0.00 s\n"
         "\n"
-        "a.options: Analysis=words Stem=english ProfileSize=9000 Tree=12; accuracy 74.25 % instead "
-        "of 73.20 % for 5,452 texts (gain 1.05 points, standard error 0.42)\n"
+        "a.options: Analysis=words Stem=english ProfileSize=9000 Tree=12; accuracy 74.25 % (95 % "
+        "interval 73.07 - 75.39 %) instead of 73.20 % (72.01 - 74.36 %) for 5,452 texts (gain 1.05 "
+        "points, standard error 0.42)\n"
         "To train with it: zandrel train KC DATA --options 'a.options'\n");
 }
 
@@ -295,6 +400,10 @@ TEST(TuningReportTest, ScoresWithoutTablesAreNoProbabilities) {
 
     EXPECT_THAT(with_tables.str(), Not(HasSubstr("no probabilities")));
     EXPECT_THAT(without.str(), HasSubstr("the scores are no probabilities"));
+    std::ostringstream file;
+    write_tuned_options(tuning, file);
+    EXPECT_THAT(file.str(), HasSubstr("\n# Without likelihood tables the scores are no "
+                                      "probabilities."));
 }
 
 }  // namespace

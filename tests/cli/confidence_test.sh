@@ -6,8 +6,10 @@ shop=$2
 # shellcheck source-path=SCRIPTDIR source=program_test_help.sh
 source "$(dirname "$0")/program_test_help.sh"
 
+# dropped FILE REASON [MORE]: the warning, and the map in the file. MORE: the end of the advice.
 dropped() {
-    prints err "zandrel: $1 has no confidence map any more, since $2; zandrel train --keep-tree --calibrate makes one"
+    grep -qxF "zandrel: $1 has no confidence map any more, since ${2/_/ }; $advice${3-}" err ||
+        fail "$command: another warning"
     expect 0 info "$1"
     ! grep -q confidence out || fail "$command: the map is still there"
 }
@@ -16,14 +18,16 @@ has_map() {
     prints out "confidence          from $2 answers"
 }
 
+advice='zandrel train --keep-tree --calibrate makes one'
+
 # A container without a map
 expect 0 train usual.kc "$shop/shop.train.tsv"
 ! grep -q confidence out || fail "$command: mentions a map"
 echo 'Where is my parcel?' >text.txt
 expect 64 classify usual.kc text.txt --confidence
-is err 'zandrel: --confidence: usual.kc has no confidence map; zandrel train --keep-tree --calibrate makes one'
+is err "zandrel: --confidence: usual.kc has no confidence map; $advice"
 expect 64 classify usual.kc text.txt --reject 0.5
-is err 'zandrel: --reject: usual.kc has no confidence map; zandrel train --keep-tree --calibrate makes one'
+is err "zandrel: --reject: usual.kc has no confidence map; $advice"
 expect 0 classify usual.kc text.txt --jsonl
 ! grep -q confidence out || fail "$command: has a confidence"
 
@@ -59,6 +63,14 @@ echo '{"id":7,"confidence":"old","text":"Where is my parcel?"}' >texts.jsonl
 expect 0 classify a.kc texts.jsonl --jsonl
 prints out '{"id":7,"text":"Where is my parcel?","categories":[{"category":"delivery"'
 prints out '"confidence":0.9'
+echo '{"id":7,"rejected":"old","text":"Where is my parcel?"}' >texts.jsonl
+expect 0 classify a.kc texts.jsonl --jsonl
+prints out '{"id":7,"text":"Where is my parcel?","categories":['
+expect 0 classify a.kc texts.jsonl --jsonl --reject 0.1
+prints out '{"id":7,"text":"Where is my parcel?","categories":['
+prints out ',"rejected":false}'
+expect 0 classify usual.kc texts.jsonl --jsonl
+prints out '{"id":7,"rejected":"old","text":"Where is my parcel?","categories":['
 printf 'id,text\n7,Where is my parcel?\n' >texts.csv
 expect 0 classify a.kc texts.csv --text text --csv --confidence
 prints out 'id,text,category_1,score_1,confidence'
@@ -113,29 +125,74 @@ expect 0 classify cached.kc texts.txt -k 2 --confidence
 cmp -s out confidence.out || fail "$command: other answers in cached form"
 expect 0 learn cached.kc "$shop/shop.test.tsv"
 has_map cached.kc 1,207
-is_dropped() {
-    dropped edited.kc "$1"
-    expect 64 classify edited.kc texts.txt --confidence
-    expect 0 learn edited.kc new.tsv --add-categories
-    ! grep -q confidence out || fail "$command: the map came back"
-}
-for bound in 1 5; do
-    expect 0 train small.kc "$shop/shop.train.tsv" --cached "$bound" --calibrate --replace
-    cp small.kc edited.kc
-    expect 0 tree add edited.kc root/weather
-    is_dropped 'its tree has changed'
-    cp small.kc edited.kc
-    expect 0 tree set edited.kc root/praise --threshold 0.2 --cached "$bound"
-    is_dropped 'its tree has changed'
-    cp small.kc edited.kc
-    expect 0 options set edited.kc ClipValue=5
-    is_dropped 'its settings have changed'
-    cp small.kc edited.kc
-    expect 0 import edited.kc usual.kc --under root/delivery
-    is_dropped 'its tree has changed'
-done
 expect 64 train cached.kc "$shop/shop.train.tsv" --keep-tree --calibrate
 prints err '--calibrate with --keep-tree is not possible with the cached form'
+
+# Edits in cached form: the file itself loses or keeps the map
+plain_first=' after zandrel convert --plain'
+printf 'UseExtParms=1
+ClipValue=5
+' >clip.options
+echo 'add root/weather' >edits.txt
+for bound in 1 2; do
+    expect 0 train original.kc "$shop/shop.train.tsv" --groups "$shop/shop.groups.tsv"         --cached "$bound" --calibrate --replace
+    while read -r reason words; do
+        read -ra edit <<<"$words"
+        # A move needs two classifiers at a time.
+        ((bound == 1)) && [[ $words == *move* ]] && continue
+        cp original.kc cached.kc
+        expect 0 "${edit[@]}" --cached "$bound"
+        dropped cached.kc "its $reason changed" "$plain_first"
+        expect 64 classify cached.kc text.txt --confidence
+        prints err "cached.kc has no confidence map; $advice$plain_first"
+        expect 0 learn cached.kc "$shop/shop.test.tsv" --add-categories
+        ! grep -q confidence out || fail "$command: the map is back after $words"
+    done <<'END'
+tree_has tree set cached.kc root/opinions/praise --threshold 0.2
+tree_has tree add cached.kc root/weather
+tree_has tree delete cached.kc root/opinions/praise
+tree_has tree move cached.kc root/opinions/praise root/orders --forget
+tree_has tree apply cached.kc edits.txt
+tree_has import cached.kc usual.kc --under root/orders/returns
+settings_have options set cached.kc ClipValue=5
+settings_have options load cached.kc clip.options
+END
+    cp original.kc cached.kc
+    expect 0 tree rename cached.kc root/money/payment invoices --cached "$bound"
+    is_silent err
+    has_map cached.kc 968
+    expect 0 tree rename cached.kc root/money/invoices payment
+    expect 0 options set cached.kc AverageRlimit=5000 --cached "$bound"
+    is_silent err
+    has_map cached.kc 968
+    expect 0 train cached.kc "$shop/shop.train.tsv" --keep-tree --cached "$bound"
+    dropped cached.kc 'its classifiers are trained anew' "$plain_first"
+    # The advice works
+    expect 0 convert cached.kc plain.kc --plain
+    expect 0 train plain.kc "$shop/shop.train.tsv" --keep-tree --calibrate
+    has_map plain.kc 968
+    rm plain.kc
+done
+
+# A setting of rules concerns only trees with rules
+cp a.kc edited.kc
+expect 0 options set edited.kc FullPropogation=0
+is_silent err
+has_map edited.kc 968
+expect 0 train ruled.kc "$shop/desk.train.jsonl" --tree "$shop/desk.tree" --calibrate
+expect 0 options set ruled.kc FullPropogation=0
+dropped ruled.kc 'its settings have changed'
+
+# Few answers
+printf 'weather	Will it rain tomorrow?
+' >one.tsv
+expect 0 train one.kc one.tsv --calibrate
+prints err 'with one label each answer is right, so the confidence means nothing'
+printf 'weather	Will it rain?
+music	A song
+' >two.tsv
+expect 0 train two.kc two.tsv --calibrate
+prints err 'the confidence map comes from only 2 answers, so a confidence is hardly better'
 expect 0 train compact.kc "$shop/shop.train.tsv" --compact --calibrate
 expect 0 classify compact.kc texts.txt -k 2 --confidence
 cmp -s out confidence.out || fail "$command: other answers in compact form"

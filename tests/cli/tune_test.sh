@@ -46,8 +46,14 @@ done
 lacks out 'Stem='
 prints a.options '# The result depends on the machine: --time 1000 was enough for the whole search.'
 expect 0 tune train.tsv -o a.options --time 0.000001
-prints a.options '# The defaults: '
-prints out 'ended the search before its end'
+prints a.options '# The defaults: the time was over before another setting was compared with them.'
+prints out '--time 0.000001 ended the search before its end'
+
+# Copies of texts take no part.
+cat train.tsv train.tsv >twice.tsv
+expect 0 tune twice.tsv -o twice.options --time 0.000001
+prints twice.options ' in 121 texts with '
+prints twice.options '# 121 texts are copies of earlier ones and take no part.'
 
 # train and evaluate use the entries, and info shows them.
 printf 'UseExtParms = 1\nAnalysis = words\nStem = english\nTree = 2\nProfileSize = 70\n' >b.options

@@ -31,7 +31,7 @@ protected:
         qtPtrLight<zeManager> manager = m_model.manager();
         const Changed_answers before(manager);
         edit(*manager->m_logical_tree);
-        return before.drop_confidence("a.kc", manager);
+        return before.settle_confidence("a.kc", manager);
     }
 
     std::string WarningOfSetting(const std::string& key, const std::string& value) {
@@ -87,6 +87,29 @@ TEST_F(ChangedAnswersTest, SettingOfScoresDropsTheMap) {
 TEST_F(ChangedAnswersTest, SettingOfLearningKeepsTheMap) {
     EXPECT_EQ(WarningOfSetting("AverageRlimit", "7000"), "");
     EXPECT_TRUE(HasMap());
+}
+
+TEST_F(ChangedAnswersTest, SettingOfRulesKeepsTheMapInATreeWithoutRules) {
+    EXPECT_EQ(WarningOfSetting("FullPropogation", "0"), "");
+    EXPECT_TRUE(HasMap());
+}
+
+// An edit of a container in cached form can write the tree before it ends.
+TEST_F(ChangedAnswersTest, ContainerHasNoMapDuringTheEdit) {
+    bool has_map = true;
+    EXPECT_EQ(WarningOf([&](zeLogicalTree&) { has_map = HasMap(); }), "");
+    EXPECT_FALSE(has_map);
+    EXPECT_TRUE(HasMap());
+}
+
+TEST_F(ChangedAnswersTest, ContainerIsModifiedAfterADroppedMap) {
+    m_model.manager()->m_modified = false;
+    EXPECT_NE(WarningOf([this](zeLogicalTree&) {
+                  m_model.add_label("music");
+                  m_model.manager()->m_modified = false;  // as after the tree is written
+              }),
+              "");
+    EXPECT_TRUE(m_model.manager()->m_modified);
 }
 
 TEST_F(ChangedAnswersTest, DamagedMapIsDroppedToo) {

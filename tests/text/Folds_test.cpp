@@ -194,6 +194,46 @@ TEST(FoldsTest, NoTextsHaveNoFolds) {
     EXPECT_TRUE(held_out_texts({}, 0.2, kDefaultSeed).empty());
 }
 
+TEST(FoldsTest, FirstCopyIsTheFirstIdenticalText) {
+    const std::vector<Labelled_text> texts = {{{"golf"}, "a"}, {{"tax"}, "b"}, {{"tax"}, "a"},
+                                              {{"tax"}, ""},   {{"tax"}, ""},  {{"golf"}, "a"}};
+
+    EXPECT_EQ(first_copies(texts), (std::vector<std::size_t>{0, 1, 0, 3, 4, 0}));
+}
+
+TEST(FoldsTest, CopiesAreInTheFoldOfTheFirstCopy) {
+    std::vector<Labelled_text> texts;
+    std::vector<Labelled_text> different;
+    for (int i = 0; i < 40; ++i) {
+        const Labelled_text text = {{i % 4 == 0 ? "golf" : "tax"}, "text " + std::to_string(i)};
+        different.push_back(text);
+        texts.push_back(text);
+        if (i % 3 == 0) {
+            texts.push_back(text);
+            texts.push_back({{"other"}, text.text});
+        }
+    }
+    const std::vector<std::size_t> of_different = folds_of(label_lists_of(different), 3, 1);
+    const std::vector<std::size_t> folds =
+        folds_of_copies(label_lists_of(texts), first_copies(texts), 3, 1);
+
+    ASSERT_EQ(folds.size(), texts.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const std::size_t number = std::stoul(texts[i].text.substr(5));
+        EXPECT_EQ(folds[i], of_different[number]) << i;
+    }
+}
+
+TEST(FoldsTest, WithoutCopiesTheFoldsAreTheUsualOnes) {
+    std::vector<Labelled_text> texts;
+    for (int i = 0; i < 30; ++i) {
+        texts.push_back({{i % 2 == 0 ? "golf" : "tax"}, std::to_string(i)});
+    }
+    const Label_lists lists = label_lists_of(texts);
+
+    EXPECT_EQ(folds_of_copies(lists, first_copies(texts), 3, 7), folds_of(lists, 3, 7));
+}
+
 TEST(FoldsTest, LabelsOfTextsAreListed) {
     const std::vector<Labelled_text> texts = {{{"a", "b"}, "x"}, {{"c"}, "y"}};
 

@@ -18,12 +18,13 @@ namespace {
 
 const Model_options kWordModel = {{Analysis_kind::kWords}};
 
-// Texts of two topics, ten of each.
+// Texts of two topics, ten of each, which differ only in their numbers.
 std::vector<Labelled_text> two_topics() {
     std::vector<Labelled_text> texts;
     for (int i = 0; i < 10; ++i) {
-        texts.push_back({{"sport"}, "the goal of the match"});
-        texts.push_back({{"food"}, "the bread and the cheese"});
+        const std::string number = std::to_string(i);
+        texts.push_back({{"sport"}, "the goal of the match " + number});
+        texts.push_back({{"food"}, "the bread and the cheese " + number});
     }
     return texts;
 }
@@ -37,8 +38,8 @@ TEST(OutOfFoldTest, TextsThatOtherFoldsExplainAreAnsweredRight) {
         EXPECT_TRUE(answer.is_right);
         EXPECT_GT(answer.scores.best, answer.scores.second);
     }
-    EXPECT_EQ(texts[0].text, "the goal of the match");
-    EXPECT_EQ(texts[19].text, "the bread and the cheese");
+    EXPECT_EQ(texts[0].text, "the goal of the match 0");
+    EXPECT_EQ(texts[19].text, "the bread and the cheese 9");
 }
 
 // The answer to text 7 is that of a model that does not know its label.
@@ -108,8 +109,30 @@ TEST(OutOfFoldTest, OneTextHasNoOtherFold) {
     EXPECT_TRUE(out_of_fold_answers(texts, kWordModel).empty());
 }
 
+TEST(OutOfFoldTest, CopiesOfOneTextHaveNoOtherFold) {
+    std::vector<Labelled_text> texts(6, {{"sport"}, "goal"});
+
+    EXPECT_TRUE(out_of_fold_answers(texts, kWordModel).empty());
+}
+
+// Each text has words of its own, so only a model that has learned its copy could answer it.
+TEST(OutOfFoldTest, CopiesOfATextAreNeverLearnedBeforeTheyAreAnswered) {
+    std::vector<Labelled_text> texts;
+    for (const char* const word : {"ant", "bee", "cat", "dog", "eel", "fox"}) {
+        texts.push_back({{word}, word});
+        texts.push_back({{word}, word});
+        texts.push_back({{word}, word});
+    }
+    for (const Judged_answer& answer : out_of_fold_answers(texts, kWordModel)) {
+        EXPECT_FALSE(answer.is_right);
+    }
+}
+
 TEST(OutOfFoldTest, ModelsOfOneLabelAreAlwaysRight) {
-    std::vector<Labelled_text> texts(6, {{"sport"}, "the goal of the match"});
+    std::vector<Labelled_text> texts;
+    for (int i = 0; i < 6; ++i) {
+        texts.push_back({{"sport"}, "the goal of the match " + std::to_string(i)});
+    }
     const Judged_answers answers = out_of_fold_answers(texts, kWordModel);
 
     ASSERT_EQ(answers.size(), 6U);

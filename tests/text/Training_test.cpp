@@ -34,10 +34,12 @@ namespace zandrel::cli {
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
@@ -146,6 +148,50 @@ TEST_F(TrainingTest, TrainingInTheSameTreeDropsTheMapOrMakesTheSameAgain) {
     train_kc(m_training);
     EXPECT_EQ(Model()->confidence()->text(), map);
     EXPECT_EQ(warnings.size(), 1U);
+}
+
+TEST_F(TrainingTest, CalibrationFromFewTextsOrOneLabelIsWarnedOf) {
+    std::vector<std::string> warnings;
+    m_training.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+    m_training.calibrates = true;
+    // `copies` of two texts.
+    const auto data = [](int copies, const std::string& label) {
+        std::string lines;
+        for (int i = 0; i < copies; ++i) {
+            lines += "sport\tgoal match\n" + label + "\tbread cheese\n";
+        }
+        return lines;
+    };
+
+    Train(data(49, "food"));
+    EXPECT_THAT(warnings, Contains("the confidence map comes from only 98 answers, so a confidence "
+                                   "is hardly better than the score; 100 texts or more are "
+                                   "needed"));
+    warnings.clear();
+    Train(data(50, "food"));
+    EXPECT_THAT(warnings, Not(Contains(HasSubstr("confidence"))));
+    Train("sport\tgoal match\n");
+    EXPECT_THAT(warnings, Contains(HasSubstr("so the confidence means nothing")));
+    warnings.clear();
+    Train(data(50, "sport"));
+    EXPECT_THAT(warnings, Contains("with one label each answer is right, so the confidence means "
+                                   "nothing"));
+}
+
+TEST_F(TrainingTest, LearningWarnsOfADamagedMapAndLeavesIt) {
+    Train("sport\tgoal match\nfood\tbread cheese\n");
+    edit_kc(m_path, {}, [](qtPtrLight<zeManager>& manager) {
+        manager->m_config.set_optional("zandrel.confidence", "damaged");
+        return true;
+    });
+    std::vector<std::string> warnings;
+    m_learning.warn = [&warnings](const std::string& text) { warnings.push_back(text); };
+
+    EXPECT_FALSE(Learn("sport\tmatch\n").confidence_answers.has_value());
+
+    EXPECT_THAT(warnings, Contains("the confidence map of " + m_path +
+                                   " is damaged; zandrel train --keep-tree --calibrate makes one"));
+    EXPECT_EQ(Model()->manager()->m_config.get_optional("zandrel.confidence")->str(), "damaged");
 }
 
 TEST_F(TrainingTest, CalibrationInTheTreeOfACachedContainerIsRefused) {

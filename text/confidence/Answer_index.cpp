@@ -15,7 +15,8 @@
 // the chances 0.8, 0.6 and 0.5. The first step makes the first two greater and the third less.
 //
 // All sums have the order of the answers, and the result is rounded to four decimals. So the last
-// bits of exp() and log(), which differ among C libraries, do not change it.
+// bits of exp() and log(), which differ among C libraries, hardly ever change it: they matter only
+// if a weight is extremely near to the middle of two such decimals.
 #include "text/confidence/Answer_index.h"
 
 #include <algorithm>

@@ -22,8 +22,8 @@ namespace zandrel {
 //
 // The map counts right and wrong answers in cells of its index (Answer_index). Its size is fixed:
 // if it has more than 6,000 answers, all counts are scaled down to 5,000, so that newer answers
-// count more than older ones. A map of no answers gives the best score itself, and few answers
-// change it only a little.
+// count more than older ones. The confidence of few answers is the best score itself, or near it,
+// unless the scores are clearly wrong.
 class Confidence_map {
 public:
     static Confidence_map fit(std::span<const Judged_answer> answers);
@@ -37,7 +37,7 @@ public:
     // The number of all answers so far, also of those that are scaled down.
     std::size_t answer_count() const { return m_answers; }
 
-    // The map as one line of at most 2,000 bytes, for the settings of a container.
+    // The map as one line of at most 2,500 bytes, for the settings of a container.
     std::string text() const;
     // Returns nothing for a text that text() cannot have made. The map of a text has the same text
     // and the same chances as the map that made the text.
@@ -50,6 +50,7 @@ private:
     struct Cell {
         std::int64_t right = 0;
         std::int64_t wrong = 0;
+        std::int64_t scores = 0;  // sum of the best scores of its answers
     };
 
     // A point of the curve from index to chance.
@@ -60,6 +61,7 @@ private:
 
     static std::size_t cell_of(double index);
     static double middle_of(std::size_t cell);
+    static bool has_possible_counts(const Cell& cell);
     bool is_consistent() const;
     std::int64_t total() const;
     void count(std::span<const Judged_answer> answers);
@@ -70,7 +72,9 @@ private:
     Answer_index m_index;
     std::array<Cell, kCells> m_cells = {};
     std::size_t m_answers = 0;
-    std::vector<Knot> m_curve;  // made from the cells; ascending in both
+    // Made from the cells:
+    std::vector<Knot> m_curve;   // ascending, also in chance
+    double m_curve_share = 0.0;  // of the curve in a confidence; the rest is the score
 };
 
 }  // namespace zandrel

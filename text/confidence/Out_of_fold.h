@@ -34,8 +34,10 @@ struct Out_of_fold_options {
 //
 // - A text with several labels has a right answer if the best label is one of them.
 // - A text without an answer has a wrong one. So has a text with a label that no other fold has.
-// - With fewer texts than folds there are as many folds as texts. One text has no other fold, so
-//   the result is then empty.
+// - Identical texts are in the same fold (folds_of_copies), so no model has learned a copy of a
+//   text that it answers.
+// - With fewer different texts than folds there are as many folds as different texts. If all texts
+//   are identical, there is no other fold, so the result is empty.
 //
 // REQUIRES: `model` does not ask for suggested groups: search them first (with_suggested_groups).
 // RAISES: what Text_model::start raises; qtX<zeWorkflow> 2 "Process interrupted". The texts are

@@ -216,6 +216,37 @@ std::vector<std::size_t> folds_of(const Label_lists& texts, std::size_t fold_cou
     return deal.take();
 }
 
+std::vector<std::size_t> first_copies(const std::vector<Labelled_text>& texts) {
+    std::unordered_map<std::string_view, std::size_t> first_of;
+    std::vector<std::size_t> copies;
+    copies.reserve(texts.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const std::string& text = texts[i].text;
+        copies.push_back(text.empty() ? i : first_of.try_emplace(text, i).first->second);
+    }
+    return copies;
+}
+
+std::vector<std::size_t> folds_of_copies(const Label_lists& texts,
+                                         const std::vector<std::size_t>& first_copies,
+                                         std::size_t fold_count, std::uint64_t seed) {
+    Label_lists different;
+    std::vector<std::size_t> place_of(texts.size());  // of a first copy among `different`
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        if (first_copies[i] == i) {
+            place_of[i] = different.size();
+            different.push_back(texts[i]);
+        }
+    }
+    const std::vector<std::size_t> fold_of_different = folds_of(different, fold_count, seed);
+    std::vector<std::size_t> folds;
+    folds.reserve(texts.size());
+    for (const std::size_t copy : first_copies) {
+        folds.push_back(fold_of_different[place_of[copy]]);
+    }
+    return folds;
+}
+
 std::vector<bool> held_out_texts(const Label_lists& texts, double share, std::uint64_t seed) {
     const auto units_of_whole = static_cast<std::size_t>(std::llround(1.0 / kShareUnit));
     const auto units = static_cast<std::size_t>(std::llround(share / kShareUnit));

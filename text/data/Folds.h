@@ -30,6 +30,21 @@ constexpr std::uint64_t kDefaultSeed = 1;
 std::vector<std::size_t> folds_of(const Label_lists& texts, std::size_t fold_count,
                                   std::uint64_t seed);
 
+// Returns for each text the number of the first text that is identical to it, which can be its own
+// number. Labels, titles and keywords do not matter. An empty text, or a text that stays in a
+// corpus file, is identical only to itself.
+std::vector<std::size_t> first_copies(const std::vector<Labelled_text>& texts);
+
+// As folds_of, but identical texts are in the same fold: a model that has learned a copy of a text
+// would answer it too well. The first copies are divided as folds_of does, and the others follow
+// them. So without copies the result is that of folds_of, and with many copies the sizes of the
+// folds differ. No fold is empty if there are at least as many different texts as folds.
+// `first_copies`: the number of the first copy of each text, from the function of this name.
+// REQUIRES: fold_count > 0; as many first copies as texts.
+std::vector<std::size_t> folds_of_copies(const Label_lists& texts,
+                                         const std::vector<std::size_t>& first_copies,
+                                         std::size_t fold_count, std::uint64_t seed);
+
 // The least and the greatest share of `held_out_texts`. A share is rounded to this unit.
 constexpr double kShareUnit = 0.0001;
 

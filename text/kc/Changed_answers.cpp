@@ -13,14 +13,17 @@
 #include "zandrel/knowledge/zeManager.h"
 #include "zandrel/knowledge/zeNode.h"
 
+#include "text/kc/Cached_kc.h"
 #include "text/kc/Kept_confidence.h"
 
 namespace zandrel {
 
 namespace {
 
-// The settings of which a score can depend, at once or after the next learning. The others only
-// bound what is learned, or concern bootstraps and archives.
+// The settings on which a score can depend, at once or after the next learning. The others only
+// bound what is learned, or concern bootstraps and archives. The last one concerns only trees with
+// rules.
+constexpr std::string_view kSettingOfRules = "FullPropogation";
 constexpr std::array<std::string_view, 15> kSettingsOfScores = {"ClipValue",
                                                                 "UseLikelihoodInTrain",
                                                                 "UseLikelihoodInMatch",
@@ -35,11 +38,17 @@ constexpr std::array<std::string_view, 15> kSettingsOfScores = {"ClipValue",
                                                                 "ActivationInside",
                                                                 "ActivationOutside",
                                                                 "ActivationTotal",
-                                                                "FullPropogation"};
+                                                                kSettingOfRules};
 
 bool is_of_scores(const Kc_setting& setting) {
     return std::find(kSettingsOfScores.begin(), kSettingsOfScores.end(), setting.key) !=
            kSettingsOfScores.end();
+}
+
+bool has_rule_node(const zeManager& manager) {
+    const auto& nodes = manager.m_logical_tree->nodes;
+    return std::any_of(nodes.begin(), nodes.end(),
+                       [](const auto& each) { return each.second.type == ZE_RULE; });
 }
 
 }  // namespace
@@ -65,7 +74,10 @@ std::vector<Changed_answers::Node> Changed_answers::nodes_of(const zeManager& ma
 
 std::vector<Kc_setting> Changed_answers::settings_of(qtPtrLight<zeManager>& manager) {
     std::vector<Kc_setting> settings = kc_settings(manager);
-    std::erase_if(settings, [](const Kc_setting& each) { return !is_of_scores(each); });
+    const bool has_rules = has_rule_node(*manager);
+    std::erase_if(settings, [has_rules](const Kc_setting& each) {
+        return !is_of_scores(each) || (each.key == kSettingOfRules && !has_rules);
+    });
     // The path of a classifier is only its name. Renamed classifiers have the same settings.
     for (Kc_setting& setting : settings) {
         for (Other_value& other : setting.others) {
@@ -79,19 +91,22 @@ std::vector<Kc_setting> Changed_answers::settings_of(qtPtrLight<zeManager>& mana
     return settings;
 }
 
-Changed_answers::Changed_answers(qtPtrLight<zeManager>& manager)
-    : m_has_map(manager->m_config.get_optional(kConfidenceKey) != nullptr) {
-    if (m_has_map) {
+Changed_answers::Changed_answers(qtPtrLight<zeManager>& manager) {
+    const qtString* const map = manager->m_config.get_optional(kConfidenceKey);
+    if (map != nullptr) {
+        m_map = map->str();
         m_nodes = nodes_of(*manager);
         m_settings = settings_of(manager);
+        manager->m_config.optional.erase(kConfidenceKey);
     }
 }
 
-std::string Changed_answers::drop_confidence(const std::string& path,
-                                             qtPtrLight<zeManager>& manager) const {
-    if (!m_has_map) {
+std::string Changed_answers::settle_confidence(const std::string& path,
+                                               qtPtrLight<zeManager>& manager) const {
+    if (!m_map) {
         return {};
     }
+    manager->m_modified = true;
     std::string reason;
     if (nodes_of(*manager) != m_nodes) {
         reason = "its tree has changed";
@@ -99,11 +114,10 @@ std::string Changed_answers::drop_confidence(const std::string& path,
         reason = "its settings have changed";
     }
     if (reason.empty()) {
+        manager->m_config.set_optional(kConfidenceKey, *m_map);
         return {};
     }
-    forget_confidence(manager->m_config);
-    manager->m_modified = true;  // the cached form writes the settings only if they have changed
-    return forgotten_confidence(path, reason);
+    return forgotten_confidence(path, reason, is_cached(*manager));
 }
 
 }  // namespace zandrel

@@ -50,7 +50,7 @@ std::string edit_kc(const std::string& path, const Lock_wait& wait, const Kc_cha
     change_in_place(lock, *manager, [&] { has_changed = is_changed(path, change, manager); });
     std::string warning;
     if (has_changed) {
-        warning = work_on_container(path, [&] { return before.drop_confidence(path, manager); });
+        warning = work_on_container(path, [&] { return before.settle_confidence(path, manager); });
         work_on_container(path,
                           [&] { write_kc(lock, *manager, manager->m_compact, wait.progress); });
     }

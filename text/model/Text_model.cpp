@@ -85,20 +85,20 @@ Model_size Text_model::size() const {
 }
 
 void Text_model::give_confidence(const Confidence_map& map) {
-    keep_confidence(map, m_manager->m_config);
+    keep_confidence(map, *m_manager);
     m_confidence = map;
 }
 
 void Text_model::update_confidence(const std::vector<Judged_answer>& answers) {
     if (m_confidence) {
         m_confidence->update(answers);
-        keep_confidence(*m_confidence, m_manager->m_config);
+        keep_confidence(*m_confidence, *m_manager);
     }
 }
 
 bool Text_model::drop_confidence() {
     m_confidence.reset();
-    return forget_confidence(m_manager->m_config);
+    return forget_confidence(*m_manager);
 }
 
 bool Text_model::is_cached() const {

@@ -247,6 +247,14 @@ void write_model(const Kc_lock& lock, const Text_model& model, bool compact, CTP
     summarise(lock, model, summary);
 }
 
+// A damaged map is not updated.
+void warn_of_damaged_confidence(const Learning_options& options, const Text_model& model) {
+    if (options.warn && has_damaged_confidence(model.manager()->m_config)) {
+        options.warn(missing_confidence(options.kc_file, model.manager()->m_config,
+                                        is_cached(*model.manager())));
+    }
+}
+
 // Only the classifiers that new texts reach learn, so only their counts are scaled down.
 Text_model::Before_learning warning_of(const Learning_options& options, const Text_model& model) {
     if (!options.warn) {
@@ -323,6 +331,22 @@ Out_of_fold_options calibration_of(const Training_options& options) {
     return calibration;
 }
 
+void give_confidence(const Training_options& options, const Judged_answers& answers,
+                     Text_model& model) {
+    constexpr std::size_t kFewAnswers = 100;
+    model.give_confidence(Confidence_map::fit(answers));
+    if (!options.warn) {
+        return;
+    }
+    if (model.labels().size() == 1) {
+        options.warn("with one label each answer is right, so the confidence means nothing");
+    } else if (answers.size() < kFewAnswers) {
+        options.warn("the confidence map comes from only " + counted(answers.size(), "answer") +
+                     ", so a confidence is hardly better than the score; " +
+                     std::to_string(kFewAnswers) + " texts or more are needed");
+    }
+}
+
 // The models of the folds come after the model of all texts, so that errors of the texts are
 // reported as without a calibration. `options.model` has the tree or groups of that model.
 void calibrate_new_model(const Training_options& options, const Model_options& model_options,
@@ -330,7 +354,7 @@ void calibrate_new_model(const Training_options& options, const Model_options& m
     note_cache_use(model, summary);  // the models of the folds count too
     const Judged_answers answers =
         out_of_fold_answers(texts, model_options, calibration_of(options));
-    model.give_confidence(Confidence_map::fit(answers));
+    give_confidence(options, answers, model);
 }
 
 // Writes a new model, or, with `file`, finishes the file in which it was trained.
@@ -387,13 +411,14 @@ void check_calibration(const Training_options& options, bool is_cached) {
     if (options.calibrates && is_cached) {
         throw Usage_error(
             "--calibrate with --keep-tree is not possible with the cached form; zandrel convert "
-            "writes a container of the usual form");
+            "--plain writes a container of the usual form");
     }
 }
 
 void drop_confidence(const Training_options& options, Text_model& model) {
     if (model.drop_confidence() && !options.calibrates && options.warn) {
-        options.warn(forgotten_confidence(options.kc_file, "its classifiers are trained anew"));
+        options.warn(forgotten_confidence(options.kc_file, "its classifiers are trained anew",
+                                          is_cached(*model.manager())));
     }
 }
 
@@ -407,7 +432,7 @@ void train_and_calibrate_again(const Training_options& options, const Kc_lock& l
         return copy;
     };
     const Judged_answers answers = out_of_fold_answers(texts, make_model, calibration_of(options));
-    model.give_confidence(Confidence_map::fit(answers));
+    give_confidence(options, answers, model);
 }
 
 Training_summary train_tree_of_kc(const Training_options& options) {
@@ -460,6 +485,7 @@ Training_summary learn_into_kc(const Learning_options& options) {
     const std::unique_ptr<Text_model> model =
         read_model(lock, options.analysis, options.progress, options.bound);
     check_can_learn(options.kc_file, *model);
+    warn_of_damaged_confidence(options, *model);
     try_out_writing(lock, *model);
     std::vector<Data_file> files = read_data(options, Columns::kText, summary.skipped);
     for (const Data_file& file : files) {

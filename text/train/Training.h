@@ -108,7 +108,8 @@ struct Training_summary {
 //
 // Trains on the texts of all files together and writes the container. Before the training it warns
 // of probable mistakes in the data (training_warnings), and after it of texts that the rules of the
-// tree block and of labels of a given tree without a text. RAISES: Input_error, Data_error and
+// tree block and of labels of a given tree without a text. With `calibrates` it warns of fewer than
+// 100 answers, and of a single label. RAISES: Input_error, Data_error and
 // Output_error, and what Kc_lock raises, mostly before the training, since the target is tested
 // first; Data_error for a target that exists and is not a container; Usage_error for a container
 // without `replaces`; Data_error with file and line for a label that no leaf of a given tree has;
@@ -117,7 +118,8 @@ struct Training_summary {
 Training_summary train_kc(const Training_options& options);
 
 // Reads the container, learns the texts of all files as one bulk, and writes the container. Warns
-// before it learns if the limits of the classifiers that the texts reach scale old counts down.
+// before it learns of a damaged confidence map, which is not updated, and if the limits of the
+// classifiers that the texts reach scale old counts down.
 // RAISES: what read_model, Kc_lock, read_labelled_file and write_kc raise; Data_error for a compact
 // container; Data_error with file and line for the first unknown label, unless `adds_categories`,
 // and for a label that cannot be added.
