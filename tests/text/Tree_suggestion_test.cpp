@@ -261,6 +261,23 @@ TEST(TreeSuggestionTest, TooManyLabelsAreRefused) {
     }
 }
 
+TEST(TreeSuggestionTest, NumberThatMakesNoGroupsIsReported) {
+    Texts texts = {{{"a"}, "goal match"}, {{"b"}, "bread cheese"}, {{"c"}, "goal bread"}};
+    Model_options options = kWordModel;
+    std::vector<std::string> notes;
+    const auto warn = [&notes](const std::string& note) { notes.push_back(note); };
+
+    options.group_count = 40;
+    EXPECT_THAT(with_suggested_groups(options, texts, false, nullptr, warn).groups.groups,
+                IsEmpty());
+    EXPECT_THAT(notes, ElementsAre("Tree = 40 makes no groups of 3 labels"));
+
+    notes.clear();
+    options.group_count = 2;
+    EXPECT_EQ(with_suggested_groups(options, texts, false, nullptr, warn).groups.groups.size(), 1U);
+    EXPECT_THAT(notes, IsEmpty());
+}
+
 TEST(TreeSuggestionTest, InterruptionEndsTheSearch) {
     Texts texts = grouped_texts();
     Interrupted_progress progress;
