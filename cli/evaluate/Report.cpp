@@ -225,8 +225,8 @@ std::string chosen_from(const Wanted_precision& wanted) {
 void print_wanted_precision(const Wanted_precision& wanted, std::ostream& out) {
     out << "\nwanted precision " << percent(wanted.wanted) << ": ";
     if (!wanted.threshold) {
-        out << "no threshold of the " << trust_of(wanted.is_confidence) << " reaches it for sure ("
-            << chosen_from(wanted) << ")\n";
+        out << "no threshold of the " << trust_of(wanted.is_confidence) << " proves it with "
+            << chosen_from(wanted) << " (too few, or too many wrong answers)\n";
         return;
     }
     out << trust_of(wanted.is_confidence) << " >= " << with_decimals(*wanted.threshold, 4)

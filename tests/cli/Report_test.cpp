@@ -178,8 +178,8 @@ TEST(ReportTest, PrecisionThatCannotBeReachedHasNoThreshold) {
     evaluation.wanted_precision = {0.999, true, {}, 1000, 5, 1000, 0, 0};
 
     EXPECT_THAT(report_of(evaluation, 10),
-                HasSubstr("\nwanted precision 99.90 %: no threshold of the confidence reaches it "
-                          "for sure (1,000 test texts)\n\n"));
+                HasSubstr("\nwanted precision 99.90 %: no threshold of the confidence proves it "
+                          "with 1,000 test texts (too few, or too many wrong answers)\n\n"));
 }
 
 TEST(ReportTest, EachLearnedBulkIsShown) {

@@ -92,7 +92,7 @@ prints out '5 folds '
 expect 0 evaluate --cv 4 "$train" --want-precision 0.9 --json
 [[ $(figure "report['all_texts']['wanted_precision']['folds']") == 4 ]] || fail "$command: other folds"
 expect 0 evaluate shop.kc "$test" --want-precision 0.9999
-prints out 'wanted precision 99.99 %: no threshold of the confidence reaches it for sure'
+prints out 'wanted precision 99.99 %: no threshold of the confidence proves it with'
 expect 0 evaluate shop.kc none.tsv --want-precision 0.5
 prints out 'no threshold of the confidence'
 

@@ -361,8 +361,7 @@ TEST(ConfidenceMapTest, TextIsReadBackExactly) {
 
 TEST(ConfidenceMapTest, DamagedTextIsRefused) {
     EXPECT_TRUE(Confidence_map::parse("1 2 0 10000 0 31:1000:1000:900").has_value());
-    EXPECT_TRUE(
-        Confidence_map::parse("1 9007199254740992 0 10000 0 31:1000:1000:900").has_value());
+    EXPECT_TRUE(Confidence_map::parse("1 9007199254740992 0 10000 0 31:1000:1000:900").has_value());
     for (const char* const damaged : {"",
                                       " ",
                                       "1",
