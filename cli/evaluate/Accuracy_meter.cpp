@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <string>
 
-#include "cli/evaluate/Metrics.h"
 #include "text/model/Text_model.h"
 
 namespace zandrel::cli {
@@ -17,13 +16,13 @@ Accuracy_meter::Accuracy_meter(const std::vector<Labelled_text>& texts, Text_mod
     }
 }
 
-double Accuracy_meter::accuracy(Text_model& model) const {
+Metrics Accuracy_meter::metrics(Text_model& model) const {
     Metrics_counter counter;
     for (std::size_t i = 0; i < m_texts.size(); ++i) {
         const Ranking ranking = model.rank(*m_messages[i], 1);
         counter.add(m_texts[i].labels, ranking.empty() ? "" : std::string(ranking.front().label));
     }
-    return counter.metrics().accuracy;
+    return counter.metrics();
 }
 
 }  // namespace zandrel::cli

@@ -8,6 +8,7 @@
 #include "zandrel/foundation/qtPtr.h"
 #include "zandrel/messages/zeMsg.h"
 
+#include "cli/evaluate/Metrics.h"
 #include "text/data/Labelled_text.h"
 
 namespace zandrel {
@@ -25,8 +26,11 @@ public:
     // texts and is not kept. The measured models must have the same analysis.
     Accuracy_meter(const std::vector<Labelled_text>& texts, Text_model& analyst);
 
+    // Of the best label of each text, without intervals of averages.
+    Metrics metrics(Text_model& model) const;
+
     // The share of texts whose best label is one of theirs.
-    double accuracy(Text_model& model) const;
+    double accuracy(Text_model& model) const { return metrics(model).accuracy; }
 
 private:
     const std::vector<Labelled_text>& m_texts;

@@ -47,22 +47,63 @@ std::vector<Calibration_bin> Calibration_bins::bins() const {
 }
 
 void Calibration_rounds::add(const Text& text, const Round_weights& weights) {
-    for (std::size_t i = 0; i < m_differences.size(); ++i) {
-        if (text.m_differences[i] != 0.0) {
-            m_differences[i].add(weights, text.m_differences[i]);
+    ++m_texts;
+    for (std::size_t i = 0; i < m_bins.size(); ++i) {
+        Bin& bin = m_bins[i];
+        const double difference = text.m_differences[i];
+        bin.variance += text.m_variances[i];
+        if (difference != 0.0) {
+            bin.differences.add(weights, difference);
+            bin.difference += difference;
+            bin.square += difference * difference;
         }
     }
 }
 
+// Few texts with high scores may all be right, by chance. Their differences are small, and so are
+// those of all samples, but true scores would differ more.
+double Calibration_rounds::Bin::deviation_factor() const {
+    return square > 0.0 && variance > square ? std::sqrt(variance / square) : 1.0;
+}
+
+// How far the difference of each bin is, in each sample, from its mean over all samples.
+Calibration_rounds::Deviations Calibration_rounds::deviations(const Round_counts& counts,
+                                                              std::size_t predictions) const {
+    Deviations result;
+    for (std::size_t i = 0; i < m_bins.size(); ++i) {
+        double sum = 0.0;
+        for (std::size_t round = 0; round < kRoundCount; ++round) {
+            result[i][round] = ratio(m_bins[i].differences[round], counts[round] * predictions);
+            sum += result[i][round];
+        }
+        const double factor = m_bins[i].deviation_factor();
+        for (double& value : result[i]) {
+            value = (value - sum / kRoundCount) * factor;
+        }
+    }
+    return result;
+}
+
+// The sums of deviations are the errors of texts whose scores are true. With the differences of the
+// bins, they are the errors of other texts of the same kind.
+//
+// An error of 0 is possible by chance, as is a share of 0 of n texts. So the interval reaches as
+// far.
 Interval Calibration_rounds::error_interval(double error, const Round_counts& counts,
                                             std::size_t predictions) const {
-    return cli::error_interval(error, sampled_figure([&](std::size_t round) {
-                                   double sum = 0.0;
-                                   for (const Round_sums& bin : m_differences) {
-                                       sum += std::abs(bin[round]);
-                                   }
-                                   return ratio(sum, counts[round] * predictions);
-                               }));
+    const Deviations by_chance = deviations(counts, predictions);
+    const auto sampled = [&](double share_of_differences) {
+        return sampled_figure([&](std::size_t round) {
+            double sum = 0.0;
+            for (std::size_t i = 0; i < m_bins.size(); ++i) {
+                const double difference = ratio(m_bins[i].difference, m_texts * predictions);
+                sum += std::abs(share_of_differences * difference + by_chance[i][round]);
+            }
+            return sum;
+        });
+    };
+    const double least_high = ratio(share_interval(0, m_texts).high, predictions);
+    return calibration_interval(error, sampled(0.0), sampled(1.0).variance, least_high);
 }
 
 void Best_calibration_counter::add(double score, bool is_right) {
@@ -147,7 +188,7 @@ Calibration_intervals Calibration_counter::intervals(const Calibration& calibrat
     const Sampled_figure brier = sampled_figure(
         [&](std::size_t round) { return ratio(m_rounds->squares[round], m_rounds->texts[round]); });
     return {m_rounds->pairs.error_interval(calibration.ece_pairs, m_rounds->texts, label_count),
-            error_interval(calibration.brier, brier)};
+            mean_interval(calibration.brier, brier.variance)};
 }
 
 }  // namespace zandrel::cli

@@ -76,23 +76,42 @@ public:
     class Text {
     public:
         void add(double score, bool is_right) {
-            m_differences[Calibration_bins::bin_of(score)] += score - (is_right ? 1.0 : 0.0);
+            const std::size_t bin = Calibration_bins::bin_of(score);
+            m_differences[bin] += score - (is_right ? 1.0 : 0.0);
+            m_variances[bin] += score * (1 - score);
         }
 
     private:
         friend class Calibration_rounds;
         std::array<double, Calibration_bins::kBinCount> m_differences = {};
+        std::array<double, Calibration_bins::kBinCount> m_variances = {};  // if scores are true
     };
 
     // `weights`: of the text.
     void add(const Text& text, const Round_weights& weights);
 
-    // `counts`: of the texts of each sample. `predictions`: for each text.
+    // `error`: of the texts that were added. `counts`: of the texts of each sample. `predictions`:
+    // for each text.
     Interval error_interval(double error, const Round_counts& counts,
                             std::size_t predictions) const;
 
 private:
-    std::array<Round_sums, Calibration_bins::kBinCount> m_differences;
+    // The sums of all texts in one bin.
+    struct Bin {
+        Round_sums differences;
+        double difference = 0.0;
+        double square = 0.0;    // of the differences of the texts
+        double variance = 0.0;  // that the difference has if scores are true
+
+        double deviation_factor() const;
+    };
+
+    using Deviations = std::array<std::array<double, kRoundCount>, Calibration_bins::kBinCount>;
+
+    Deviations deviations(const Round_counts& counts, std::size_t predictions) const;
+
+    std::array<Bin, Calibration_bins::kBinCount> m_bins;
+    std::size_t m_texts = 0;
 };
 
 // The calibration of best labels.

@@ -219,10 +219,20 @@ Spread spread_of(const std::vector<double>& values) {
     return {mean, std::sqrt(square_sum / static_cast<double>(values.size() - 1))};
 }
 
+bool has_spread(Figure_group group, const std::vector<Evaluation>& folds) {
+    return std::count_if(folds.begin(), folds.end(),
+                         [group](const Evaluation& fold) { return is_known(group, fold); }) >= 2;
+}
+
 Spread spread_of(const Figure& figure, const std::vector<Evaluation>& folds) {
+    if (!has_spread(figure.group, folds)) {
+        return {};
+    }
     std::vector<double> values;
     for (const Evaluation& fold : folds) {
-        values.push_back(figure.of(fold));
+        if (is_known(figure.group, fold)) {
+            values.push_back(figure.of(fold));
+        }
     }
     return spread_of(values);
 }

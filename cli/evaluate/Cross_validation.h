@@ -36,7 +36,9 @@ struct Spread {
 
 // REQUIRES: at least two values.
 Spread spread_of(const std::vector<double>& values);
-// The spread of a figure over the folds.
+// Returns whether the figures of a group are known in two folds or more (is_known).
+bool has_spread(Figure_group group, const std::vector<Evaluation>& folds);
+// The spread of a figure over the folds in which it is known. Zeros without has_spread.
 Spread spread_of(const Figure& figure, const std::vector<Evaluation>& folds);
 
 }  // namespace zandrel::cli

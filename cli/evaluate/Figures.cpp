@@ -87,6 +87,10 @@ bool has_figures(Figure_group group, const Evaluation& evaluation) {
     return true;
 }
 
+bool is_known(Figure_group group, const Evaluation& evaluation) {
+    return group == kRejection || !evaluation.rejection || evaluation.metrics.texts > 0;
+}
+
 bool have_figures(Figure_group group, const std::vector<Evaluation>& evaluations) {
     return std::all_of(evaluations.begin(), evaluations.end(), [&](const Evaluation& evaluation) {
         return has_figures(group, evaluation);

@@ -35,7 +35,10 @@ std::span<const Figure> quality_figures();
 // Returns whether an evaluation has the figures of a group: without rejection, tables or a
 // confidence map it lacks those of kRejection, kRawCalibration or kConfidence.
 bool has_figures(Figure_group group, const Evaluation& evaluation);
-// Returns whether all of them have.
+// Returns whether there is a text to compute the figures of a group from. With --reject, perhaps no
+// text gets an answer; then only the share answered is known.
+bool is_known(Figure_group group, const Evaluation& evaluation);
+// Returns whether all of them have figures of a group.
 bool have_figures(Figure_group group, const std::vector<Evaluation>& evaluations);
 
 }  // namespace zandrel::cli

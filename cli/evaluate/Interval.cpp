@@ -15,18 +15,50 @@ namespace {
 
 // 97.5 % of a normal distribution are below mean + kZ * deviation.
 constexpr double kZ = 1.959963984540054;
-// 95 % are below mean + kOneSidedZ * deviation.
-constexpr double kOneSidedZ = 1.644853626951473;
+
+constexpr double kMostChance = 0.05;  // of a proof that is wrong
 
 // `count`: above 0, also a fraction.
-Interval wilson_interval(double share, double count, double z = kZ) {
-    const double square = z * z / count;
+Interval wilson_interval(double share, double count) {
+    const double square = kZ * kZ / count;
     const double middle = share + square / 2;
-    const double distance = z * std::sqrt(share * (1 - share) / count + square / (4 * count));
+    const double distance = kZ * std::sqrt(share * (1 - share) / count + square / (4 * count));
     // Both ends are exact for a share of 0 or 1, where rounding could miss it.
     const double low = share <= 0.0 ? 0.0 : (middle - distance) / (1 + square);
     const double high = share >= 1.0 ? 1.0 : (middle + distance) / (1 + square);
     return {std::max(low, 0.0), std::min(high, 1.0)};
+}
+
+// Terms that are so much smaller than the greatest one do not change a sum.
+constexpr double kSmallTerm = 1e-18;
+
+// The chance that at most `most` of `count` texts are misses if the share of misses is `share`: the
+// sum of the terms 0 to `most` of a binomial distribution, divided by the sum of all. We begin at
+// the greatest term, which gets the value 1, and go to both sides: a term is the one before it
+// times (count - i) / (i + 1) * share / (1 - share). So no factorial or power is too large or too
+// small, and multiplications and divisions give the same result on every machine.
+double chance_of_misses(std::size_t most, std::size_t count, double share) {
+    const double odds = share / (1 - share);
+    const std::size_t greatest =
+        std::min(static_cast<std::size_t>(static_cast<double>(count) * share), count);
+    double all = 0.0;
+    double part = 0.0;
+    const auto add = [&](std::size_t misses, double term) {
+        all += term;
+        part += misses <= most ? term : 0.0;
+    };
+    double term = 1.0;
+    add(greatest, term);
+    for (std::size_t i = greatest; i < count && term > kSmallTerm; ++i) {
+        term *= odds * static_cast<double>(count - i) / static_cast<double>(i + 1);
+        add(i + 1, term);
+    }
+    term = 1.0;
+    for (std::size_t i = greatest; i > 0 && term > kSmallTerm; --i) {
+        term *= static_cast<double>(i) / static_cast<double>(count - i + 1) / odds;
+        add(i - 1, term);
+    }
+    return part / all;
 }
 
 double f1_of(double hit_share) {
@@ -42,13 +74,8 @@ Interval share_interval(std::size_t hits, std::size_t count) {
     return wilson_interval(ratio(static_cast<double>(hits), count), static_cast<double>(count));
 }
 
-double least_share(std::size_t hits, std::size_t count) {
-    if (count == 0) {
-        return 0.0;
-    }
-    return wilson_interval(ratio(static_cast<double>(hits), count), static_cast<double>(count),
-                           kOneSidedZ)
-        .low;
+bool proves_share(std::size_t hits, std::size_t count, double share) {
+    return chance_of_misses(count - hits, count, 1 - share) <= kMostChance;
 }
 
 Interval mean_share_interval(double figure, double variance, std::size_t text_count) {
@@ -77,10 +104,16 @@ Interval f1_interval(const Tally& tally) {
     return {f1_of(hits.low), f1_of(hits.high)};
 }
 
-Interval error_interval(double error, const Sampled_figure& sampled) {
-    const double middle = error - (sampled.mean - error);
-    const double distance = kZ * std::sqrt(sampled.variance);
-    return {std::clamp(middle - distance, 0.0, error), std::max(middle + distance, error)};
+Interval mean_interval(double mean, double variance) {
+    const double distance = kZ * std::sqrt(variance);
+    return {std::max(mean - distance, 0.0), mean + distance};
+}
+
+Interval calibration_interval(double error, const Sampled_figure& by_chance, double variance,
+                              double least_high) {
+    const double most_by_chance = by_chance.mean + kZ * std::sqrt(by_chance.variance);
+    const double high = error + kZ * std::sqrt(variance);
+    return {std::max(error - most_by_chance, 0.0), std::max(high, least_high)};
 }
 
 }  // namespace zandrel::cli

@@ -9,7 +9,8 @@
 namespace zandrel::cli {
 
 // A 95 % interval: of many such intervals, each from other texts, about 95 % contain the figure
-// that infinitely many texts would have. `low` <= `high`.
+// that infinitely many texts would have; of those of a calibration error, 95 % or more. `low` <=
+// `high`.
 struct Interval {
     double low = 0.0;
     double high = 0.0;
@@ -19,9 +20,12 @@ struct Interval {
 // is 0, since nothing is known then.   REQUIRES: hits <= count.
 Interval share_interval(std::size_t hits, std::size_t count);
 
-// The end of an interval for one side: the share of infinitely many texts is above it with 95 %. 0
-// if `count` is 0.   REQUIRES: hits <= count.
-double least_share(std::size_t hits, std::size_t count);
+// Returns whether `hits` of `count` prove that the share of infinitely many texts is at least
+// `share`: if it were lower, so many hits would have a chance of at most 5 %. This is the exact
+// test of Clopper and Pearson for one side: 59 of 59 prove 0.95, since 0.95^59 = 0.0485; 58 of 58
+// do not. REQUIRES: hits <= count; share above 0, below 1. COST: some divisions for each text of a
+// deviation, so 10,000 for a million texts.
+bool proves_share(std::size_t hits, std::size_t count, double share);
 
 // The interval of a figure from 0 to 1 that is no plain share, such as a mean of shares.
 // `variance`: of the figure, 0 or more. We look for the number of texts for which a plain share has
@@ -43,10 +47,16 @@ struct Sampled_figure {
     double variance = 0.0;
 };
 
-// The interval of an error: 0 or more, with no upper limit. The mean of random samples is above an
-// error by as much as the error is, by chance, above that of infinitely many texts. So the middle
-// is moved down by this distance. The interval always contains `error`.
-Interval error_interval(double error, const Sampled_figure& sampled);
+// The interval of a mean that is 0 or more, with no upper limit.
+Interval mean_interval(double mean, double variance);
+
+// The interval of a calibration error: a sum of absolute distances, one for each bin. Chance adds
+// to each distance, so the error of few texts is above that of infinitely many on average. So the
+// interval reaches further down than up. `by_chance`: the error that the same texts have if each
+// score is exactly true. Chance adds no more than this to any error. So `low` is above 0 only if
+// chance can not explain the error. `variance`: of `error`.   `least_high`: `high` is not below it.
+Interval calibration_interval(double error, const Sampled_figure& by_chance, double variance,
+                              double least_high);
 
 }  // namespace zandrel::cli
 

@@ -14,13 +14,19 @@ namespace {
 
 using Texts = std::vector<Labelled_text>;
 
+Learning_step step_of(std::size_t texts, double cpu_seconds, const Accuracy_meter& meter,
+                      Text_model& model) {
+    const Metrics metrics = meter.metrics(model);
+    return {texts, metrics.accuracy, model.size(), cpu_seconds, metrics.correct, metrics.texts};
+}
+
 }  // namespace
 
 std::vector<Learning_step> learn_in_bulks(const Texts& texts, std::size_t bulk_size,
                                           const Texts& test_texts, Text_model& model,
                                           CTProgress* progress) {
     const Accuracy_meter meter(test_texts, model);
-    std::vector<Learning_step> steps = {{0, meter.accuracy(model), model.size(), 0.0}};
+    std::vector<Learning_step> steps = {step_of(0, 0.0, meter, model)};
     for (std::size_t begin = 0; begin < texts.size(); begin += bulk_size) {
         const std::size_t end = std::min(texts.size() - begin, bulk_size) + begin;
         const Texts bulk(texts.begin() + static_cast<std::ptrdiff_t>(begin),
@@ -33,7 +39,7 @@ std::vector<Learning_step> learn_in_bulks(const Texts& texts, std::size_t bulk_s
             throw Unknown_label("", begin + error.index, error.reason);
         }
         timer.stop();
-        steps.push_back({bulk.size(), meter.accuracy(model), model.size(), timer.seconds()});
+        steps.push_back(step_of(bulk.size(), timer.seconds(), meter, model));
     }
     return steps;
 }

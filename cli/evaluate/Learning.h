@@ -7,6 +7,7 @@
 
 #include "zandrel/foundation/CTProgress.h"
 
+#include "cli/evaluate/Interval.h"
 #include "text/data/Labelled_text.h"
 #include "text/model/Model_size.h"
 
@@ -24,6 +25,10 @@ struct Learning_step {
     double accuracy = 0.0;  // on the test texts
     Model_size size;
     double cpu_seconds = 0.0;  // for learning this bulk, with text analysis
+    std::size_t correct = 0;   // test texts whose best label is one of theirs
+    std::size_t test_texts = 0;
+
+    Interval accuracy_interval() const { return share_interval(correct, test_texts); }
 };
 
 // Learns `texts` in bulks of `bulk_size` and measures the model on `test_texts`, before the first

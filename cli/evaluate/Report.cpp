@@ -100,15 +100,21 @@ bool is_share(Figure_group group) {
     return false;
 }
 
-std::string shown_figure(Figure_group group, double value) {
+std::string shown_value(Figure_group group, double value) {
     return is_share(group) ? percent(value) : with_decimals(value, 4);
 }
 
-std::string shown_interval(Figure_group group, const std::optional<Interval>& interval) {
-    if (!interval) {
+std::string shown_figure(const Figure& figure, const Evaluation& evaluation) {
+    return is_known(figure.group, evaluation) ? shown_value(figure.group, figure.of(evaluation))
+                                              : "-";
+}
+
+std::string shown_interval(const Figure& figure, const Evaluation& evaluation) {
+    const std::optional<Interval> interval = figure.interval_of(evaluation);
+    if (!interval || !is_known(figure.group, evaluation)) {
         return "";
     }
-    return is_share(group) ? share_range(*interval) : error_range(*interval);
+    return is_share(figure.group) ? share_range(*interval) : error_range(*interval);
 }
 
 std::string part_of(std::size_t part, std::size_t whole) {
@@ -183,8 +189,8 @@ void print_quality(const Evaluation& evaluation, std::ostream& out) {
             print_certainty(out, kIntervalHeading, "texts");
         },
         [&](const Figure& figure) {
-            print_figure_row(out, figure.name, {shown_figure(figure.group, figure.of(evaluation))});
-            print_certainty(out, shown_interval(figure.group, figure.interval_of(evaluation)),
+            print_figure_row(out, figure.name, {shown_figure(figure, evaluation)});
+            print_certainty(out, shown_interval(figure, evaluation),
                             shown_texts(figure, evaluation));
         });
 }
@@ -225,8 +231,8 @@ std::string chosen_from(const Wanted_precision& wanted) {
 void print_wanted_precision(const Wanted_precision& wanted, std::ostream& out) {
     out << "\nwanted precision " << percent(wanted.wanted) << ": ";
     if (!wanted.threshold) {
-        out << "no threshold of the " << trust_of(wanted.is_confidence) << " proves it with "
-            << chosen_from(wanted) << " (too few, or too many wrong answers)\n";
+        out << "no threshold of the " << trust_of(wanted.is_confidence)
+            << " can be proved to reach it (" << chosen_from(wanted) << ")\n";
         return;
     }
     out << trust_of(wanted.is_confidence) << " >= " << with_decimals(*wanted.threshold, 4)
@@ -236,7 +242,7 @@ void print_wanted_precision(const Wanted_precision& wanted, std::ostream& out) {
     print_certainty(out, kIntervalHeading, "texts");
     print_figure_row(out, "precision",
                      {wanted.answered == 0 ? std::string("-") : percent(wanted.precision())});
-    print_certainty(out, share_range(wanted.precision_interval()),
+    print_certainty(out, wanted.answered == 0 ? "" : share_range(wanted.precision_interval()),
                     part_of(wanted.right, wanted.answered));
     print_figure_row(out, "answered", {percent(wanted.share())});
     print_certainty(out, share_range(wanted.share_interval()),
@@ -249,14 +255,15 @@ void print_learning(const std::vector<Learning_step>& steps, std::ostream& out) 
     }
     out << '\n';
     print_row(out, "learning",
-              {"texts", "accuracy", "concepts", "per profile", "largest", "CPU time"});
+              {"texts", "accuracy", "95 %", "concepts", "per profile", "largest", "CPU time"});
     for (std::size_t i = 0; i < steps.size(); ++i) {
         const Learning_step& step = steps[i];
         const Model_size& size = step.size;
-        print_row(out, i == 0 ? "before" : "bulk " + grouped(i),
-                  {grouped(step.texts), percent(step.accuracy), grouped(size.concepts),
-                   grouped(size.profiles == 0 ? 0 : size.entries / size.profiles),
-                   grouped(size.largest), with_decimals(step.cpu_seconds, 2) + " s"});
+        print_row(
+            out, i == 0 ? "before" : "bulk " + grouped(i),
+            {grouped(step.texts), percent(step.accuracy), short_range(step.accuracy_interval()),
+             grouped(size.concepts), grouped(size.profiles == 0 ? 0 : size.entries / size.profiles),
+             grouped(size.largest), with_decimals(step.cpu_seconds, 2) + " s"});
     }
 }
 
@@ -330,11 +337,12 @@ void print_whole_data(const Evaluation& all, std::ostream& out) {
 
 void print_figure(const Figure& figure, const Cross_validation& validation, std::ostream& out) {
     const Spread spread = spread_of(figure, validation.folds);
+    const bool has = has_spread(figure.group, validation.folds);
+    const auto shown = [&](double value) { return has ? shown_value(figure.group, value) : "-"; };
     print_figure_row(
         out, figure.name,
-        {shown_figure(figure.group, spread.mean), shown_figure(figure.group, spread.deviation),
-         shown_figure(figure.group, figure.of(validation.all))});
-    print_certainty(out, shown_interval(figure.group, figure.interval_of(validation.all)),
+        {shown(spread.mean), shown(spread.deviation), shown_figure(figure, validation.all)});
+    print_certainty(out, shown_interval(figure, validation.all),
                     shown_texts(figure, validation.all));
 }
 

@@ -44,7 +44,8 @@ void add_intervals(const Evaluation& evaluation, Json& json) {
             continue;
         }
         if (const std::optional<Interval> interval = figure.interval_of(evaluation)) {
-            member_of(figure, intervals) = interval_json(*interval);
+            member_of(figure, intervals) =
+                is_known(figure.group, evaluation) ? interval_json(*interval) : Json();
         }
     }
     json["intervals"] = intervals;
@@ -109,6 +110,10 @@ Json wanted_json(const Wanted_precision& wanted) {
     if (wanted.threshold) {
         json["threshold"] = *wanted.threshold;
     }
+    if (wanted.answered == 0) {
+        json["precision"] = nullptr;
+        json["precision_interval"] = nullptr;
+    }
     return json;
 }
 
@@ -151,6 +156,11 @@ void add_quality(const Evaluation& evaluation, Json& json) {
     if (evaluation.confidence) {
         json["confidence"] = {{"ece_top", evaluation.confidence->ece}};
     }
+    for (const Figure& figure : quality_figures()) {
+        if (has_figures(figure.group, evaluation) && !is_known(figure.group, evaluation)) {
+            member_of(figure, json) = nullptr;
+        }
+    }
 }
 
 Json learning_json(const std::vector<Learning_step>& steps) {
@@ -162,7 +172,10 @@ Json learning_json(const std::vector<Learning_step>& steps) {
                         {"concepts", step.size.concepts},
                         {"entries", step.size.entries},
                         {"largest_profile", step.size.largest},
-                        {"cpu_seconds", step.cpu_seconds}});
+                        {"cpu_seconds", step.cpu_seconds},
+                        {"correct", step.correct},
+                        {"test_texts", step.test_texts},
+                        {"interval", interval_json(step.accuracy_interval())}});
     }
     return list;
 }
@@ -232,25 +245,34 @@ Json figures_json(const Has& has, const Value_of& value_of) {
     return json;
 }
 
+Json figure_json(const Figure& figure, const Evaluation& evaluation) {
+    return is_known(figure.group, evaluation) ? Json(figure.of(evaluation)) : Json();
+}
+
+Json spread_json(const Figure& figure, const std::vector<Evaluation>& folds,
+                 double Spread::*member) {
+    return has_spread(figure.group, folds) ? Json(spread_of(figure, folds).*member) : Json();
+}
+
 Json fold_json(const Evaluation& fold) {
     Json json = {{"training_texts", fold.training->texts},
                  {"test_texts", fold.metrics.texts},
                  {"correct", fold.metrics.correct}};
     json.update(figures_json([&](Figure_group group) { return has_figures(group, fold); },
-                             [&](const Figure& figure) { return figure.of(fold); }));
+                             [&](const Figure& figure) { return figure_json(figure, fold); }));
     return json;
 }
 
 void add_spread(const Cross_validation& validation, Json& json) {
     const std::vector<Evaluation>& folds = validation.folds;
     const auto has = [&](Figure_group group) { return have_figures(group, folds); };
-    json["mean"] =
-        figures_json(has, [&](const Figure& figure) { return spread_of(figure, folds).mean; });
-    json["spread"] =
-        figures_json(has, [&](const Figure& figure) { return spread_of(figure, folds).deviation; });
+    json["mean"] = figures_json(
+        has, [&](const Figure& figure) { return spread_json(figure, folds, &Spread::mean); });
+    json["spread"] = figures_json(
+        has, [&](const Figure& figure) { return spread_json(figure, folds, &Spread::deviation); });
     json["all_texts"] = {{"correct", validation.all.metrics.correct}};
-    json["all_texts"].update(
-        figures_json(has, [&](const Figure& figure) { return figure.of(validation.all); }));
+    json["all_texts"].update(figures_json(
+        has, [&](const Figure& figure) { return figure_json(figure, validation.all); }));
     add_trust(validation.all, json["all_texts"]);
     json["folds"] = Json::array();
     for (const Evaluation& fold : folds) {

@@ -11,11 +11,18 @@
 
 namespace zandrel::cli {
 
-// Returns the smallest threshold from 0 to 1, with four decimals, for which the answers with at
-// least this trust prove the precision: with a certainty of 95 %, the share of right ones among
-// infinitely many such answers is at least `precision`. So 1,000 answers of which 955 are right do
-// not prove 0.95. Missing if no threshold does.
-// `precision`: above 0, below 1.   COST: sorts the answers.
+// Returns the smallest threshold from 0 to 1, with four decimals, down to which the answers prove
+// the precision (proves_share). Missing if no threshold does. If the share of right ones among
+// infinitely many answers is below `precision` for every threshold, one is returned with a chance
+// of 5 % at most.
+//
+// We test one threshold after another, from a high one down, and stop at the first one that does
+// not prove the precision. The first one has a twentieth of the answers or more, and so many that
+// two wrong ones still prove it: 124 for 0.95. If there are fewer than three times as many answers,
+// the first one has the fewest answers that can prove it: 59.
+//
+// `precision`: above 0, below 1.
+// COST: sorts the answers, and makes at most 10,001 tests.
 std::optional<double> threshold_for(double precision, std::vector<Trusted_answer> answers);
 
 // The precision that was wanted, and the precision that the threshold has reached for texts that

@@ -241,12 +241,13 @@ constexpr std::string_view kFigures =
   reject C    share of texts that get an answer with --reject C; all other figures except those of the
               block "answered" are then of these texts
   wanted precision  the least confidence or score for which the share P (--want-precision) of the
-              answers is right. The threshold is chosen so that the share is at least P with a
-              certainty of 95 %. The precision and the share answered are of texts that were not
-              used to choose the threshold
+              answers is right. Thresholds are tested from a high one down, until one is not proved
+              with 95 %. The precision and the share answered are of texts that were not used to
+              choose the threshold. By chance, their precision may be a little lower than P
   loading     CPU time of reading the model, if it was not trained
-  learning    the model before the first bulk of --learn and after each bulk: number of concepts, mean
-              and greatest number in a profile; all other figures are of the model before --learn
+  learning    the model before the first bulk of --learn and after each bulk: accuracy, number of
+              concepts, mean and greatest number in a profile; all other figures are of the model before
+              --learn
 
 A 95 % interval is beside each figure: of many such intervals, each from other test texts, about 95 %
 contain the figure of infinitely many texts like these.
@@ -254,8 +255,9 @@ contain the figure of infinitely many texts like these.
   F1 of a label    from the interval of the share of hits among the texts that have the label or got it
   averages         the interval of a share with the same variance
   all others       from 200 random samples of the test texts, which are the same in every run
-By chance, few texts make ECE too high. The interval is corrected for that, so it may be below the
-figure. The variance of averages is that of the 200 samples too.
+By chance, few texts make ECE too high. So the low end of its interval is the figure minus the most that
+exactly true scores have by chance, and 0 if chance explains all. The variance of averages is that of
+the 200 samples too. Figures of no text are dashes, and null in JSON.
 
 evaluate --cv K has three columns: the mean of each figure over the folds, its spread over the
 folds, and the figure of all texts together, each text with the result of its fold. The spread is

@@ -1,6 +1,8 @@
 // Puts the figures of an evaluation into one list, and formats them.
 #include "cli/report/Report_figures.h"
 
+#include <cmath>
+#include <limits>
 #include <utility>
 
 #include "text/wording/Layout.h"
@@ -68,10 +70,19 @@ std::vector<Shown_figure> shown_figures(const Evaluation& evaluation) {
     add_averages("Macro", given + ", mean over the labels", " at " + least, assignments.macro,
                  assignments.macro_intervals, figures);
     add_calibration(evaluation, figures);
+    if (metrics.texts == 0) {  // --reject has left no answer
+        for (Shown_figure& figure : figures) {
+            figure.value = std::numeric_limits<double>::quiet_NaN();
+            figure.interval.reset();
+        }
+    }
     return figures;
 }
 
 std::string figure_text(double value, Figure_form form) {
+    if (std::isnan(value)) {
+        return "-";
+    }
     return form == kShare ? with_decimals(100.0 * value, 1) + "\u00a0%" : with_decimals(value, 4);
 }
 

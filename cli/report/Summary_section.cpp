@@ -1,5 +1,6 @@
 // The first screen of a report: the key figures, what to look at first, and how the model was made.
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "cli/report/Html_parts.h"
@@ -34,8 +35,9 @@ std::string card(const Shown_figure& figure, std::size_t texts, double axis_end)
     const auto on_axis = [axis_end](double value) { return std::min(1.0, value / axis_end); };
     std::string html =
         "<li class=\"card\"><h3>" + html_escaped(figure.name) + "</h3><strong>" +
-        (figure.form == kShare ? with_decimals(100.0 * figure.value, 1) + "<span> %</span>"
-                               : with_decimals(figure.value, 3)) +
+        (std::isnan(figure.value) ? "-"
+         : figure.form == kShare  ? with_decimals(100.0 * figure.value, 1) + "<span> %</span>"
+                                  : with_decimals(figure.value, 3)) +
         "</strong>";
     if (figure.interval) {
         html += range_line({on_axis(interval.low), on_axis(interval.high)}, on_axis(figure.value)) +
@@ -77,16 +79,14 @@ std::string wanted_hint(const Wanted_precision& wanted) {
     const std::string name = wanted.is_confidence ? "confidence" : "score";
     const std::string aim = figure_text(wanted.wanted, kShare) + " right answers";
     if (!wanted.threshold) {
-        return hint("No threshold of the " + name + " promises " + aim + ".");
+        return hint("No threshold of the " + name + " can be proved to give " + aim + ".");
     }
-    return hint("For " + aim + ", answer only texts with a " + name + " of at least <b>" +
-                with_decimals(*wanted.threshold, 3) +
-                "</b>. On texts that have not chosen the "
-                "threshold, " +
-                figure_text(wanted.precision(), kShare) + " of " +
-                counted(wanted.answered, "answer") + " were right (" +
-                interval_text(wanted.precision_interval(), kShare) + "), and " +
-                figure_text(wanted.share(), kShare) + " of the texts got one.");
+    return hint(
+        "For " + aim + ", answer only texts with a " + name + " of at least <b>" +
+        with_decimals(*wanted.threshold, 3) + "</b>. On texts that were not used to choose it, " +
+        figure_text(wanted.precision(), kShare) + " of " + counted(wanted.answered, "answer") +
+        " were right (" + interval_text(wanted.precision_interval(), kShare) + "), and " +
+        figure_text(wanted.share(), kShare) + " of the texts got one.");
 }
 
 const Report_cell* greatest_confusion(const Report_data& data) {
@@ -233,7 +233,8 @@ std::string fold_table(const Cross_validation& validation) {
         "deviation</th></tr></thead><tbody>";
     for (const Figure& figure : quality_figures()) {
         if (figure.group == Figure_group::kRawCalibration ||
-            !have_figures(figure.group, validation.folds)) {
+            !have_figures(figure.group, validation.folds) ||
+            !has_spread(figure.group, validation.folds)) {
             continue;
         }
         const bool is_of_confidence = figure.group == Figure_group::kConfidence;

@@ -94,8 +94,8 @@ def calibration_row(name, result):
         error_text(result["ece_top"], intervals["ece_top"]),
         error_text(result["confidence"]["ece_top"], intervals["confidence"]["ece_top"]),
         "none" if threshold is None else f"{threshold:.4f}",
-        "-" if threshold is None else share_text(wanted["precision"],
-                                                 wanted["precision_interval"]),
+        "-" if None in (threshold, wanted["precision"]) else share_text(wanted["precision"],
+                                                                       wanted["precision_interval"]),
         f"{100 * wanted['share']:.1f}")
 
 

@@ -1,7 +1,10 @@
 #include "cli/evaluate/Calibration.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <initializer_list>
+#include <random>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -154,6 +157,64 @@ TEST(CalibrationTest, CertainAndRightScoresHaveNoError) {
     EXPECT_EQ(calibration.ece_top, 0.0);
     EXPECT_EQ(calibration.ece_pairs, 0.0);
     EXPECT_EQ(calibration.brier, 0.0);
+}
+
+// A share of 0 of 10 is 0.2775 at most.
+TEST(CalibrationTest, IntervalOfCertainAndRightScoresIsThatOfAShareOfZero) {
+    Calibration_counter counter(true);
+    for (int text = 0; text < 10; ++text) {
+        counter.add({"a"}, {{"a", 1.0}});
+    }
+    const Calibration calibration = counter.calibration(5);
+
+    EXPECT_EQ(calibration.best.interval->low, 0.0);
+    EXPECT_NEAR(calibration.best.interval->high, 0.2775, 0.00005);
+    EXPECT_NEAR(calibration.intervals->ece_pairs.high, 0.2775 / 5, 0.00005);
+}
+
+// Answers whose chance to be right is `gap` below their score. The scores are the greatest of three
+// random numbers, but from 0.1 on.
+class Random_answers {
+public:
+    explicit Random_answers(double gap) : m_gap(gap) {}
+
+    Best_calibration calibration(std::size_t count) {
+        Best_calibration_counter counter(true);
+        for (std::size_t i = 0; i < count; ++i) {
+            const double score = 0.1 + 0.9 * std::max({next(), next(), next()});
+            counter.add(score, next() < score - m_gap);
+        }
+        return counter.calibration();
+    }
+
+private:
+    double next() { return static_cast<double>(m_generator() >> 11) * 0x1p-53; }
+
+    std::mt19937_64 m_generator;
+    double m_gap;
+};
+
+// The true error is the gap, as the gap is the same in all bins. If an interval contains it with 95
+// %, fewer than 134 of 150 intervals do with a chance of 0.2 %.
+TEST(BestCalibrationTest, IntervalContainsTheTrueErrorInNinetyFivePercent) {
+    for (const double gap : {0.0, 0.01, 0.02, 0.05, 0.1}) {
+        SCOPED_TRACE(gap);
+        Random_answers answers(gap);
+        int covered = 0;
+        for (int set = 0; set < 150; ++set) {
+            const Interval interval = *answers.calibration(200).interval;
+            covered += interval.low <= gap && gap <= interval.high ? 1 : 0;
+        }
+        EXPECT_GE(covered, 134);
+    }
+}
+
+// 2,000 texts prove that scores are 0.1 too high, and that they are not 0.2 too high.
+TEST(BestCalibrationTest, IntervalOfManyTextsIsShort) {
+    const Interval interval = *Random_answers(0.1).calibration(2000).interval;
+
+    EXPECT_GT(interval.low, 0.04);
+    EXPECT_LT(interval.high, 0.15);
 }
 
 TEST(CalibrationTest, WithoutTextsTheErrorIsZero) {

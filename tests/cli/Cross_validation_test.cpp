@@ -440,6 +440,25 @@ TEST_F(CrossValidationTest, DeviationDividesByOneLessThanTheNumber) {
     EXPECT_DOUBLE_EQ(spread_of({1.0, 2.0, 6.0}).deviation, std::sqrt(7.0));
 }
 
+// With --reject, no text of the second fold is answered: the others have the accuracies 1 and 1/2.
+TEST(SpreadTest, FoldWithoutAnsweredTextsIsLeftOut) {
+    const Figure& accuracy = quality_figures()[1];
+    std::vector<Evaluation> folds(3);
+    for (Evaluation& fold : folds) {
+        fold.rejection = {0.5, 4, 0};
+    }
+    folds[0].metrics.texts = 4;
+    folds[0].metrics.accuracy = 1.0;
+    EXPECT_FALSE(has_spread(accuracy.group, folds));
+    EXPECT_EQ(spread_of(accuracy, folds).mean, 0.0);
+    folds[2].metrics.texts = 4;
+    folds[2].metrics.accuracy = 0.5;
+
+    EXPECT_TRUE(has_spread(accuracy.group, folds));
+    EXPECT_DOUBLE_EQ(spread_of(accuracy, folds).mean, 0.75);
+    EXPECT_DOUBLE_EQ(spread_of(accuracy, folds).deviation, std::sqrt(0.125));
+}
+
 // Figures of single folds have a spread instead.
 TEST_F(CrossValidationTest, AllTextsTogetherHaveIntervals) {
     const Cross_validation result = Validate(many(6, "sport\tgoal\n") + many(6, "food\tbread\n"));

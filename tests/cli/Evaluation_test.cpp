@@ -217,6 +217,9 @@ TEST_F(EvaluationTest, LearnsInBulksAndMeasuresAfterEach) {
     EXPECT_EQ(steps[3].texts, 1U);
     EXPECT_DOUBLE_EQ(steps[0].accuracy, 2.0 / 3);
     EXPECT_DOUBLE_EQ(steps[3].accuracy, 1.0);
+    EXPECT_EQ(steps[0].correct, 2U);
+    EXPECT_EQ(steps[0].accuracy_interval().high, share_interval(2, 3).high);
+    EXPECT_EQ(steps[3].accuracy_interval().low, share_interval(3, 3).low);
     EXPECT_EQ(steps[0].size.profiles, 2U);
     EXPECT_EQ(steps[0].size.concepts, 2U);
     EXPECT_EQ(steps[0].size.entries, 2U);

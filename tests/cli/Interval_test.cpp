@@ -43,16 +43,42 @@ TEST(IntervalTest, NothingIsKnownWithoutTexts) {
     expect_interval(share_interval(0, 0), 0.0, 1.0);
     expect_interval(mean_share_interval(0.5, 0.0, 0), 0.0, 1.0);
     expect_interval(f1_interval({}), 0.0, 1.0);
-    EXPECT_EQ(least_share(0, 0), 0.0);
 }
 
-// For one side z is 1.645. 99 of 100: (0.99 + 0.013528 - 1.645 sqrt(0.000099 + 0.0000676)) /
-// 1.027055 = 0.9564.
-TEST(IntervalTest, LeastShareIsTheLowEndForOneSide) {
-    EXPECT_NEAR(least_share(99, 100), 0.9564, 0.00005);
-    EXPECT_NEAR(least_share(98, 100), 0.9414, 0.00005);
-    EXPECT_EQ(least_share(0, 100), 0.0);
-    EXPECT_GT(least_share(8, 10), share_interval(8, 10).low);
+// 0.95^58 = 0.0510 and 0.95^59 = 0.0485. 0.99^298 = 0.0500 (0.05003) and 0.99^299 = 0.0495. 0.5^4 =
+// 0.0625 and 0.5^5 = 0.03125.
+TEST(IntervalTest, OnlyRightAnswersProveAShareIfTheirChanceIsSmall) {
+    EXPECT_FALSE(proves_share(58, 58, 0.95));
+    EXPECT_TRUE(proves_share(59, 59, 0.95));
+    EXPECT_FALSE(proves_share(298, 298, 0.99));
+    EXPECT_TRUE(proves_share(299, 299, 0.99));
+    EXPECT_FALSE(proves_share(4, 4, 0.5));
+    EXPECT_TRUE(proves_share(5, 5, 0.5));
+}
+
+// At most 1 wrong of 100, if 5 % are wrong: 0.95^100 + 100 * 0.05 * 0.95^99 = 0.0059 + 0.0312 =
+// 0.0371. At most 2: 4950 * 0.05^2 * 0.95^98 = 0.0812 more.
+TEST(IntervalTest, ShareIsProvedByTheExactChanceOfItsMisses) {
+    EXPECT_TRUE(proves_share(99, 100, 0.95));
+    EXPECT_FALSE(proves_share(98, 100, 0.95));
+    // At most 1 of 3, if half are wrong: (1 + 3) / 8. At most 2 of 10: (1 + 10 + 45) / 1024 =
+    // 0.0547, and at most 1: 0.0107.
+    EXPECT_FALSE(proves_share(2, 3, 0.5));
+    EXPECT_FALSE(proves_share(8, 10, 0.5));
+    EXPECT_TRUE(proves_share(9, 10, 0.5));
+}
+
+// Of 1,000,000 texts, 5 % have the deviation sqrt(0.05 * 0.95 * 1,000,000) = 218, and 1.645
+// deviations are 358. 0.95^1,000,000 is too small for a number.
+TEST(IntervalTest, ShareOfManyTextsIsProvedAsByANormalDistribution) {
+    EXPECT_TRUE(proves_share(950365, 1000000, 0.95));
+    EXPECT_FALSE(proves_share(950350, 1000000, 0.95));
+    EXPECT_TRUE(proves_share(1000000, 1000000, 0.95));
+    EXPECT_FALSE(proves_share(0, 1000000, 0.95));
+}
+
+TEST(IntervalTest, NothingIsProvedWithoutTexts) {
+    EXPECT_FALSE(proves_share(0, 0, 0.5));
 }
 
 // 0.8 * 0.2 / 10 = 0.016: the variance of the share of 10 texts.
@@ -98,16 +124,25 @@ TEST(IntervalTest, PrecisionIsOfGivenTextsAndRecallOfTextsWithTheLabel) {
     EXPECT_EQ(recall_interval(tally).high, share_interval(8, 100).high);
 }
 
-// The samples are 0.01 too high, so the middle is 0.04; the distance is 1.96 * 0.01.
-TEST(IntervalTest, MiddleOfAnErrorIsMovedByTheExcessOfTheSamples) {
-    expect_interval(error_interval(0.05, {0.06, 0.0001}), 0.0204, 0.0596);
+TEST(IntervalTest, MeanReachesTwoDeviationsToBothSidesButNotBelowZero) {
+    expect_interval(mean_interval(0.05, 0.0001), 0.0304, 0.0696);
+    expect_interval(mean_interval(0.01, 0.0001), 0.0, 0.0296);
 }
 
-TEST(IntervalTest, IntervalOfAnErrorContainsItAndIsNotNegative) {
-    expect_interval(error_interval(0.05, {0.09, 0.000001}), 0.0080, 0.05);
-    expect_interval(error_interval(0.05, {0.02, 0.000001}), 0.05, 0.0820);
-    EXPECT_EQ(error_interval(0.01, {0.02, 0.0001}).low, 0.0);
-    expect_interval(error_interval(0.0, {0.0, 0.0}), 0.0, 0.0);
+// Chance makes errors of 0.02 + 1.96 * 0.01 = 0.0396. So at least 0.05 - 0.0396 is no chance. The
+// high end is 0.05 + 1.96 * 0.02.
+TEST(IntervalTest, CalibrationErrorIsReducedByTheMostThatChanceMakes) {
+    expect_interval(calibration_interval(0.05, {0.02, 0.0001}, 0.0004, 0.0), 0.0104, 0.0892);
+}
+
+TEST(IntervalTest, CalibrationErrorThatChanceExplainsMayBeZero) {
+    EXPECT_EQ(calibration_interval(0.0395, {0.02, 0.0001}, 0.0, 0.0).low, 0.0);
+    EXPECT_GT(calibration_interval(0.0397, {0.02, 0.0001}, 0.0, 0.0).low, 0.0);
+}
+
+TEST(IntervalTest, CalibrationErrorHasALeastHighEnd) {
+    expect_interval(calibration_interval(0.0, {0.0, 0.0}, 0.0, 0.03), 0.0, 0.03);
+    expect_interval(calibration_interval(0.05, {0.0, 0.0}, 0.0, 0.03), 0.05, 0.05);
 }
 
 }  // namespace

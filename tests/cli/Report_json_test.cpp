@@ -140,15 +140,42 @@ TEST(ReportJsonTest, RejectionAndWantedPrecisionAreGivenIfRequested) {
     EXPECT_TRUE(report_json(evaluation, 0)["wanted_precision"]["threshold"].is_null());
 }
 
+TEST(ReportJsonTest, FiguresOfNoAnsweredTextAreNull) {
+    Evaluation evaluation = example_evaluation();
+    evaluation.rejection = {1.0, 10, 0};
+    evaluation.metrics = {};
+    evaluation.confidence = Best_calibration{0.0, {}, Interval{0.0, 1.0}};
+    evaluation.wanted_precision = {0.95, true, 0.625, 1000, 5, 1000, 0, 0};
+
+    const Json json = report_json(evaluation, 0);
+
+    EXPECT_TRUE(json["accuracy"].is_null());
+    EXPECT_TRUE(json["intervals"]["accuracy"].is_null());
+    EXPECT_TRUE(json["ece_top"].is_null());
+    EXPECT_TRUE(json["confidence"]["ece_top"].is_null());
+    EXPECT_TRUE(json["intervals"]["confidence"]["ece_top"].is_null());
+    EXPECT_TRUE(json["wanted_precision"]["precision"].is_null());
+    EXPECT_TRUE(json["wanted_precision"]["precision_interval"].is_null());
+    EXPECT_EQ(json["rejection"]["answered_share"], 0.0);
+    EXPECT_EQ(json["intervals"]["answered_share"][0], 0.0);
+}
+
 TEST(ReportJsonTest, EachLearnedBulkIsListed) {
     Evaluation evaluation = example_evaluation();
-    evaluation.learning = {{0, 0.5, {2, 100, 40, 25}, 0.0}, {10, 0.75, {3, 200, 60, 20}, 1.25}};
+    evaluation.learning = {{0, 0.5, {2, 100, 40, 25}, 0.0, 2, 4},
+                           {10, 0.75, {3, 200, 60, 20}, 1.25, 3, 4}};
 
-    EXPECT_EQ(report_json(evaluation, 0)["learning"].dump(),
+    Json learning = report_json(evaluation, 0)["learning"];
+    EXPECT_EQ(learning[1]["interval"][0], share_interval(3, 4).low);
+    EXPECT_EQ(learning[1]["interval"][1], share_interval(3, 4).high);
+    learning[0].erase("interval");
+    learning[1].erase("interval");
+
+    EXPECT_EQ(learning.dump(),
               R"([{"texts":0,"accuracy":0.5,"profiles":2,"concepts":100,"entries":40,)"
-              R"("largest_profile":25,"cpu_seconds":0.0},)"
+              R"("largest_profile":25,"cpu_seconds":0.0,"correct":2,"test_texts":4},)"
               R"({"texts":10,"accuracy":0.75,"profiles":3,"concepts":200,"entries":60,)"
-              R"("largest_profile":20,"cpu_seconds":1.25}])");
+              R"("largest_profile":20,"cpu_seconds":1.25,"correct":3,"test_texts":4}])");
     EXPECT_FALSE(report_json(example_evaluation(), 0).contains("learning"));
 }
 

@@ -152,6 +152,21 @@ TEST(ReportTest, AnsweredTextsAreTheFirstFigureIfSomeAreRejected) {
                           "\nbest label"));
 }
 
+TEST(ReportTest, FiguresOfNoAnsweredTextAreDashes) {
+    Evaluation evaluation = printed_evaluation();
+    evaluation.rejection = {1.0, 10, 0};
+    evaluation.metrics = {};
+
+    const std::string report = report_of(evaluation, 10);
+
+    EXPECT_THAT(report,
+                HasSubstr("answered              0.00 %    0.00 - 27.75 %           0 of 10\n"));
+    EXPECT_THAT(report,
+                HasSubstr("\naccuracy                   -                              0 of 0\n"));
+    EXPECT_THAT(report,
+                HasSubstr("\nECE of best                -                                   0\n"));
+}
+
 TEST(ReportTest, ThresholdOfAWantedPrecisionIsShownWithTheFiguresOfTheTestTexts) {
     Evaluation evaluation = printed_evaluation();
     evaluation.wanted_precision = {0.95, true, 0.625, 12000, 0, 1000, 600, 600};
@@ -178,23 +193,23 @@ TEST(ReportTest, PrecisionThatCannotBeReachedHasNoThreshold) {
     evaluation.wanted_precision = {0.999, true, {}, 1000, 5, 1000, 0, 0};
 
     EXPECT_THAT(report_of(evaluation, 10),
-                HasSubstr("\nwanted precision 99.90 %: no threshold of the confidence proves it "
-                          "with 1,000 test texts (too few, or too many wrong answers)\n\n"));
+                HasSubstr("\nwanted precision 99.90 %: no threshold of the confidence can be "
+                          "proved to reach it (1,000 test texts)\n\n"));
 }
 
 TEST(ReportTest, EachLearnedBulkIsShown) {
     Evaluation evaluation = printed_evaluation();
-    evaluation.learning = {{0, 0.5, {2, 12345, 4003, 2500}, 0.0},
-                           {1000, 0.75, {3, 20000, 6000, 2000}, 1.25}};
+    evaluation.learning = {{0, 0.5, {2, 12345, 4003, 2500}, 0.0, 50, 100},
+                           {1000, 0.75, {3, 20000, 6000, 2000}, 1.25, 75, 100}};
 
     EXPECT_THAT(report_of(evaluation, 10),
                 HasSubstr("\n"
-                          "learning             texts    accuracy    concepts per profile     "
-                          "largest    CPU time\n"
-                          "before                   0     50.00 %      12,345       2,001       "
-                          "2,500      0.00 s\n"
-                          "bulk 1               1,000     75.00 %      20,000       2,000       "
-                          "2,000      1.25 s\n"));
+                          "learning             texts    accuracy        95 %    concepts per "
+                          "profile     largest    CPU time\n"
+                          "before                   0     50.00 %   40.4-59.6      12,345       "
+                          "2,001       2,500      0.00 s\n"
+                          "bulk 1               1,000     75.00 %   65.7-82.5      20,000       "
+                          "2,000       2,000      1.25 s\n"));
     EXPECT_THAT(report_of(printed_evaluation(), 10), Not(HasSubstr("learning")));
 }
 

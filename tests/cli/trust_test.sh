@@ -68,8 +68,13 @@ prints out "$answered of $all"
 expect 0 evaluate shop.kc "$test" --reject 0 --json
 [[ $(figure "report['rejection']['answered']") == "$all" ]] || fail "$command: a text is rejected"
 printf 'games\t:-)\n' >none.tsv
-expect 0 evaluate shop.kc none.tsv --reject 0.5
+expect 0 evaluate shop.kc none.tsv --reject 1
 prints out '0 of 1'
+prints out 'accuracy                   -                              0 of 0'
+expect 0 evaluate shop.kc none.tsv --reject 1 --json
+[[ $(figure "report['accuracy'], report['ece_top'], report['intervals']['ece_top'],
+    report['rejection']['answered_share']") == "None None None 0.0" ]] ||
+    fail "$command: figures of no answers"
 expect 0 evaluate --cv 3 "$train" --calibrate --reject 0.8
 prints out 'reject 0.8000           mean      spread   all texts'
 
@@ -92,7 +97,7 @@ prints out '5 folds '
 expect 0 evaluate --cv 4 "$train" --want-precision 0.9 --json
 [[ $(figure "report['all_texts']['wanted_precision']['folds']") == 4 ]] || fail "$command: other folds"
 expect 0 evaluate shop.kc "$test" --want-precision 0.9999
-prints out 'wanted precision 99.99 %: no threshold of the confidence proves it with'
+prints out 'wanted precision 99.99 %: no threshold of the confidence can be proved to reach it'
 expect 0 evaluate shop.kc none.tsv --want-precision 0.5
 prints out 'no threshold of the confidence'
 

@@ -458,6 +458,11 @@ class ConfidenceTest(FolderTest):
         row = confidence.calibration_row("mail", self.report(threshold=None)).split()
         self.assertEqual(row[-3:], ["none", "-", "50.0"])
 
+    def test_precision_of_no_answered_text_is_a_dash(self):
+        report = self.report()
+        report["wanted_precision"].update(precision=None, precision_interval=None, share=0)
+        self.assertEqual(confidence.calibration_row("mail", report).split()[-3:], ["0.7500", "-", "0.0"])
+
     def test_texts_of_no_category_are_divided_from_the_others(self):
         corpus = self.write_corpus("mail", train="a\tone\nnone\ttwo\n", test="none,b\tx\nb\ty\nnone\tz\n")
         inside, outside_test = confidence.divided(corpus, "none", self.folder)
