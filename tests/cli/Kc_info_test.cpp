@@ -129,7 +129,7 @@ TEST(KcInfoTest, IdentityAndOptionalSettingsAreShown) {
 
 TEST(KcInfoTest, ConfidenceMapIsShownByItsAnswersOnly) {
     zeManager manager;
-    manager.m_config.set_optional("zandrel.confidence", "1 2 0 10000 0 31:1000:1000");
+    manager.m_config.set_optional("zandrel.confidence", "1 2 0 10000 0 31:1000:1000:900");
     const Kc_info whole = kc_info(manager);
     manager.m_config.set_optional("zandrel.confidence", "broken");
     const Kc_info damaged = kc_info(manager);
