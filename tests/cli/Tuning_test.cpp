@@ -166,7 +166,7 @@ TEST_F(TuningTest, ResultIsTheSameInEachRunAndWithSeveralJobs) {
     EXPECT_EQ(first.search.defaults.texts, 90U) << "all folds";
 }
 
-// With the words only as stems the two labels of a test text can be told apart: each form of a verb
+// With the words only as stems the two labels of a test text differ: each form of a verb
 // is in one text only.
 TEST_F(TuningTest, SettingThatGainsClearlyIsChosen) {
     std::string data;
