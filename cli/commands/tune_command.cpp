@@ -30,10 +30,10 @@ namespace zandrel::cli {
 namespace {
 
 constexpr const char* kTuneNotes =
-    R"(tune trains models with many settings on parts of the data, tests them on the rest, and drops the worse
-half again and again. The settings that are left are compared with the defaults in three folds of all
-texts. The best one replaces the defaults only if its gain is more than two standard errors; otherwise
-the file says the defaults. A search takes 40 to 130 times as long as one training. Of texts with the same
+    R"(tune trains models with many settings on parts of the data and tests them on the rest. After each round
+only the best settings remain. They are compared with the defaults in three folds of all texts. The best
+one replaces the defaults only if its gain is more than two standard errors; otherwise the file contains
+the defaults. A search takes 40 to 130 times as long as one training. Of texts with the same
 text and labels only one takes part.
 
 The search tries phrases and words, with the endings of words and without them (--stem), larger profiles,
@@ -130,7 +130,7 @@ std::string error_of_time(const std::string& text) {
 }
 
 void add_search_options(CLI::App& command, Tune_words& words) {
-    command.add_option("--metric", words.metric, "What to improve: accuracy, macro-f1 or brier")
+    command.add_option("--metric", words.metric, "Metric to improve: accuracy, macro-f1 or brier")
         ->capture_default_str()
         ->check(CLI::IsMember({"accuracy", "macro-f1", "brier"}).description(""))
         ->type_name("METRIC");
@@ -143,7 +143,7 @@ void add_search_options(CLI::App& command, Tune_words& words) {
     languages.emplace_back("none");
     command
         .add_option("--stem", words.options.stem_language,
-                    "Language whose endings some settings remove; none: no setting does")
+                    "Language whose endings some settings remove; none: keep all endings")
         ->capture_default_str()
         ->check(CLI::IsMember(languages).description(""))
         ->type_name("LANGUAGE");
@@ -157,8 +157,8 @@ void add_search_options(CLI::App& command, Tune_words& words) {
 
 void add_tune_command(CLI::App& app) {
     const auto words = std::make_shared<Tune_words>();
-    CLI::App* const command =
-        app.add_subcommand("tune", "Search the best settings for data files, as an options file");
+    CLI::App* const command = app.add_subcommand(
+        "tune", "Search for the best settings for data files, as an options file");
     command->add_option("DATA", words->options.data_files, "Data files; -: standard input")
         ->required()
         ->type_name("");

@@ -117,7 +117,7 @@ Json wanted_json(const Wanted_precision& wanted) {
     return json;
 }
 
-// What the figures of quality do not have: how certain they are, and how far to trust an answer.
+// Adds the intervals, and the figures of trust in an answer.
 void add_trust(const Evaluation& evaluation, Json& json) {
     add_intervals(evaluation, json);
     add_bins(evaluation, json);

@@ -11,8 +11,8 @@
 //   answers    59   93  124  153
 //   wrong       0    1    2    3   so many still prove 0.95
 //
-// A model of which 1 % of the surest answers are wrong has a wrong one among 59 in 45 % of all
-// cases, but three among 124 only in 13 %.
+// A model of which 1 % of the most certain answers are wrong has a wrong one among 59 in 45 % of
+// all cases, but three among 124 only in 13 %.
 #include "cli/evaluate/Wanted_precision.h"
 
 #include <algorithm>

@@ -26,14 +26,14 @@ namespace zandrel::cli {
 std::optional<double> threshold_for(double precision, std::vector<Trusted_answer> answers);
 
 // The precision that was wanted, and the precision that the threshold has reached for texts that
-// have not chosen it. Precision is the share of right answers among the answered texts.
+// were not used to choose it. Precision is the share of right answers among the answered texts.
 struct Wanted_precision {
     double wanted = 0.0;
     bool is_confidence = false;       // `threshold` is for confidences, otherwise for scores
     std::optional<double> threshold;  // for use; missing if the precision cannot be reached
-    std::size_t chosen_from = 0;      // texts that have chosen `threshold`
-    // Above 0: the test texts themselves have chosen it. Then each of so many folds was answered
-    // with a threshold that the other folds have chosen. 0: training texts have chosen it.
+    std::size_t chosen_from = 0;      // texts used to choose `threshold`
+    // Above 0: it was chosen from the test texts. Then each of so many folds was answered with a
+    // threshold chosen from the other folds. 0: it was chosen from training texts.
     std::size_t fold_count = 0;
     // Of the test texts.
     std::size_t texts = 0;

@@ -167,7 +167,7 @@ std::string calibration_hint(const Evaluation& evaluation) {
     const std::string name = has_confidence ? "confidence" : "score of the best label";
     const std::string verdict = difference > 0.03    ? "it is too low on average"
                                 : difference < -0.03 ? "it is too high on average"
-                                                     : "on average it means what it says";
+                                                     : "on average both are equal";
     return hint("The mean " + name + " is " + figure_text(promised / count, kShare) + ", and " +
                 figure_text(right / count, kShare) + " of the answers are right: " + verdict +
                 ". <a href=\"#calibration\">Calibration</a>");

@@ -73,8 +73,9 @@ std::string calibration_note(const Evaluation& evaluation) {
                      "The confidence is the score, corrected by what the model has learned "
                      "from its own mistakes."
                : meaning +
-                     "This model has no confidence map, which makes the score of the best "
-                     "label mean what it says; zandrel train --calibrate makes one.";
+                     "This model has no confidence map. A confidence is corrected, so that it "
+                     "equals "
+                     "the share of right answers; zandrel train --calibrate makes a map.";
 }
 
 std::string calibration_figures(const Evaluation& evaluation) {

@@ -1,4 +1,5 @@
-// Halving: finds the best of many settings. Cheap trials exclude the worse half again and again.
+// Halving: finds the best of many settings. After each round of trials only the best ones
+// remain.
 #ifndef ZANDREL_CLI_TUNE_HALVING_H_
 #define ZANDREL_CLI_TUNE_HALVING_H_
 

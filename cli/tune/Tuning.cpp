@@ -52,7 +52,7 @@ private:
 
 enum class Role : unsigned char { kUnused, kTrained, kTested };
 
-// The texts of a part, while this object lives. Then they are in their places again.
+// Moves the texts of a part into two lists. The destructor moves them back.
 class Texts_of_part {
 public:
     // BORROWS: both lists. `roles`: of each text.

@@ -115,7 +115,7 @@ constexpr const char* kNoProbabilities =
 std::string limit_of(const Tuning& tuning) {
     return "--time " + shown_seconds(*tuning.seconds) +
            (tuning.search.is_complete ? " was enough for the whole search"
-                                      : " ended the search before its end");
+                                      : " ended the search; some trials were not made");
 }
 
 // The settings by their figures: later rounds first, then better values.

@@ -332,7 +332,7 @@ class Use(unittest.TestCase):
     def test_list_can_have_the_focus(self):
         self.assertEqual(browser.find("#cell .list").get_attribute("tabindex"), "0")
 
-    def test_orders_of_the_matrix(self):
+    def test_matrix_is_sorted_by_the_chosen_order(self):
         order = lambda: browser.run("return matrix.order.map(i => matrix.names[i])")
         chosen = browser.find("#matrix-order")
         chosen.send_keys("by name")
@@ -407,7 +407,7 @@ class Form(unittest.TestCase):
                 ".concat([...document.querySelectorAll('a[href^=\"#\"]')].map(e => e.hash.slice(1)))")
             self.assertLessEqual(set(references), set(ids), page)
 
-    def test_everything_has_a_name(self):
+    def test_each_control_and_figure_has_a_name(self):
         for page in self.PAGES:
             open_page(page)
             nameless = browser.run("""
@@ -554,14 +554,14 @@ class Hostile(unittest.TestCase):
     def setUp(self):
         open_page("hostile")
 
-    def test_nothing_of_them_becomes_markup(self):
+    def test_hostile_texts_do_not_become_markup(self):
         self.assertIsNone(browser.run("return window.broken"))
         elements = Elements((folder / "hostile.html").read_text())
         self.assertEqual(elements.tags.count("script"), 2)
         self.assertEqual(elements.tags.count("img"), 0)
         self.assertEqual([name for name, _ in elements.attributes if name.startswith("on")], [])
 
-    def test_names_are_shown(self):
+    def test_hostile_names_are_shown(self):
         names = browser.run(
             "return [...document.querySelectorAll('#category-table tbody th')].map(e => e.textContent)")
         self.assertEqual(sorted(names), sorted(HOSTILE_NAMES))

@@ -427,8 +427,19 @@ TEST_F(EvaluationTest, ObserverSeesTheModelBeforeItLearns) {
 // Each word has one label in them. A text with a word of each label is uncertain.
 constexpr const char* kClearTexts = "sport\tgoal ball\nfood\tbread soup\n";
 
+// The same texts so many times, each with a word of its own: calibration keeps copies of a text
+// together.
+std::string different_clear_texts(int count) {
+    std::string lines;
+    for (int i = 0; i < count; ++i) {
+        const std::string word(static_cast<std::size_t>(i + 1), 'x');
+        lines += "sport\tgoal ball " + word + "\nfood\tbread soup " + word + "\n";
+    }
+    return lines;
+}
+
 TEST_F(EvaluationTest, TextsOfLowConfidenceAreNotAnsweredIfRequested) {
-    Train(times(30, kClearTexts));
+    Train(different_clear_texts(30));
     Test(times(20, kClearTexts) + times(10, "sport\tgoal bread\n"));
     m_options.calibrates = true;
     Text_recorder recorder;
@@ -510,7 +521,7 @@ TEST_F(EvaluationTest, RejectionNeedsAContainerWithConfidences) {
 }
 
 TEST_F(EvaluationTest, TrainingTextsChooseTheThresholdByScoreWithoutAMap) {
-    Train(times(30, kClearTexts));
+    Train(different_clear_texts(30));
     Test(times(20, kClearTexts));
     m_options.wanted_precision = 0.9;
 

@@ -30,7 +30,7 @@ TEST(HtmlTextTest, ControlCharactersAndBytesThatAreNotUtf8AreShown) {
     EXPECT_EQ(page_text("\u202eabc", 100), "\\xE2\\x80\\xAEabc");
 }
 
-TEST(HtmlTextTest, TextOfTheLimitIsNotCut) {
+TEST(HtmlTextTest, TextAsLongAsTheLimitIsNotCut) {
     EXPECT_EQ(page_text("äöü", 3), "äöü");
     EXPECT_EQ(page_text("", 0), "");
 }

@@ -95,7 +95,7 @@ TEST(IntervalTest, NumberOfTextsLimitsTheCertaintyOfAMean) {
 }
 
 // A variance above that of one text: as uncertain as one text.
-TEST(IntervalTest, LargeVarianceIsThatOfOneText) {
+TEST(IntervalTest, VarianceAboveThatOfOneTextIsLimited) {
     const Interval interval = mean_share_interval(0.5, 10.0, 100);
 
     EXPECT_NEAR(interval.low, 0.0546, 0.00005);
@@ -116,7 +116,7 @@ TEST(IntervalTest, F1OfALabelIsBetweenTheF1sOfTheEndsOfItsHits) {
     EXPECT_LT(f1_interval(tally).low, tally.f1());
 }
 
-TEST(IntervalTest, PrecisionIsOfGivenTextsAndRecallOfTextsWithTheLabel) {
+TEST(IntervalTest, PrecisionDividesByGivenTextsAndRecallByTextsWithTheLabel) {
     const Tally tally = {8, 92, 2};
 
     expect_interval(precision_interval(tally), 0.4902, 0.9433);

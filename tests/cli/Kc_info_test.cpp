@@ -107,21 +107,6 @@ TEST(KcInfoTest, CompactContainerWithItsFlagAndFullContainerAreShownNormally) {
     }
 }
 
-TEST(KcInfoTest, DamagedConfidenceMapIsNamed) {
-    zeManager manager;
-    manager.m_config.set_optional("zandrel.confidence", "damaged");
-
-    const Kc_info info = kc_info(manager);
-    std::ostringstream out;
-    print_kc_info(info, out);
-
-    EXPECT_TRUE(info.has_damaged_confidence);
-    EXPECT_NE(out.str().find("\n  confidence          damaged; "), std::string::npos);
-    EXPECT_EQ(kc_info_json(info)["confidence_damaged"], true);
-    manager.m_config.optional.clear();
-    EXPECT_FALSE(kc_info_json(kc_info(manager)).contains("confidence_damaged"));
-}
-
 TEST(KcInfoTest, IdentityAndOptionalSettingsAreShown) {
     zeManager manager;
     manager.m_config.kc_id = 7;
@@ -144,7 +129,7 @@ TEST(KcInfoTest, IdentityAndOptionalSettingsAreShown) {
 
 TEST(KcInfoTest, ConfidenceMapIsShownByItsAnswersOnly) {
     zeManager manager;
-    manager.m_config.set_optional("zandrel.confidence", "1 2 0 10000 0 31:1000:1000");
+    manager.m_config.set_optional("zandrel.confidence", "1 2 0 10000 0 31:1000:1000:900");
     const Kc_info whole = kc_info(manager);
     manager.m_config.set_optional("zandrel.confidence", "broken");
     const Kc_info damaged = kc_info(manager);

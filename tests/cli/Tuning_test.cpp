@@ -166,7 +166,7 @@ TEST_F(TuningTest, ResultIsTheSameInEachRunAndWithSeveralJobs) {
     EXPECT_EQ(first.search.defaults.texts, 90U) << "all folds";
 }
 
-// With the words only as stems the two labels of a test text can be told apart: each form of a verb
+// With the words only as stems the two labels of a test text differ: each form of a verb
 // is in one text only.
 TEST_F(TuningTest, SettingThatGainsClearlyIsChosen) {
     std::string data;
@@ -280,7 +280,8 @@ TEST_F(TuningTest, NoTimeLeavesTheDefaults) {
     EXPECT_THAT(FileOf(tuning), Not(HasSubstr("two standard errors")));
     EXPECT_THAT(TableOf(tuning), Not(HasSubstr("two standard errors")));
     const char* const limit =
-        "The result depends on the machine: --time 0.000000001 ended the search before its end.\n";
+        "The result depends on the machine: --time 0.000000001 ended the search; some trials were "
+        "not made.\n";
     EXPECT_THAT(FileOf(tuning), HasSubstr(limit));
     EXPECT_THAT(TableOf(tuning), HasSubstr(limit));
 }
@@ -319,7 +320,8 @@ TEST(TuningReportTest, ReasonForTheDefaultsNamesOnlyWhatWasCompared) {
 
     EXPECT_THAT(file.str(), HasSubstr("# The defaults: no setting that was compared in time gains "
                                       "more than two standard errors.\n"));
-    EXPECT_THAT(file.str(), HasSubstr(": --time 0.5 ended the search before its end.\n"));
+    EXPECT_THAT(file.str(),
+                HasSubstr(": --time 0.5 ended the search; some trials were not made.\n"));
 }
 
 TEST(TuningReportTest, JsonHasIntervalsAndNumbersOfTexts) {

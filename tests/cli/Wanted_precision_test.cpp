@@ -72,7 +72,8 @@ TEST(WantedPrecisionTest, FewAnswersBeginWithTheFewestThatCanProve) {
     EXPECT_FALSE(threshold_for(0.95, answers).has_value());
 }
 
-// The surest 150 answers have 10 wrong ones, so they do not prove 0.95. All 2,000 would prove it.
+// The most certain 150 answers have 10 wrong ones, so they do not prove 0.95. All 2,000 would prove
+// it.
 TEST(WantedPrecisionTest, NoThresholdIsTestedBelowOneThatProvesNothing) {
     Known_answers answers;
     add_answers(answers, 0.8, 150, 10);
@@ -81,7 +82,7 @@ TEST(WantedPrecisionTest, NoThresholdIsTestedBelowOneThatProvesNothing) {
     EXPECT_FALSE(threshold_for(0.95, answers).has_value());
 }
 
-// A twentieth of 4,000 answers is 200: the 150 surest are not tested without 50 others.
+// A twentieth of 4,000 answers is 200: the most certain 150 are not tested without 50 others.
 TEST(WantedPrecisionTest, FirstThresholdHasATwentiethOfTheAnswers) {
     Known_answers answers;
     add_answers(answers, 0.8, 150, 4);

@@ -2,8 +2,9 @@
 // 8; the outer cells also have all answers beyond. The curve is made from the counts:
 //
 //   1. Join neighbouring cells into at most 16 groups, each with at least 1/16 of the answers.
-//   2. The chance of a group is its share of right answers, together with 20 answers of which the
-//      share is right that the mean index of the group says.
+//   2. To each group we add 20 assumed answers. Their share of right ones is the chance of the mean
+//      index of the group, chance_of_index(mean index). The chance of the group is the share of
+//      right ones among all its answers.
 //   3. While a group has a lower chance than the group before it, join the two (pool adjacent
 //      violators). So the chances are ascending.
 //   4. The chance of the joined groups is the same from the mean index of the first one to that of
@@ -66,7 +67,7 @@ constexpr std::int64_t kKeptAnswers = 5000 * kThousandth;
 constexpr std::uint64_t kMostEver = std::uint64_t{1} << 53U;
 
 constexpr std::int64_t kGroups = 16;
-constexpr double kExpectedAnswers = 20.0 * kThousandth;  // of step 2
+constexpr double kAssumedAnswers = 20.0 * kThousandth;  // of step 2
 constexpr double kSlopeAfterCurve = 0.25;
 constexpr int kEvidenceParts = 4;
 constexpr double kLeastEvidence = 8.0;   // below it the scores may be right
@@ -104,11 +105,11 @@ struct Pooled_groups {
 };
 
 // Adds the answers of step 2.
-void add_expected(Cell_group& group) {
+void add_assumed(Cell_group& group) {
     const double index = group.index();
-    group.right += kExpectedAnswers * chance_of_index(index);
-    group.all += kExpectedAnswers;
-    group.index_sum += kExpectedAnswers * index;
+    group.right += kAssumedAnswers * chance_of_index(index);
+    group.all += kAssumedAnswers;
+    group.index_sum += kAssumedAnswers * index;
 }
 
 // Adds a group after groups whose chances are ascending, and joins groups so that they still are.
@@ -292,7 +293,7 @@ void Confidence_map::make_curve() {
         std::clamp((evidence - kLeastEvidence) / (kClearEvidence - kLeastEvidence), 0.0, 1.0);
     std::vector<Pooled_groups> pools;
     for (Cell_group& group : groups) {
-        add_expected(group);
+        add_assumed(group);
         add_pooled(group, pools);
     }
     m_curve.clear();

@@ -16,10 +16,10 @@ class zeManager;
 
 namespace zandrel {
 
-// What the answers of a container depend on, except for what its classifiers have learned: the tree
-// without names and notes, and the settings that scores depend on. Names of categories matter only
-// where two leaves have the same one. Make one before an edit. It is empty, and costs nothing, if
-// the container has no confidence map.
+// All that the answers of a container depend on, except for what its classifiers have learned: the
+// tree without names and notes, and the settings that scores depend on. Names of categories matter
+// only where two leaves have the same one. Make one before an edit. It is empty, and costs nothing,
+// if the container has no confidence map.
 //
 // It takes the map out of the container until settle_confidence. An edit of a container in cached
 // form can write its tree before it ends, and the file must then have no map of the old tree.

@@ -8,18 +8,18 @@
 //
 //     root
 //       mail             $from(?)     top category: empty
-//         work           "office"     mail
+//         office         "office"     mail
 //           invoices     "Invoice"    mail
 //       other            default      not in the list
 //
 // PrintConceptRules writes this if "Invoice" has the second form "invoice". The rule of mail has no
 // concept, and "office" has no second form.
 //
-//     Path: root/mail/work
+//     Path: root/mail/office
 //     Rule: "office"
 //
 //
-//     Path: root/mail/work/invoices
+//     Path: root/mail/office/invoices
 //     Rule: "Invoice"
 //       Original: [Invoice]   Processed: [invoice]
 //

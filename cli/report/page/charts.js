@@ -27,8 +27,8 @@ const scales = (area, lowX, highX, lowY, highY) => [
     (value - lowY) / (highY - lowY) * (area.height - area.top - area.bottom)];
 const shareTicks = [0, 0.2, 0.4, 0.6, 0.8, 1].map((at) => [at, `${Math.round(100 * at)}`]);
 
-// A point for each bin. Points on the dashed line mean what they say. The bars below show how many
-// texts a bin has.
+// A point for each bin. On the dashed line the mean equals the share of right answers. The
+// bars below show how many texts a bin has.
 function reliability(of) {
   const svg = picture(`Reliability of the ${of.name}`,
     `${counted(of.bins.length, "bin")} of texts. A point shows the share of right answers for a mean ` +

@@ -7,8 +7,8 @@ const wordEffects = {
 };
 const wordMeanings = {
   both: ["supports the wrong answer more", "supports the right label more"],
-  wrong: ["supports the wrong answer", "speaks against the wrong answer"],
-  right: ["speaks against the right label", "supports the right label"],
+  wrong: ["supports the wrong answer", "is against the wrong answer"],
+  right: ["is against the right label", "supports the right label"],
 };
 
 function markWords(mode) {
