@@ -115,7 +115,10 @@ void settle_divided_data(Evaluate_words& words) {
 void settle_container(Evaluate_words& words) {
     for (const CLI::Option* const option : words.not_of_container) {
         if (option->count() > 0) {
-            throw CLI::ExcludesError("KC", option->get_name());
+            const std::string name = option->get_name();
+            const bool has_remedy = name == "--calibrate";
+            throw CLI::ExcludesError(
+                "KC", has_remedy ? name + "; train the container with --calibrate" : name);
         }
     }
     require(words.data_files.empty() ? "" : words.data_files.front(), "DATA");

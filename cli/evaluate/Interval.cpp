@@ -113,7 +113,7 @@ Interval calibration_interval(double error, const Sampled_figure& by_chance, dou
                               double least_high) {
     const double most_by_chance = by_chance.mean + kZ * std::sqrt(by_chance.variance);
     const double high = error + kZ * std::sqrt(variance);
-    return {std::max(error - most_by_chance, 0.0), std::max(high, least_high)};
+    return {std::max(error - most_by_chance, 0.0), std::min(std::max(high, least_high), 1.0)};
 }
 
 }  // namespace zandrel::cli

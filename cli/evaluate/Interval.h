@@ -54,7 +54,8 @@ Interval mean_interval(double mean, double variance);
 // to each distance, so the error of few texts is above that of infinitely many on average. So the
 // interval reaches further down than up. `by_chance`: the error that the same texts have if each
 // score is exactly true. Chance adds no more than this to any error. So `low` is above 0 only if
-// chance can not explain the error. `variance`: of `error`.   `least_high`: `high` is not below it.
+// chance can not explain the error. `variance`: of `error`.   `least_high`: `high` is not below it,
+// and not above 1, the greatest error.
 Interval calibration_interval(double error, const Sampled_figure& by_chance, double variance,
                               double least_high);
 

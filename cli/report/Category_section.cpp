@@ -70,7 +70,7 @@ std::string category_rows(const Evaluation& evaluation, const Report_data& data)
         const bool occurs = place != data.labels.end() && *place == each.label;
         const auto index = static_cast<std::size_t>(place - data.labels.begin());
         html += category_row(each, occurs ? data.tallies[index] : Tally(),
-                             page_text(each.label, kLongestCategory),
+                             page_name(each.label, kLongestCategory),
                              occurs ? std::to_string(index) : "");
     }
     return html;
@@ -102,7 +102,7 @@ std::string confusion_rows(const Report_data& data) {
     for (const Report_cell* const cell : cells) {
         const std::string answer = cell->column < data.names.size()
                                        ? "<bdi>" + html_escaped(data.names[cell->column]) + "</bdi>"
-                                       : "<i>no answer</i>";
+                                       : "<i>(no answer)</i>";
         const double share = ratio(static_cast<double>(cell->texts), sizes[cell->row]);
         html += "<tr><th scope=\"row\"" + html_attribute("data-row", std::to_string(cell->row)) +
                 html_attribute("data-column", std::to_string(cell->column)) + "><bdi>" +

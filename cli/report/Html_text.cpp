@@ -51,6 +51,11 @@ std::string page_text(std::string_view text, std::size_t longest) {
     return shown_text(line) + (end < text.size() ? "\u2026" : "");
 }
 
+std::string page_name(std::string_view label, std::size_t longest) {
+    const std::string name = page_text(label, longest);
+    return name.find_first_not_of(' ') == std::string::npos ? "(blank)" : name;
+}
+
 std::string html_escaped(std::string_view text) {
     std::string html;
     html.reserve(text.size());

@@ -16,6 +16,10 @@ namespace zandrel::cli {
 // HTML.   COST: linear in the bytes that are shown, not in those that are cut.
 std::string page_text(std::string_view text, std::size_t longest);
 
+// The name of a category as page_text, and "(blank)" for one of blanks only, which would be a
+// button without a name.
+std::string page_name(std::string_view label, std::size_t longest);
+
 // Escapes the five characters that have a meaning in HTML, for contents and for quoted attributes.
 // REQUIRES: UTF-8.
 std::string html_escaped(std::string_view text);

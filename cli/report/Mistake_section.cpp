@@ -55,8 +55,9 @@ std::string mistake_item(const Mistake& mistake, const Report_data& data) {
     if (sample.confidence) {
         notes += ", confidence " + figure_text(*sample.confidence, kShare);
     }
+    std::string labels;
     if (!sample.labels.empty()) {
-        notes += "; all labels of the text: " + sample.labels;
+        labels = "; all labels of the text: <bdi>" + html_escaped(sample.labels) + "</bdi>";
     }
     std::string text;
     for (const Text_piece& piece : mistake.pieces) {
@@ -66,7 +67,7 @@ std::string mistake_item(const Mistake& mistake, const Report_data& data) {
         text = html_escaped(sample.text);
     }
     return "<li class=\"mistake\"><h3>" + html_name(label) + " got the answer " +
-           html_name(answer) + "</h3><small>" + html_escaped(notes) +
+           html_name(answer) + "</h3><small>" + html_escaped(notes) + labels +
            "</small><p class=\"text\" dir=\"auto\">" + text + "</p><div class=\"words\">" +
            concept_list("wrong", answer, mistake.for_wrong) +
            concept_list("right", label, mistake.for_right) + "</div></li>\n";
@@ -96,15 +97,36 @@ void close_lists(std::size_t& open, std::size_t depth, std::string& html) {
     }
 }
 
+// Such texts count as wrong, but no list shows them, since they have no wrong label.
+std::size_t unanswered_texts(const Report_data& data) {
+    std::size_t texts = 0;
+    for (const Report_cell& cell : data.cells) {
+        texts += cell.column == data.names.size() ? cell.texts : 0;
+    }
+    return texts;
+}
+
+std::string listed_mistakes(std::size_t listed, std::size_t all) {
+    if (all == 1) {
+        return "The only wrong answer.";
+    }
+    return listed == all ? "All " + grouped(all) + " wrong answers, the highest scores first."
+                         : "The " + counted(listed, "wrong answer") +
+                               " with the highest scores, of " + grouped(all) + ".";
+}
+
 }  // namespace
 
 std::string mistakes_note(const Report_data& data) {
+    const std::size_t unanswered = unanswered_texts(data);
+    const std::string rest =
+        unanswered == 0 ? "" : " " + counted(unanswered, "text") + " got no answer.";
     if (data.mistakes.empty()) {
-        return "There is no wrong answer.";
+        return (unanswered == 0 ? "There is no wrong answer." : "No text got a wrong label.") +
+               rest;
     }
-    return "The " + counted(data.mistakes.size(), "wrong answer") +
-           " with the highest scores, of " + grouped(data.mistake_count) +
-           ". The number after a word or phrase is how much more it adds to the log odds of one "
+    return listed_mistakes(data.mistakes.size(), data.mistake_count - unanswered) + rest +
+           " The number after a word or phrase is how much more it adds to the log odds of one "
            "label than to those of the other one. Long texts are cut after " +
            grouped(kLongestMistake) + " characters.";
 }

@@ -219,7 +219,7 @@ Report_data Report_collector::data() const {
         number_of_old[number] = data.names.size();
         numbers.emplace(name, data.names.size());
         data.labels.push_back(name);
-        data.names.push_back(page_text(name, kLongestCategory));
+        data.names.push_back(page_name(name, kLongestCategory));
         data.tallies.push_back(m_tallies[number]);
     }
     std::vector<std::size_t> sizes(data.names.size());

@@ -32,6 +32,12 @@ double rounded(double value) {
     return std::stod(with_decimals(value, 4));
 }
 
+// Numbers of charts. The script rounds them to 1 decimal of a percentage, so more decimals here
+// keep its result equal to that of the tables: 0.86449 is 86.4 %, but 0.8645 is 86.5 %.
+double chart_number(double value) {
+    return std::stod(with_decimals(value, 6));
+}
+
 Json sample_json(const Report_sample& sample) {
     Json json = {sample.text, rounded(sample.score), rounded(sample.label_score)};
     json.push_back(sample.confidence ? Json(rounded(*sample.confidence)) : Json(nullptr));
@@ -63,8 +69,9 @@ Json calibration_json(const char* name, const Best_calibration& calibration,
     for (const Calibration_bin& bin : calibration.bins) {
         if (bin.count > 0) {
             const Interval interval = bin.share_interval();
-            bins.push_back(Json::array({rounded(bin.mean_score), rounded(bin.share_right()),
-                                        rounded(interval.low), rounded(interval.high), bin.count}));
+            bins.push_back(
+                Json::array({chart_number(bin.mean_score), chart_number(bin.share_right()),
+                             chart_number(interval.low), chart_number(interval.high), bin.count}));
         }
     }
     return {{"name", name}, {"bins", bins}, {"right", counts.right}, {"wrong", counts.wrong}};
@@ -75,10 +82,10 @@ Json answered_json(const Answered_share& answered) {
     Json points = Json::array();
     for (const Answered_point& point : answered.points) {
         const Interval interval = point.accuracy_interval();
-        points.push_back(
-            Json::array({rounded(point.share()), rounded(point.threshold),
-                         rounded(point.accuracy()), rounded(interval.low), rounded(interval.high),
-                         point.answered, is_in_answered_table(point.wanted_share)}));
+        points.push_back(Json::array({chart_number(point.share()), chart_number(point.threshold),
+                                      chart_number(point.accuracy()), chart_number(interval.low),
+                                      chart_number(interval.high), point.answered,
+                                      is_in_answered_table(point.wanted_share)}));
     }
     return {{"by", answered.is_confidence ? "confidence" : "score"}, {"points", points}};
 }
@@ -100,8 +107,15 @@ std::string answered_texts(const Evaluation& evaluation, const Report_data& data
     return evaluation.rejection ? grouped(data.texts) + " answered of " +
                                       counted(data.texts + data.rejected, "text") +
                                       " (those with a confidence of at least " +
-                                      with_decimals(evaluation.rejection->least_confidence, 3) + ")"
+                                      with_decimals(evaluation.rejection->least_confidence, 4) + ")"
                                 : counted(data.texts, "text");
+}
+
+// With rejection the categories of all texts, since those of the answered ones may be none.
+std::string category_count(const Evaluation& evaluation) {
+    const std::size_t count =
+        evaluation.rejection ? evaluation.assignments.categories.size() : evaluation.metrics.labels;
+    return count == 1 ? "1 category" : grouped(count) + " categories";
 }
 
 using Places = std::map<std::string_view, std::string>;
@@ -162,10 +176,7 @@ void write_report_page(const Report_source& source, const Evaluation& evaluation
         {"script", std::string(kPageScript)},
         {"title", html_escaped(source.title)},
         {"subtitle", html_escaped(answered_texts(evaluation, data) + " with " +
-                                  (evaluation.metrics.labels == 1
-                                       ? std::string("1 category")
-                                       : grouped(evaluation.metrics.labels) + " categories") +
-                                  ". " + source.subtitle)},
+                                  category_count(evaluation) + ". " + source.subtitle)},
         {"cards", figure_cards(evaluation, data)},
         {"hints", hint_items(evaluation, data)},
         {"facts", fact_items(facts)},

@@ -64,14 +64,17 @@ std::string trust_hint(const Evaluation& evaluation) {
     const auto point = std::find_if(points.begin(), points.end(), [](const Answered_point& each) {
         return each.accuracy() >= kTrustedShare;
     });
-    if (point == points.end() || evaluation.metrics.accuracy >= kTrustedShare) {
+    if (point == points.end() || point->answered < kFewTexts ||
+        evaluation.metrics.accuracy >= kTrustedShare) {
         return "";
     }
     return hint("If only texts with a " + trust_name(evaluation) + " of at least <b>" +
-                with_decimals(point->threshold, 3) + "</b> get an answer, " +
+                with_decimals(point->threshold, 4) + "</b> get an answer, " +
                 figure_text(point->accuracy(), kShare) + " of the answers are right (" +
                 interval_text(point->accuracy_interval(), kShare) + "), and " +
-                figure_text(point->share(), kShare) + " of the texts get one. " +
+                figure_text(point->share(), kShare) +
+                " of the texts get one. The threshold was chosen on these texts; " +
+                "<code>--want-precision</code> tests one on other texts. " +
                 "<a href=\"#answered\">More thresholds</a>");
 }
 
@@ -83,7 +86,7 @@ std::string wanted_hint(const Wanted_precision& wanted) {
     }
     return hint(
         "For " + aim + ", answer only texts with a " + name + " of at least <b>" +
-        with_decimals(*wanted.threshold, 3) + "</b>. On texts that were not used to choose it, " +
+        with_decimals(*wanted.threshold, 4) + "</b>. On texts that were not used to choose it, " +
         figure_text(wanted.precision(), kShare) + " of " + counted(wanted.answered, "answer") +
         " were right (" + interval_text(wanted.precision_interval(), kShare) + "), and " +
         figure_text(wanted.share(), kShare) + " of the texts got one.");
@@ -120,7 +123,8 @@ std::string weakest_hint(const Report_data& data) {
             weakest = i;
         }
     }
-    if (weakest == data.names.size()) {
+    if (weakest == data.names.size() || data.names.size() == 1 ||
+        data.tallies[weakest].f1() >= 1.0) {
         return "";
     }
     const Tally& tally = data.tallies[weakest];
@@ -156,7 +160,7 @@ std::string calibration_hint(const Evaluation& evaluation) {
         right += static_cast<double>(bin.right);
         count += static_cast<double>(bin.count);
     }
-    if (count == 0.0) {
+    if (count < static_cast<double>(kFewTexts)) {
         return "";
     }
     const double difference = (right - promised) / count;
@@ -173,6 +177,7 @@ std::string calibration_hint(const Evaluation& evaluation) {
 
 std::string figure_cards(const Evaluation& evaluation, const Report_data& data) {
     constexpr double kErrorAxis = 0.25;
+    constexpr double kBrierAxis = 2.0;  // the score of an answer that is surely wrong
     const std::vector<Shown_figure> all = shown_figures(evaluation);
     const std::string best_calibration = evaluation.confidence
                                              ? "Calibration error of the confidence"
@@ -184,7 +189,7 @@ std::string figure_cards(const Evaluation& evaluation, const Report_data& data) 
         } else if (figure.name == best_calibration) {
             html += card(figure, data.texts, kErrorAxis);
         } else if (figure.name == "Brier score") {
-            html += card(figure, data.texts, 1.0);
+            html += card(figure, data.texts, kBrierAxis);
         }
     }
     return html;

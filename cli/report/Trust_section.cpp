@@ -95,9 +95,7 @@ std::string calibration_figures(const Evaluation& evaluation) {
 std::string answered_note(const Evaluation& evaluation) {
     const std::string name = evaluation.answered.is_confidence ? "confidence" : "score";
     return std::string(evaluation.rejection ? "These figures are of all texts. " : "") +
-           "If texts with a low " + name +
-           " get no answer, more of the answers are right. The curve shows the accuracy of the "
-           "answered texts for each share of texts that get one.";
+           "If texts with a low " + name + " get no answer, more of the answers are right.";
 }
 
 bool is_in_answered_table(double wanted_share) {
@@ -106,12 +104,15 @@ bool is_in_answered_table(double wanted_share) {
                      static_cast<int>(std::lround(100.0 * wanted_share))) != kShares.end();
 }
 
+// A row that is the same as the one before, because many texts have its threshold, is left out.
 std::string answered_rows(const Evaluation& evaluation) {
     std::string html;
+    std::size_t before = 0;  // no point has no answer
     for (const Answered_point& point : evaluation.answered.points) {
-        if (is_in_answered_table(point.wanted_share)) {
+        if (is_in_answered_table(point.wanted_share) && point.answered != before) {
+            before = point.answered;
             html += "<tr><td class=\"number\">" + figure_text(point.share(), kShare) +
-                    "</td><td class=\"number\">" + with_decimals(point.threshold, 3) +
+                    "</td><td class=\"number\">" + with_decimals(point.threshold, 4) +
                     "</td><td class=\"number\">" + figure_text(point.accuracy(), kShare) +
                     " <small>" + interval_text(point.accuracy_interval(), kShare) +
                     "</small></td><td class=\"number\">" + grouped(point.right) + " of " +

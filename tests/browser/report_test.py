@@ -233,15 +233,17 @@ class Use(unittest.TestCase):
 
     def test_click_on_a_heading_sorts_and_says_so(self):
         heads = browser.find_all("#category-table thead th")
-        for column in range(1, len(heads)):
+        for column in range(len(heads)):
             button = heads[column].find_element("css selector", "button")
-            falls = "number" in heads[column].get_attribute("class")
+            # The names are sorted already, so the first click reverses them.
+            falls = column == 0 or "number" in heads[column].get_attribute("class")
             for reverse in (falls, not falls):
                 button.click()
                 self.assertEqual(self.values(column), sorted(self.values(column), reverse=reverse))
                 self.assertEqual(heads[column].get_attribute("aria-sort"),
                                  "descending" if reverse else "ascending")
-            self.assertIsNone(heads[0].get_attribute("aria-sort"))
+            others = [head for head in heads if head != heads[column]]
+            self.assertEqual([head.get_attribute("aria-sort") for head in others], [None] * len(others))
 
     def test_filter_shows_the_categories_that_contain_the_text(self):
         field = browser.find("#category-filter")
@@ -310,6 +312,25 @@ class Use(unittest.TestCase):
         self.assertEqual(browser.run("return document.activeElement.id"), "cell-title")
         browser.press(Keys.ESCAPE)
         self.assertEqual(browser.run("return document.activeElement.id"), "matrix")
+
+    def test_escape_returns_to_the_opener_after_two_steps(self):
+        opener = browser.find("#category-table tbody th button")
+        opener.click()
+        browser.find("#cell ul button").click()
+        browser.press(Keys.ESCAPE)
+        self.assertEqual(browser.driver.switch_to.active_element, opener)
+
+    def test_list_of_a_confusion_moves_the_cursor(self):
+        buttons = browser.find_all("#confusion-table tbody button")
+        for button in (buttons[-1], buttons[0]):
+            # The head of the table covers a row that is scrolled to the top.
+            browser.run("arguments[0].scrollIntoView({block: 'center'})", button)
+            button.click()
+            title = browser.text("#cell-title")
+            self.assertEqual(browser.text("#readout").split(":")[0], title)
+
+    def test_list_can_have_the_focus(self):
+        self.assertEqual(browser.find("#cell .list").get_attribute("tabindex"), "0")
 
     def test_matrix_is_sorted_by_the_chosen_order(self):
         order = lambda: browser.run("return matrix.order.map(i => matrix.names[i])")
@@ -441,6 +462,42 @@ class Form(unittest.TestCase):
                     }).filter(([, ratio]) => ratio < 4.5)""")
             self.assertEqual(low, [], "dark" if dark else "light")
 
+    def test_numbers_in_cells_have_enough_contrast(self):
+        """A row with two cells, for all shares of the first one."""
+        for dark in (False, True):
+            open_page("shop", dark=dark)
+            ratios = browser.run("""
+                const parts = c => c.match(/[\\d.]+/g).map(Number).slice(0, 3);
+                const light = c => {
+                    const [r, g, b] = c.map(v => v / 255)
+                        .map(v => v <= 0.04045 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4);
+                    return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+                };
+                const fill = selector => getComputedStyle(document.querySelector(selector));
+                const ratios = [];
+                for (let texts = 1; texts < 100; ++texts) {
+                    matrix.rows = matrix.names.map(() => []);
+                    matrix.rows[0] = [{row: 0, column: 0, texts}, {row: 0, column: 1, texts: 100 - texts}];
+                    drawMatrix();
+                    const numbers = [...document.querySelectorAll('#matrix text.inside')];
+                    ['right', 'wrong'].forEach((name, index) => {
+                        const style = fill(`#matrix path.${name}`), behind = parts(fill('#matrix .behind').fill);
+                        const opacity = Number(style.fillOpacity);
+                        const mixed = parts(style.fill).map((v, i) => opacity * v + (1 - opacity) * behind[i]);
+                        const one = light(parts(getComputedStyle(numbers[index]).fill)), other = light(mixed);
+                        ratios.push((Math.max(one, other) + 0.05) / (Math.min(one, other) + 0.05));
+                    });
+                }
+                return ratios;""")
+            self.assertEqual(len(ratios), 198)
+            self.assertGreaterEqual(min(ratios), 4.5, "dark" if dark else "light")
+
+    def test_table_of_answered_shares_is_not_cut(self):
+        for width in (768, 1000, 1100, 1280, 1400):
+            open_page("shop", width=width)
+            self.assertTrue(browser.run("const box = document.querySelector('#answered .scroll');"
+                                        "return box.scrollWidth <= box.clientWidth"), width)
+
     def test_dark_mode_has_a_dark_page(self):
         brightness = []
         for dark in (False, True):
@@ -482,6 +539,8 @@ class Form(unittest.TestCase):
         try:
             open_page("shop")
             self.assertFalse(browser.find("#matrix").is_displayed())
+            self.assertFalse(browser.find("#answered figure").is_displayed())
+            self.assertNotIn("The curve", browser.find("#answered").text)
             self.assertEqual(len(browser.find_all("#category-table tbody tr")), 8)
             self.assertGreater(len(browser.find_all("#confusion-table tbody tr")), 10)
             self.assertIn("%", browser.find(".card").text)

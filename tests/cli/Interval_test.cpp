@@ -145,6 +145,11 @@ TEST(IntervalTest, CalibrationErrorHasALeastHighEnd) {
     expect_interval(calibration_interval(0.05, {0.0, 0.0}, 0.0, 0.03), 0.05, 0.05);
 }
 
+// 0.9 + 1.96 * 0.1 is above 1.
+TEST(IntervalTest, CalibrationErrorIsAtMostOne) {
+    EXPECT_EQ(calibration_interval(0.9, {0.02, 0.0001}, 0.01, 0.0).high, 1.0);
+}
+
 }  // namespace
 
 }  // namespace zandrel::cli

@@ -17,6 +17,7 @@ namespace zandrel::cli {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 std::string report_refusal(const std::string& file) {
     try {
@@ -85,6 +86,35 @@ TEST(ReportPageTest, DataHaveTheCellsWithTheirTexts) {
     EXPECT_EQ(json["cells"].dump(), "[[1,0,1,0,1],[1,1,1,1,1]]");
     EXPECT_EQ(json["samples"].dump(), R"([["a <b>",0.7,0.25,null],["a <b>",0.9,0.9,null]])");
     EXPECT_EQ(json["has_no_answer"], false);
+}
+
+TEST(ReportPageTest, TextsWithoutAnswerAreNoTextsWithAWrongLabel) {
+    Report_collector collector;
+    const Labelled_text text = {{"golf"}, "a"};
+    collector.add({text, 0, {}});
+    const std::string page = page_of({}, {}, collector.data());
+    EXPECT_THAT(page, HasSubstr("No text got a wrong label. 1 text got no answer."));
+    EXPECT_THAT(page, Not(HasSubstr("There is no wrong answer.")));
+}
+
+TEST(ReportPageTest, BlankCategoryHasAName) {
+    Report_collector collector;
+    const Labelled_text text = {{" "}, "a"};
+    collector.add({text, 0, {{" ", 0.9}}});
+    EXPECT_EQ(page_json({}, collector.data())["labels"],
+              nlohmann::ordered_json::array({"(blank)"}));
+}
+
+// 100 %, 98 % and so on of one text are one text, so there is one row.
+TEST(ReportPageTest, AnsweredShareThatIsThatOfTheRowBeforeIsLeftOut) {
+    Evaluation evaluation;
+    Answered_share_counter counter;
+    counter.add({0.25679, true});
+    evaluation.answered.points = counter.points();
+    const std::string page = page_of({}, evaluation, {});
+    const std::size_t row = page.find("<td class=\"number\">0.2568</td>");
+    ASSERT_NE(row, std::string::npos);
+    EXPECT_EQ(page.find("<td class=\"number\">0.2568</td>", row + 1), std::string::npos);
 }
 
 TEST(ReportPageTest, AnswerOfNoLabelHasAColumnOfItsOwn) {

@@ -12,6 +12,9 @@ function element(name, attributes = {}, ...children) {
   return made;
 }
 
+// The name of a category between other words. It cannot change their order.
+const isolated = (name) => element("bdi", {}, name);
+
 function drawn(name, attributes = {}, ...children) {
   const made = document.createElementNS("http://www.w3.org/2000/svg", name);
   for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);

@@ -99,7 +99,7 @@ function answeredCurve(of) {
   for (const [share, threshold, accuracy, , , texts, isInTable] of points) {
     if (!isInTable) continue;
     svg.append(drawn("circle", {class: "point", cx: x(share), cy: y(accuracy), r: 4},
-      drawn("title", {}, `${percent(accuracy)} of ${counted(texts, "text")} right, ${of.by} at least ${threshold.toFixed(3)}`)));
+      drawn("title", {}, `${percent(accuracy)} of ${counted(texts, "text")} right, ${of.by} at least ${threshold.toFixed(4)}`)));
   }
   return svg;
 }

@@ -13,8 +13,9 @@ const matrix = {
 
 const noAnswer = () => matrix.names.length;
 const columnCount = () => matrix.names.length + (report.has_no_answer ? 1 : 0);
-const answerName = (column) => column === noAnswer() ? "no answer" : matrix.names[column];
+const answerName = (column) => column === noAnswer() ? "(no answer)" : matrix.names[column];
 const cellAt = (row, column) => matrix.cells.get(`${row} ${column}`);
+const placeOfColumn = (column) => column === noAnswer() ? matrix.names.length : matrix.place[column];
 const labelOfRow = () => matrix.order[matrix.row];
 const labelOfColumn = () => matrix.column < matrix.names.length ? matrix.order[matrix.column] : noAnswer();
 
@@ -51,6 +52,15 @@ function shortName(name, longest) {
   return characters.length <= longest ? name : characters.slice(0, longest - 1).join("") + "\u2026";
 }
 
+// Numbers are black or white, as the contrast with the colour of the cell is greater: always more
+// than 4.6. These strengths of a colour are the limits on white and on the dark panel.
+const limitsOfWhite = {light: {right: 0.825, wrong: 0.875}, dark: {right: 0.575, wrong: 0.625}};
+
+function numberClass(name, strength) {
+  return "inside" + (strength > limitsOfWhite.light[name] ? " white-on-light" : "") +
+    (strength < limitsOfWhite.dark[name] ? " white-on-dark" : "");
+}
+
 // One path has all cells of one colour, since thousands of elements would make the page slow.
 // Small matrices have names at both axes and numbers in the cells. If the cells are too small for
 // them, the line below the matrix names the cell.
@@ -74,19 +84,22 @@ function drawMatrix() {
   const gap = size >= 8 ? 1 : 0;
   const squares = new Map();  // "class opacity" -> outline of all squares
   const numbers = [];
+  let behind = "";  // the outline of all squares, so that no cross changes their colours
   matrix.order.forEach((label, place) => {
     const total = textsOfRow(label);
     for (const cell of matrix.rows[label]) {
       const column = cell.column === noAnswer() ? count : matrix.place[cell.column];
       const share = cell.texts / total;
-      const strength = 0.16 + 0.84 * Math.sqrt(share);
-      const kind = `${cell.row === cell.column ? "right" : "wrong"} ${(Math.round(strength * 20) / 20).toFixed(2)}`;
+      const strength = Math.round((0.16 + 0.84 * Math.sqrt(share)) * 20) / 20;
+      const name = cell.row === cell.column ? "right" : "wrong";
+      const kind = `${name} ${strength.toFixed(2)}`;
       const square = `M${left + column * size + gap / 2} ${top + place * size + gap / 2}` +
         `h${size - gap}v${size - gap}h${gap - size}z`;
+      behind += square;
       squares.set(kind, (squares.get(kind) ?? "") + square);
       if (size >= 24) {
         numbers.push(drawn("text", {
-          class: strength > 0.6 ? "on-dark" : "", "text-anchor": "middle", "font-size": cell.texts > 999 ? 9 : 12,
+          class: numberClass(name, strength), "text-anchor": "middle", "font-size": cell.texts > 999 ? 9 : 12,
           x: left + (column + 0.5) * size, y: top + (place + 0.5) * size + 4}, String(cell.texts)));
       }
     }
@@ -98,6 +111,7 @@ function drawMatrix() {
         shortName(matrix.names[label], room)));
     }
   });
+  svg.append(drawn("path", {class: "behind", d: behind}));
   for (const [kind, outline] of squares) {
     const [name, opacity] = kind.split(" ");
     svg.append(drawn("path", {class: name, "fill-opacity": opacity, d: outline}));
@@ -123,7 +137,8 @@ function describe(row, column) {
   const texts = cell ? cell.texts : 0;
   const total = textsOfRow(row);
   const share = total > 0 ? `, ${percent(texts / total)} of ${grouped(total)}` : "";
-  return `Label ${matrix.names[row]}, answer ${answerName(column)}: ${counted(texts, "text")}${share}.`;
+  return ["Label ", isolated(matrix.names[row]), ", answer ", isolated(answerName(column)),
+    `: ${counted(texts, "text")}${share}.`];
 }
 
 function showCursor(reads) {
@@ -137,7 +152,7 @@ function showCursor(reads) {
   for (const [id, place] of Object.entries(lines)) {
     for (const [key, value] of Object.entries(place)) byId(id).setAttribute(key, value);
   }
-  if (reads) byId("readout").textContent = describe(labelOfRow(), labelOfColumn());
+  if (reads) byId("readout").replaceChildren(...describe(labelOfRow(), labelOfColumn()));
 }
 
 function moveTo(row, column) {
@@ -193,7 +208,7 @@ function setOrder(kind) {
   matrix.order.forEach((label, place) => { matrix.place[label] = place; });
   if (row !== undefined) {
     matrix.row = matrix.place[row];
-    matrix.column = column === noAnswer() ? matrix.names.length : matrix.place[column];
+    matrix.column = placeOfColumn(column);
   }
   drawMatrix();
 }
@@ -203,18 +218,14 @@ function showGreatestConfusion() {
   for (const cell of matrix.cells.values()) {
     if (cell.row !== cell.column && (!greatest || cell.texts > greatest.texts)) greatest = cell;
   }
-  if (greatest) {
-    matrix.row = matrix.place[greatest.row];
-    matrix.column = greatest.column === noAnswer() ? matrix.names.length : matrix.place[greatest.column];
-    listCell(greatest.row, greatest.column, null);
-  }
-  showCursor(true);
+  if (greatest) listCell(greatest.row, greatest.column, null);
+  else showCursor(true);
 }
 
 function startMatrix() {
   readCells();
   const box = byId("matrix");
-  setOrder("similarity");
+  setOrder(byId("matrix-order").value);
   showGreatestConfusion();
   byId("matrix-order").addEventListener("change", (event) => setOrder(event.target.value));
   box.addEventListener("keydown", (event) => {
@@ -249,33 +260,45 @@ function startMatrix() {
   }).observe(box);
 }
 
-// The list of texts beside the matrix. Escape brings the focus back to where the list was opened.
-let openedBy = null;
+// The list of texts beside the matrix. Escape brings the focus back to where the list was opened,
+// also after steps from list to list.
+let openedBy = byId("matrix");
 
 function showList(title, ...contents) {
-  byId("cell-title").textContent = title;
+  byId("cell-title").replaceChildren(...title);
   byId("cell-body").replaceChildren(...contents);
 }
 
 function focusList(opener) {
-  openedBy = opener;
+  if (opener !== byId("cell")) openedBy = opener;
   byId("cell-title").focus({preventScroll: true});
   byId("cell").scrollIntoView({block: "nearest"});
 }
 
 function sampleItem([text, score, labelScore, confidence, labels]) {
   const notes = [];
-  if (labels) notes.push(`labels ${labels}`);
   if (score !== null) notes.push(`score of the answer ${score.toFixed(3)}`);
   if (labelScore !== null) notes.push(`score of the label ${labelScore.toFixed(3)}`);
   if (confidence !== null) notes.push(`confidence ${percent(confidence)}`);
   const item = element("li", {dir: "auto"}, text);
-  item.append(element("small", {dir: "ltr", class: "soft"}, notes.join(" · ")));
+  item.append(element("small", {dir: "ltr", class: "soft"}, ...(labels ? ["labels ", isolated(labels), " · "] : []), notes.join(" · ")));
   return item;
 }
 
-// `opener`: gets the focus back; null: the focus does not move.
+// Scrolls if there is more than it can show. The keyboard can move it in all browsers.
+const scrolled = (list) =>
+  element("div", {class: "list", tabindex: "0", role: "region", "aria-label": "List of the cell"}, list);
+
+// Moves the cursor of the matrix to the cell. `opener`: gets the focus back; the element "cell": the
+// one before gets it; null: the focus does not move.
 function listCell(row, column, opener) {
+  if (opener) {
+    moveTo(matrix.place[row], placeOfColumn(column));
+  } else {
+    matrix.row = matrix.place[row];
+    matrix.column = placeOfColumn(column);
+    showCursor(true);
+  }
   const cell = cellAt(row, column);
   const texts = cell ? cell.texts : 0;
   const listed = cell ? report.samples.slice(cell.first, cell.first + cell.listed) : [];
@@ -284,27 +307,27 @@ function listCell(row, column, opener) {
     : listed.length === texts ? counted(texts, "text") : `${listed.length} of ${counted(texts, "text")}`);
   const list = element("ol", {}, ...listed.map(sampleItem));
   const title = row === column
-    ? `${matrix.names[row]}, answered right`
-    : `Label ${matrix.names[row]}, answer ${answerName(column)}`;
-  showList(title, note, list, rowButton(row));
+    ? [isolated(matrix.names[row]), ", answered right"]
+    : ["Label ", isolated(matrix.names[row]), ", answer ", isolated(answerName(column))];
+  showList(title, note, scrolled(list), rowButton(row));
   if (opener) focusList(opener);
 }
 
 function rowButton(row) {
-  const button = element("button", {type: "button", class: "plain"}, `All answers for ${matrix.names[row]}`);
-  button.addEventListener("click", () => listRow(row, byId("matrix")));
+  const button = element("button", {type: "button", class: "plain"}, "All answers for ", isolated(matrix.names[row]));
+  button.addEventListener("click", () => listRow(row, byId("cell")));
   return button;
 }
 
 function listRow(row, opener) {
   const items = matrix.rows[row].map((cell) => {
-    const button = element("button", {type: "button", class: "plain"}, answerName(cell.column));
-    button.addEventListener("click", () => listCell(row, cell.column, byId("matrix")));
+    const button = element("button", {type: "button", class: "plain"}, isolated(answerName(cell.column)));
+    button.addEventListener("click", () => listCell(row, cell.column, byId("cell")));
     return element("li", {}, button, `: ${counted(cell.texts, "text")}`,
       cell.row === cell.column ? " (right)" : "");
   });
-  showList(`Answers for ${matrix.names[row]}`,
-    element("p", {class: "soft"}, counted(textsOfRow(row), "text")), element("ul", {}, ...items));
+  showList(["Answers for ", isolated(matrix.names[row])],
+    element("p", {class: "soft"}, counted(textsOfRow(row), "text")), scrolled(element("ul", {}, ...items)));
   focusList(opener);
 }
 
@@ -320,6 +343,6 @@ function openFromTables() {
     });
   }
   byId("cell").addEventListener("keydown", (event) => {
-    if (event.key === "Escape" && openedBy) openedBy.focus();
+    if (event.key === "Escape") openedBy.focus();
   });
 }
